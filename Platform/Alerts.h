@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace quillmount {
+
+// A question that stands in front of everything else, and a word that does not.
+class Alerts {
+public:
+    virtual ~Alerts() = default;
+
+    // Brings the application to the front, asks, and returns the index of the button chosen (0 is the default button
+    // and what closing the alert means). Blocks.
+    [[nodiscard]] virtual int ask(const QString &message, const QString &informative, const QStringList &buttons) = 0;
+
+    // Tells the person something without waiting for an answer. Plain text.
+    virtual void notify(const QString &title, const QString &text) = 0;
+};
+
+} // namespace quillmount

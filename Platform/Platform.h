@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Alerts.h"
+#include "Platform/Bundle.h"
+#include "Platform/Clock.h"
+#include "Platform/Directories.h"
+#include "Platform/LoginItems.h"
+#include "Platform/MountTable.h"
+#include "Platform/NetworkPath.h"
+#include "Platform/SingleInstance.h"
+#include "Platform/SystemCommands.h"
+#include "Platform/TerminationSignals.h"
+#include "Platform/UserDefaults.h"
+
+#include <memory>
+
+namespace quillmount {
+
+// Everything the application asks of the system it runs on, one role a member. None is ever null once installed.
+struct Platform {
+    std::unique_ptr<Clock> clock;
+    std::unique_ptr<Directories> directories;
+    std::unique_ptr<UserDefaults> userDefaults;
+    std::unique_ptr<Bundle> bundle;
+    std::unique_ptr<LoginItems> loginItems;
+    std::unique_ptr<NetworkPath> networkPath;
+    std::unique_ptr<SystemCommands> systemCommands;
+    std::unique_ptr<MountTable> mountTable;
+    std::unique_ptr<SingleInstance> singleInstance;
+    std::unique_ptr<Alerts> alerts;
+    std::unique_ptr<TerminationSignals> terminationSignals;
+
+    // The installed platform. Calling it before `install` is a mistake of the program and ends it.
+    [[nodiscard]] static Platform &current();
+    // Replaces the installed platform; the former one is destroyed. Null removes it.
+    static void install(std::unique_ptr<Platform> platform);
+};
+
+// The platform of the system that this was built for; the application must exist already.
+[[nodiscard]] std::unique_ptr<Platform> makePlatform();
+
+} // namespace quillmount
