@@ -5,7 +5,7 @@
 #include <QMetaObject>
 
 #include <coroutine>
-#include <optional>
+#include <memory>
 
 namespace quillmount {
 
@@ -19,40 +19,40 @@ struct Sleeper {
     bool slept = false;
 };
 
+struct OnStop {
+    Clock *clock;
+    std::shared_ptr<Sleeper> sleeper;
+
+    // Resumed from the event loop, never inside the caller: the one who cancels is often a destructor.
+    void operator()() const {
+        if (sleeper->settled)
+            return;
+        sleeper->settled = true;
+        clock->cancel(sleeper->timer);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [waiter = sleeper->waiter] { waiter.resume(); }, Qt::QueuedConnection);
+    }
+};
+
 struct SleepAwaiter {
-    Clock &clock;
+    Clock *clock;
     Clock::Duration duration;
     std::stop_token stop;
     std::shared_ptr<Sleeper> sleeper = std::make_shared<Sleeper>();
-
-    struct OnStop {
-        Clock *clock;
-        std::shared_ptr<Sleeper> sleeper;
-
-        // Resumed from the event loop, never inside the caller: the one who cancels is often a destructor.
-        void operator()() const {
-            if (sleeper->settled)
-                return;
-            sleeper->settled = true;
-            clock->cancel(sleeper->timer);
-            QMetaObject::invokeMethod(
-                QCoreApplication::instance(), [waiter = sleeper->waiter] { waiter.resume(); }, Qt::QueuedConnection);
-        }
-    };
-    std::optional<std::stop_callback<OnStop>> onStop;
+    std::unique_ptr<std::stop_callback<OnStop>> onStop = nullptr;
 
     [[nodiscard]] bool await_ready() const { return stop.stop_requested(); }
 
     void await_suspend(std::coroutine_handle<> waiter) {
         sleeper->waiter = waiter;
-        sleeper->timer = clock.schedule(duration, [s = sleeper] {
+        sleeper->timer = clock->schedule(duration, [s = sleeper] {
             if (s->settled)
                 return;
             s->settled = true;
             s->slept = true;
             s->waiter.resume();
         });
-        onStop.emplace(stop, OnStop{&clock, sleeper});
+        onStop = std::make_unique<std::stop_callback<OnStop>>(stop, OnStop{clock, sleeper});
     }
 
     [[nodiscard]] bool await_resume() const { return sleeper->slept; }
@@ -61,8 +61,7 @@ struct SleepAwaiter {
 } // namespace
 
 QCoro::Task<bool> Clock::sleep(Duration duration, std::stop_token stop) {
-    SleepAwaiter awaiter{*this, duration, std::move(stop), std::make_shared<Sleeper>(), std::nullopt};
-    co_return co_await awaiter;
+    co_return co_await SleepAwaiter{this, duration, std::move(stop)};
 }
 
 RepeatingTimer::RepeatingTimer(Clock &clock, Clock::Duration period, std::function<void()> action)
