@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/Engine/Shell.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+#include <coroutine>
+#include <csignal>
+#include <fcntl.h>
+#include <memory>
+#include <optional>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace quillmount {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+class SpawnSettings {
+public:
+    SpawnSettings() {
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+        posix_spawnattr_init(&attributes);
+        sigset_t all;
+        sigfillset(&all);
+        posix_spawnattr_setsigdefault(&attributes, &all);
+        sigset_t none;
+        sigemptyset(&none);
+        posix_spawnattr_setsigmask(&attributes, &none);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSID);
+    }
+    ~SpawnSettings() {
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    Q_DISABLE_COPY_MOVE(SpawnSettings)
+
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+};
+
+std::optional<pid_t> start(const Command &command) {
+    QList<QByteArray> words{QFile::encodeName(command.executable)};
+    for (const QString &argument : command.arguments)
+        words.append(QFile::encodeName(argument));
+    std::vector<char *> argv;
+    for (QByteArray &word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    const SpawnSettings settings;
+    pid_t pid = 0;
+    if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(), environ) != 0)
+        return std::nullopt;
+    return pid;
+}
+
+int exitStatus(int waitStatus) {
+    return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : WTERMSIG(waitStatus);
+}
+
+// A command that nobody waits for any more still has to be collected, or it stays a zombie.
+void collectWhenEnded(pid_t pid) {
+    std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
+}
+
+struct BackgroundRun {
+    Command command;
+    double timeout;
+    std::shared_ptr<int> status = std::make_shared<int>(-1);
+
+    [[nodiscard]] bool await_ready() const { return false; }
+    void await_suspend(std::coroutine_handle<> waiter) const {
+        // Detached: at the end of the application nobody waits for a mount command that takes its time.
+        std::thread([command = command, timeout = timeout, status = status, waiter] {
+            *status = Shell::run(command, timeout);
+            if (QCoreApplication *application = QCoreApplication::instance())
+                QMetaObject::invokeMethod(application, [waiter] { waiter.resume(); }, Qt::QueuedConnection);
+        }).detach();
+    }
+    [[nodiscard]] int await_resume() const { return *status; }
+};
+
+} // namespace
+
+int Shell::run(const Command &command, double timeout) {
+    const auto deadline =
+        SteadyClock::now() + std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(timeout));
+    const std::optional<pid_t> pid = start(command);
+    if (!pid)
+        return -1;
+
+    // Most commands end within a few milliseconds, so the first looks come sooner than the later ones.
+    constexpr auto longestPause = std::chrono::milliseconds(50);
+    auto pause = std::chrono::milliseconds(2);
+    for (;;) {
+        int status = 0;
+        const pid_t ended = waitpid(*pid, &status, WNOHANG);
+        if (ended == *pid)
+            return exitStatus(status);
+        if (ended < 0 && errno != EINTR)
+            return -1;
+        if (SteadyClock::now() >= deadline) {
+            collectWhenEnded(*pid);
+            return -1;
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, longestPause);
+    }
+}
+
+int Shell::run(const QString &executable, const QStringList &arguments, double timeout) {
+    return run(Command{executable, arguments}, timeout);
+}
+
+QCoro::Task<int> Shell::runInBackground(Command command, double timeout) {
+    co_return co_await BackgroundRun{std::move(command), timeout};
+}
+
+} // namespace quillmount

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace quillmount {
+
+// Every file location of the application. Computed at each call; nothing is created except by `ensureDirectories`.
+namespace Paths {
+
+// The engine executable; absent when the application was installed without it.
+[[nodiscard]] std::optional<QString> engineBinary();
+// The engine's configuration file. That it exists is the one test of whether an account is connected.
+[[nodiscard]] QString engineConfig();
+[[nodiscard]] bool hasEngineConfig();
+// The engine's cache: it also holds what was saved and has not been uploaded yet.
+[[nodiscard]] QString cacheDirectory();
+[[nodiscard]] QString logs();
+[[nodiscard]] QString engineLog();
+// The mount point in the home directory, used until the drive has been set up as a location of the file manager.
+[[nodiscard]] QString homeMountPoint();
+
+// Makes the three directories of the application. A failure is ignored: the engine reports a directory that it cannot
+// use, and in its own words.
+void ensureDirectories();
+
+} // namespace Paths
+} // namespace quillmount
