@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/RemoteControl.h"
 
+#include "App/Support/NetworkError.h"
+
 #include <QCoreApplication>
 #include <QCoroNetworkReply>
 #include <QJsonDocument>
@@ -41,11 +43,11 @@ QCoro::Task<QJsonObject> post(QNetworkRequest request, QByteArray body) {
 
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid())
-        throw RemoteControl::RCError(RemoteControl::RCError::transport);
+        throw NetworkError(reply->error());
     if (status.toInt() != 200)
         throw RemoteControl::RCError(RemoteControl::RCError::badResponse, status.toInt());
     if (reply->error() != QNetworkReply::NoError)
-        throw RemoteControl::RCError(RemoteControl::RCError::transport);
+        throw NetworkError(reply->error());
     const QJsonDocument answer = QJsonDocument::fromJson(reply->readAll());
     if (!answer.isObject())
         throw RemoteControl::RCError(RemoteControl::RCError::notJSON);
@@ -58,8 +60,7 @@ RemoteControl::RCError::RCError(Case which, int status)
     : m_case(which)
     , m_status(status)
     , m_what(which == badResponse ? "the engine answered with status " + std::to_string(status)
-             : which == notJSON   ? "the engine's answer is no JSON object"
-                                  : "the engine did not answer") {}
+                                  : "the engine's answer is no JSON object") {}
 
 QNetworkAccessManager &RemoteControl::session() {
     static QPointer<QNetworkAccessManager> manager;

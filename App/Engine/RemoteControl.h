@@ -18,13 +18,12 @@ struct RemoteControl {
     QString user;
     QString pass;
 
-    // What a call throws.
+    // An answer that is of no use.
     class RCError : public std::exception {
     public:
         enum Case {
             badResponse, // an HTTP status other than 200
             notJSON,     // the body is no JSON object
-            transport,   // no answer: refused, lost, or not within 5 seconds
         };
 
         explicit RCError(Case which, int status = 0);
@@ -39,7 +38,8 @@ struct RemoteControl {
         std::string m_what;
     };
 
-    // Posts `params` to `command` ("vfs/stats") and returns the answer. Throws RCError.
+    // Posts `params` to `command` ("vfs/stats") and returns the answer. Throws RCError, and NetworkError when there is
+    // no answer within 5 seconds.
     [[nodiscard]] QCoro::Task<QJsonObject> call(QString command, QJsonObject params) const;
 
     // One for the process: no disk cache, no cookies, and no proxy between here and the loopback interface.
