@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Alerts.h"
+
+#include <QList>
+
+namespace quillmount {
+
+// Answers from a script and remembers what was said.
+class MemoryAlerts final : public Alerts {
+public:
+    struct Question {
+        QString message;
+        QString informative;
+        QStringList buttons;
+    };
+    struct Notice {
+        QString title;
+        QString text;
+    };
+
+    [[nodiscard]] int ask(const QString &message, const QString &informative, const QStringList &buttons) override {
+        m_questions.append({message, informative, buttons});
+        return m_answers.isEmpty() ? 0 : m_answers.takeFirst();
+    }
+    void notify(const QString &title, const QString &text) override { m_notices.append({title, text}); }
+
+    // The button for the next question that has none yet. Without one a question is answered by its default button.
+    void answerNext(int button) { m_answers.append(button); }
+
+    [[nodiscard]] const QList<Question> &questions() const { return m_questions; }
+    [[nodiscard]] const QList<Notice> &notices() const { return m_notices; }
+
+private:
+    QList<int> m_answers;
+    QList<Question> m_questions;
+    QList<Notice> m_notices;
+};
+
+} // namespace quillmount

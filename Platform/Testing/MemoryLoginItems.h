@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/LoginItems.h"
+
+namespace quillmount {
+
+// A switch that can be made to refuse.
+class MemoryLoginItems final : public LoginItems {
+public:
+    std::optional<QString> setEnabled(bool on) override {
+        if (!m_failure)
+            m_enabled = on;
+        return m_failure;
+    }
+    [[nodiscard]] bool isEnabled() const override { return m_enabled; }
+
+    // Every change from now on fails with this reason; absent ends that.
+    void setFailure(const std::optional<QString> &reason) { m_failure = reason; }
+
+private:
+    std::optional<QString> m_failure;
+    bool m_enabled = false;
+};
+
+} // namespace quillmount

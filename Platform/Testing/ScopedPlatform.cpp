@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Testing/ScopedPlatform.h"
+
+#include "Platform/SystemClock.h"
+
+namespace quillmount {
+
+std::unique_ptr<Platform> makeTestingPlatform() {
+    auto platform = std::make_unique<Platform>();
+    platform->clock = std::make_unique<ManualClock>();
+    platform->directories = std::make_unique<MemoryDirectories>();
+    platform->userDefaults = std::make_unique<MemoryUserDefaults>();
+    platform->bundle = std::make_unique<MemoryBundle>();
+    platform->loginItems = std::make_unique<MemoryLoginItems>();
+    platform->networkPath = std::make_unique<MemoryNetworkPath>();
+    platform->systemCommands = std::make_unique<ScriptedSystemCommands>();
+    platform->mountTable = std::make_unique<MemoryMountTable>();
+    platform->singleInstance = std::make_unique<MemorySingleInstance>();
+    platform->alerts = std::make_unique<MemoryAlerts>();
+    platform->terminationSignals = std::make_unique<MemoryTerminationSignals>();
+    return platform;
+}
+
+ScopedPlatform::ScopedPlatform() {
+    Platform::install(makeTestingPlatform());
+}
+
+ScopedPlatform::~ScopedPlatform() {
+    Platform::install(nullptr);
+}
+
+void ScopedPlatform::useSystemClock() {
+    Platform::current().clock = std::make_unique<SystemClock>();
+}
+
+namespace {
+// Checked, so that a test which put in another kind of role fails at once.
+template <typename Peer, typename Role>
+Peer &as(const std::unique_ptr<Role> &role) {
+    return dynamic_cast<Peer &>(*role);
+}
+} // namespace
+
+ManualClock &ScopedPlatform::clock() const {
+    return as<ManualClock>(Platform::current().clock);
+}
+
+MemoryDirectories &ScopedPlatform::directories() const {
+    return as<MemoryDirectories>(Platform::current().directories);
+}
+
+MemoryUserDefaults &ScopedPlatform::userDefaults() const {
+    return as<MemoryUserDefaults>(Platform::current().userDefaults);
+}
+
+MemoryBundle &ScopedPlatform::bundle() const {
+    return as<MemoryBundle>(Platform::current().bundle);
+}
+
+MemoryLoginItems &ScopedPlatform::loginItems() const {
+    return as<MemoryLoginItems>(Platform::current().loginItems);
+}
+
+MemoryNetworkPath &ScopedPlatform::networkPath() const {
+    return as<MemoryNetworkPath>(Platform::current().networkPath);
+}
+
+ScriptedSystemCommands &ScopedPlatform::systemCommands() const {
+    return as<ScriptedSystemCommands>(Platform::current().systemCommands);
+}
+
+MemoryMountTable &ScopedPlatform::mountTable() const {
+    return as<MemoryMountTable>(Platform::current().mountTable);
+}
+
+MemorySingleInstance &ScopedPlatform::singleInstance() const {
+    return as<MemorySingleInstance>(Platform::current().singleInstance);
+}
+
+MemoryAlerts &ScopedPlatform::alerts() const {
+    return as<MemoryAlerts>(Platform::current().alerts);
+}
+
+MemoryTerminationSignals &ScopedPlatform::terminationSignals() const {
+    return as<MemoryTerminationSignals>(Platform::current().terminationSignals);
+}
+
+} // namespace quillmount

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Platform.h"
+#include "Platform/Testing/ManualClock.h"
+#include "Platform/Testing/MemoryAlerts.h"
+#include "Platform/Testing/MemoryBundle.h"
+#include "Platform/Testing/MemoryDirectories.h"
+#include "Platform/Testing/MemoryLoginItems.h"
+#include "Platform/Testing/MemoryMountTable.h"
+#include "Platform/Testing/MemoryNetworkPath.h"
+#include "Platform/Testing/MemorySingleInstance.h"
+#include "Platform/Testing/MemoryTerminationSignals.h"
+#include "Platform/Testing/MemoryUserDefaults.h"
+#include "Platform/Testing/ScriptedSystemCommands.h"
+
+namespace quillmount {
+
+// A platform in which every role is a peer from this folder.
+[[nodiscard]] std::unique_ptr<Platform> makeTestingPlatform();
+
+// Installs such a platform for as long as it lives, and gives access to the peers as what they are. Make it before, and
+// so destroy it after, everything that uses the platform.
+class ScopedPlatform {
+public:
+    ScopedPlatform();
+    ~ScopedPlatform();
+    Q_DISABLE_COPY_MOVE(ScopedPlatform)
+
+    [[nodiscard]] ManualClock &clock() const;
+    [[nodiscard]] MemoryDirectories &directories() const;
+    [[nodiscard]] MemoryUserDefaults &userDefaults() const;
+    [[nodiscard]] MemoryBundle &bundle() const;
+    [[nodiscard]] MemoryLoginItems &loginItems() const;
+    [[nodiscard]] MemoryNetworkPath &networkPath() const;
+    [[nodiscard]] ScriptedSystemCommands &systemCommands() const;
+    [[nodiscard]] MemoryMountTable &mountTable() const;
+    [[nodiscard]] MemorySingleInstance &singleInstance() const;
+    [[nodiscard]] MemoryAlerts &alerts() const;
+    [[nodiscard]] MemoryTerminationSignals &terminationSignals() const;
+
+    // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
+    void useSystemClock();
+};
+
+} // namespace quillmount
