@@ -3,8 +3,6 @@
 
 #include <QObject>
 
-#include <utility>
-
 namespace quillmount {
 
 // An object with published properties: each assignment, also of an equal value, is announced before it is made, and
@@ -20,10 +18,11 @@ Q_SIGNALS:
     void objectWillChange();
 
 protected:
-    template <typename Owner, typename T, typename Value>
-    void publish(Owner *owner, T &property, Value &&value, void (Owner::*changed)()) {
+    // Makes one assignment: `assign` changes the property whose own signal is `changed`.
+    template <typename Owner, typename Assign>
+    void publish(Owner *owner, void (Owner::*changed)(), Assign &&assign) {
         Q_EMIT objectWillChange();
-        property = std::forward<Value>(value);
+        assign();
         Q_EMIT(owner->*changed)();
     }
 };

@@ -53,11 +53,12 @@ QString EngineConfig::ConfigError::description() const {
 QCoro::Task<> EngineConfig::write(QString token) {
     Paths::ensureDirectories();
     const QString path = Paths::engineConfig();
-    const QString temporary = QFileInfo(path).path() + u"/.engine.conf."_s +
-                              QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    const bool written = createFile(temporary, configurationText(token)) &&
-                         std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) == 0 &&
-                         QFile::setPermissions(path, ownerOnly);
+    const QString temporary =
+        QFileInfo(path).path() + u"/.engine.conf."_s + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const bool written =
+        createFile(temporary, configurationText(token)) &&
+        std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) == 0 &&
+        QFile::setPermissions(path, ownerOnly);
     if (!written) {
         QFile::remove(temporary);
         throw ConfigError(ConfigError::writeFailed);

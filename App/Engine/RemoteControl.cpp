@@ -7,7 +7,6 @@
 #include <QCoroNetworkReply>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
-#include <QNetworkCookieJar>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QPointer>
@@ -23,14 +22,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto answerTimeout = std::chrono::seconds(5);
-
-// Keeps nothing: the engine has no business with cookies.
-class NoCookies final : public QNetworkCookieJar {
-public:
-    using QNetworkCookieJar::QNetworkCookieJar;
-    [[nodiscard]] QList<QNetworkCookie> cookiesForUrl(const QUrl & /*url*/) const override { return {}; }
-    bool setCookiesFromUrl(const QList<QNetworkCookie> & /*cookies*/, const QUrl & /*url*/) override { return false; }
-};
 
 struct DeleteLater {
     void operator()(QNetworkReply *reply) const { reply->deleteLater(); }
@@ -67,7 +58,6 @@ QNetworkAccessManager &RemoteControl::session() {
     if (!manager) {
         manager = new QNetworkAccessManager(QCoreApplication::instance());
         manager->setProxy(QNetworkProxy::NoProxy);
-        manager->setCookieJar(new NoCookies(manager));
     }
     return *manager;
 }
@@ -79,8 +69,29 @@ QCoro::Task<QJsonObject> RemoteControl::call(QString command, QJsonObject params
     // Redirects, cached answers and a second try with other credentials have no place on this connection.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setTransferTimeout(static_cast<int>(std::chrono::milliseconds(answerTimeout).count()));
     return post(std::move(request), QJsonDocument(params).toJson(QJsonDocument::Compact));
+}
+
+QCoro::Task<std::optional<QJsonObject>> RemoteControl::answer(QString command, QJsonObject params) const {
+    // A copy: this value may be gone when the answer comes.
+    return [](RemoteControl rc, QString path, QJsonObject body) -> QCoro::Task<std::optional<QJsonObject>> {
+        try {
+            co_return co_await rc.call(path, body);
+        } catch (const RCError &) {
+        } catch (const NetworkError &) {
+        }
+        co_return std::nullopt;
+    }(*this, std::move(command), std::move(params));
+}
+
+QCoro::Task<bool> RemoteControl::answers() const {
+    return [](RemoteControl rc) -> QCoro::Task<bool> {
+        const auto stats = co_await rc.answer(u"vfs/stats"_s, {});
+        co_return stats.has_value();
+    }(*this);
 }
 
 } // namespace quillmount

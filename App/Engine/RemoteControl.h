@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <exception>
+#include <optional>
 #include <string>
 
 class QNetworkAccessManager;
@@ -41,6 +42,12 @@ struct RemoteControl {
     // Posts `params` to `command` ("vfs/stats") and returns the answer. Throws RCError, and NetworkError when there is
     // no answer within 5 seconds.
     [[nodiscard]] QCoro::Task<QJsonObject> call(QString command, QJsonObject params) const;
+
+    // The same for callers to whom every failure is one missing answer.
+    [[nodiscard]] QCoro::Task<std::optional<QJsonObject>> answer(QString command, QJsonObject params) const;
+
+    // Whether the engine serves the drive already.
+    [[nodiscard]] QCoro::Task<bool> answers() const;
 
     // One for the process: no disk cache, no cookies, and no proxy between here and the loopback interface.
     [[nodiscard]] static QNetworkAccessManager &session();

@@ -83,7 +83,8 @@ struct BackgroundRun {
         std::thread([command = command, timeout = timeout, status = status, waiter] {
             *status = Shell::run(command, timeout);
             if (QCoreApplication *application = QCoreApplication::instance())
-                QMetaObject::invokeMethod(application, [waiter] { waiter.resume(); }, Qt::QueuedConnection);
+                QMetaObject::invokeMethod(
+                    application, [waiter] { waiter.resume(); }, Qt::QueuedConnection);
         }).detach();
     }
     [[nodiscard]] int await_resume() const { return *status; }

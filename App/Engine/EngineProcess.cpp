@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/Engine/EngineProcess.h"
+
+#include <QProcess>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace quillmount {
+
+namespace {
+
+// Between fork and exec: only what is safe there.
+void prepareChild() {
+    setsid();
+    struct sigaction standard = {};
+    standard.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number)
+        sigaction(number, &standard, nullptr);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    // The engine's memory holds the account's tokens.
+    constexpr rlimit noCoreFile = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCoreFile);
+}
+
+} // namespace
+
+EngineProcess::EngineProcess(QObject *parent)
+    : QObject(parent)
+    , m_process(new QProcess) {
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    m_process->setStandardOutputFile(QProcess::nullDevice());
+    m_process->setStandardErrorFile(QProcess::nullDevice());
+    m_process->setChildProcessModifier(prepareChild);
+    connect(
+        m_process, &QProcess::finished, this, [this](int status) { Q_EMIT ended(status); }, Qt::QueuedConnection);
+}
+
+EngineProcess::~EngineProcess() {
+    m_process->disconnect(this);
+    // QProcess kills its child when it is destroyed: one whose engine still runs is given up instead.
+    if (m_process->state() == QProcess::NotRunning)
+        m_process->deleteLater();
+}
+
+bool EngineProcess::start(const QString &executable, const QStringList &arguments,
+                          const QProcessEnvironment &environment) {
+    m_process->setProcessEnvironment(environment);
+    m_process->start(executable, arguments);
+    return m_process->waitForStarted();
+}
+
+void EngineProcess::terminate() {
+    m_process->terminate();
+}
+
+void EngineProcess::kill() {
+    m_process->kill();
+}
+
+bool EngineProcess::isRunning() const {
+    return m_process->state() != QProcess::NotRunning;
+}
+
+bool EngineProcess::waitForEnd(int milliseconds) {
+    // QProcess learns of the end only here while the event loop does not turn.
+    return !isRunning() || m_process->waitForFinished(milliseconds);
+}
+
+} // namespace quillmount

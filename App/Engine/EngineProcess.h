@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include <QObject>
+#include <QProcessEnvironment>
+#include <QStringList>
+
+class QProcess;
+
+namespace quillmount {
+
+// One run of the engine executable, in a session of its own: a Ctrl+C on the terminal does not reach it, and it
+// outlives an application that is killed, so that uploads go on. Destroying this object does not end a running engine.
+class EngineProcess : public QObject {
+    Q_OBJECT
+
+public:
+    explicit EngineProcess(QObject *parent = nullptr);
+    ~EngineProcess() override;
+    Q_DISABLE_COPY_MOVE(EngineProcess)
+
+    // Starts it with its output discarded. False when it could not be started; nothing is reported then.
+    [[nodiscard]] bool start(const QString &executable, const QStringList &arguments,
+                             const QProcessEnvironment &environment);
+
+    // Asks it to end. Harmless after its end.
+    void terminate();
+    void kill();
+    [[nodiscard]] bool isRunning() const;
+
+    // Blocks until the process has ended, at most for `milliseconds`. True when it has.
+    bool waitForEnd(int milliseconds);
+
+Q_SIGNALS:
+    // It has ended, by itself or by a signal. Always sent from the event loop, never inside a call of this object.
+    void ended(int status);
+
+private:
+    QProcess *m_process;
+};
+
+} // namespace quillmount
