@@ -1,0 +1,3 @@
+module quillmount/enginetest
+
+go 1.26.0
