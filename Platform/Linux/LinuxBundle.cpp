@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxBundle.h"
+
+#include "Platform/Linux/PlatformLog.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+LinuxBundle::LinuxBundle(const QString &folder)
+    : m_folder(folder) {
+    QFile file(m_folder + u"/Info.json"_s);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qCWarning(platformLog) << "no information dictionary:" << file.fileName() << file.errorString();
+        return;
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    if (!document.isObject())
+        qCWarning(platformLog) << "the information dictionary is no object:" << file.fileName() << error.errorString();
+    m_info = document.object();
+}
+
+std::optional<QString> LinuxBundle::infoString(const QString &key) const {
+    const QJsonValue value = m_info.value(key);
+    return value.isString() ? std::optional(value.toString()) : std::nullopt;
+}
+
+std::optional<QString> LinuxBundle::auxiliaryExecutable(const QString &name) const {
+    const QFileInfo file(m_folder + u'/' + name);
+    // A name with a slash would lead out of the bundle.
+    if (name.isEmpty() || name.contains(u'/') || !file.isFile() || !file.isExecutable())
+        return std::nullopt;
+    return file.absoluteFilePath();
+}
+
+} // namespace quillmount

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Bundle.h"
+
+#include <QJsonObject>
+
+namespace quillmount {
+
+// The folder of the executable: "Info.json" in it is the information dictionary, read once, and the programs in it
+// belong to the application.
+class LinuxBundle final : public Bundle {
+public:
+    explicit LinuxBundle(const QString &folder);
+
+    [[nodiscard]] std::optional<QString> infoString(const QString &key) const override;
+    [[nodiscard]] std::optional<QString> auxiliaryExecutable(const QString &name) const override;
+
+private:
+    QString m_folder;
+    QJsonObject m_info;
+};
+
+} // namespace quillmount

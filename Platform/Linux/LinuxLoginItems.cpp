@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxLoginItems.h"
+
+#include "Platform/Linux/PrivateFolder.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSaveFile>
+
+#include <cerrno>
+#include <cstring>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A value of the type "string" in a desktop entry.
+QString escaped(const QString &text) {
+    QString result;
+    for (const QChar c : text) {
+        if (c == u'\\')
+            result += u"\\\\"_s;
+        else if (c == u'\n')
+            result += u"\\n"_s;
+        else if (c == u'\t')
+            result += u"\\t"_s;
+        else if (c == u'\r')
+            result += u"\\r"_s;
+        else if (c == u' ' && result.isEmpty())
+            result += u"\\s"_s;
+        else
+            result += c;
+    }
+    return result;
+}
+
+QString unescaped(const QString &text) {
+    static const QHash<QChar, QChar> meanings = {
+        {u's', u' '}, {u'n', u'\n'}, {u't', u'\t'}, {u'r', u'\r'}, {u'\\', u'\\'}};
+    QString result;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == u'\\' && i + 1 < text.size() && meanings.contains(text[i + 1]))
+            result += meanings.value(text[++i]);
+        else
+            result += text[i];
+    }
+    return result;
+}
+
+// One argument of Exec. Quoted and with its field codes taken away, before it is escaped like any other string.
+QString quoted(const QString &argument) {
+    QString result;
+    for (const QChar c : argument) {
+        if (u"\"`$\\"_s.contains(c))
+            result += u'\\';
+        else if (c == u'%')
+            result += u'%';
+        result += c;
+    }
+    return u'"' + result + u'"';
+}
+
+QHash<QString, QString> entryValues(const QString &path) {
+    QHash<QString, QString> values;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return values;
+    bool inEntry = false;
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+    for (const QString &line : lines) {
+        if (line.startsWith(u'['))
+            inEntry = line.trimmed() == "[Desktop Entry]"_L1;
+        else if (const qsizetype equals = line.indexOf(u'='); inEntry && equals > 0 && !line.startsWith(u'#'))
+            values.insert(line.first(equals).trimmed(), unescaped(line.sliced(equals + 1).trimmed()));
+    }
+    return values;
+}
+
+} // namespace
+
+LinuxLoginItems::LinuxLoginItems(const QString &configuration, const QString &executable)
+    : m_folder(configuration + u"/autostart"_s)
+    , m_file(m_folder + u"/com.orvane.quillmount.desktop"_s)
+    , m_executable(executable) {}
+
+QByteArray LinuxLoginItems::entry() const {
+    const QStringList lines = {
+        u"[Desktop Entry]"_s,
+        u"Type=Application"_s,
+        u"Name=Quillmount"_s,
+        u"Exec="_s + escaped(quoted(m_executable) + u" --background"_s),
+        u"TryExec="_s + escaped(m_executable),
+        u"Icon=com.orvane.quillmount"_s,
+        u"Terminal=false"_s,
+        u"X-GNOME-Autostart-enabled=true"_s,
+        {},
+    };
+    return lines.join(u'\n').toUtf8();
+}
+
+std::optional<QString> LinuxLoginItems::setEnabled(bool on) {
+    if (!on) {
+        QFile file(m_file);
+        // A link to nowhere is removed too.
+        const QFileInfo info(m_file);
+        if ((!info.exists() && !info.isSymLink()) || file.remove())
+            return std::nullopt;
+        return file.errorString();
+    }
+    if (!makePrivateFolder(m_folder))
+        return QString::fromLocal8Bit(std::strerror(errno));
+    QSaveFile file(m_file);
+    if (file.open(QIODevice::WriteOnly) && file.write(entry()) >= 0 && file.commit())
+        return std::nullopt;
+    return file.errorString();
+}
+
+bool LinuxLoginItems::isEnabled() const {
+    if (!QFile::exists(m_file))
+        return false;
+    const auto values = entryValues(m_file);
+    const QString program = values.value(u"TryExec"_s);
+    return values.contains(u"Exec"_s) && values.value(u"Hidden"_s) != "true"_L1 &&
+           values.value(u"X-GNOME-Autostart-enabled"_s) != "false"_L1 &&
+           (program.isEmpty() || QFileInfo(program).isExecutable());
+}
+
+} // namespace quillmount

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/SingleInstance.h"
+
+#include <QString>
+
+namespace quillmount {
+
+// A lock that the kernel holds for this process alone: neither a program that it starts nor its own end by any signal
+// leaves it behind. The file holds the number of the process, for people who look.
+class LinuxSingleInstance final : public SingleInstance {
+public:
+    explicit LinuxSingleInstance(const QString &file);
+    ~LinuxSingleInstance() override;
+    Q_DISABLE_COPY_MOVE(LinuxSingleInstance)
+
+    // False also when the lock file cannot be made: two instances on one cache would do worse than none.
+    [[nodiscard]] bool acquire() override;
+
+private:
+    QString m_file;
+    int m_lock = -1;
+};
+
+} // namespace quillmount

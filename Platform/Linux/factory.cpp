@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxAlerts.h"
+#include "Platform/Linux/LinuxBundle.h"
+#include "Platform/Linux/LinuxDirectories.h"
+#include "Platform/Linux/LinuxLoginItems.h"
+#include "Platform/Linux/LinuxMountTable.h"
+#include "Platform/Linux/LinuxNetworkPath.h"
+#include "Platform/Linux/LinuxSingleInstance.h"
+#include "Platform/Linux/LinuxSystemCommands.h"
+#include "Platform/Linux/LinuxTerminationSignals.h"
+#include "Platform/Linux/LinuxUserDefaults.h"
+#include "Platform/Platform.h"
+#include "Platform/SystemClock.h"
+
+#include <QCoreApplication>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+std::unique_ptr<Platform> makePlatform() {
+    const QString bundle = QCoreApplication::applicationDirPath();
+    auto directories = std::make_unique<LinuxDirectories>();
+    auto platform = std::make_unique<Platform>();
+    platform->clock = std::make_unique<SystemClock>();
+    platform->userDefaults =
+        std::make_unique<LinuxUserDefaults>(directories->configuration() + u"/Quillmount/defaults.json"_s);
+    platform->bundle = std::make_unique<LinuxBundle>(bundle);
+    platform->loginItems =
+        std::make_unique<LinuxLoginItems>(directories->configuration(), QCoreApplication::applicationFilePath());
+    platform->networkPath = std::make_unique<LinuxNetworkPath>();
+    platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
+    platform->mountTable = std::make_unique<LinuxMountTable>();
+    platform->singleInstance =
+        std::make_unique<LinuxSingleInstance>(directories->library() + u"/Quillmount/instance.lock"_s);
+    platform->alerts = std::make_unique<LinuxAlerts>();
+    platform->terminationSignals = std::make_unique<LinuxTerminationSignals>();
+    platform->directories = std::move(directories);
+    return platform;
+}
+
+} // namespace quillmount
