@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/AppDelegate.h"
+#include "App/Engine/EngineConfig.h"
+#include "App/Support/VolumeSetup.h"
+#include "Platform/Platform.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cstdio>
+#include <sys/resource.h>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Connects the account in `file` (JSON: "token", an object, and "email"). The file is removed: it holds the token.
+QCoro::Task<> connectAccount(DriveEngine *engine, QString file) {
+    QFile account(file);
+    if (!account.open(QIODevice::ReadOnly))
+        qFatal("the account file cannot be read");
+    const QJsonObject fields = QJsonDocument::fromJson(account.readAll()).object();
+    account.remove();
+    const QByteArray token = QJsonDocument(fields["token"_L1].toObject()).toJson(QJsonDocument::Compact);
+    const QString email = fields["email"_L1].toString();
+    co_await engine->connect(QString::fromUtf8(token), email.isEmpty() ? std::nullopt : std::optional(email));
+}
+
+// Runs the application and returns its exit status.
+int run(const QString &accountFile) {
+    NoVolumeSetup volumeSetup;
+    AppDelegate delegate(volumeSetup);
+    DriveEngine &engine = delegate.engine();
+    QObject::connect(&delegate, &AppDelegate::terminated, qApp, &QCoreApplication::exit);
+    bool announced = false;
+    QObject::connect(&engine, &DriveEngine::stateChanged, &delegate, [&] {
+        if (engine.state() != DriveState::live || std::exchange(announced, true))
+            return;
+        std::printf("Drive: %s\n", qUtf8Printable(engine.mountPoint()));
+        std::fflush(stdout);
+    });
+    QMetaObject::invokeMethod(
+        &delegate,
+        [&] {
+            delegate.applicationDidFinishLaunching();
+            if (!accountFile.isEmpty())
+                spawn(connectAccount(&engine, accountFile));
+        },
+        Qt::QueuedConnection);
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    // The memory of the application holds the account's tokens.
+    constexpr rlimit noCoreFile = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCoreFile);
+    qSetMessagePattern(u"%{time hh:mm:ss.zzz} %{category}: %{message}"_s);
+
+    const QApplication application(argc, argv);
+    QApplication::setApplicationName(u"Quillmount"_s);
+    QApplication::setDesktopFileName(u"com.orvane.quillmount"_s);
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser options;
+    options.setApplicationDescription(u"Makes a folder of Google Drive appear as a drive."_s);
+    options.addHelpOption();
+    const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
+    const QCommandLineOption account(u"connect-account"_s, u"Connect the account in FILE, and remove FILE."_s,
+                                     u"FILE"_s);
+    options.addOptions({background, account});
+    options.process(application);
+
+    Platform::install(makePlatform());
+    int status = 0;
+    if (Platform::current().singleInstance->acquire())
+        status = run(options.value(account));
+    else
+        std::puts("Quillmount is already running for this home.");
+    Platform::install(nullptr);
+    return status;
+}

@@ -1,0 +1,18 @@
+# Writes the information dictionary. The Google client comes from the JSON file that Google's console hands out for a
+# desktop client; without one the dictionary holds the client of the local Google, which no real account accepts.
+set(QUILLMOUNT_GOOGLE_CLIENT "${PROJECT_SOURCE_DIR}/google-client.json" CACHE FILEPATH
+    "The JSON file of a Google OAuth client of the type desktop")
+
+set(QM_GOOGLE_CLIENT_ID "local-google-client")
+set(QM_GOOGLE_CLIENT_SECRET "local-google-secret")
+if(EXISTS "${QUILLMOUNT_GOOGLE_CLIENT}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${QUILLMOUNT_GOOGLE_CLIENT}")
+    file(READ "${QUILLMOUNT_GOOGLE_CLIENT}" client)
+    string(JSON QM_GOOGLE_CLIENT_ID ERROR_VARIABLE idError GET "${client}" installed client_id)
+    string(JSON QM_GOOGLE_CLIENT_SECRET ERROR_VARIABLE secretError GET "${client}" installed client_secret)
+    if(idError OR secretError)
+        message(FATAL_ERROR "${QUILLMOUNT_GOOGLE_CLIENT} is not the file of a desktop client: ${idError}${secretError}")
+    endif()
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/Resources/Info.json.in ${PROJECT_BINARY_DIR}/bin/Info.json @ONLY
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE)
