@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Call.h"
+
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+namespace quillmount::standin {
+
+void Call::sendJson(int status, const QJsonObject &object, const HttpHeaders &more) const {
+    const HttpHeaders headers = HttpHeaders{{"Content-Type", "application/json; charset=UTF-8"}} + more;
+    connection.send(status, headers, QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+void Call::sendSelected(const QJsonObject &object, Resource resource, const QString &usual, int status) const {
+    const QString fields = parameters.contains(u"fields"_s) ? parameters.value(u"fields"_s) : usual;
+    sendJson(status, FieldSelector::parse(fields, resource).apply(object));
+}
+
+void Call::checkFields(Resource resource) const {
+    FieldSelector::parse(parameters.value(u"fields"_s), resource);
+}
+
+} // namespace quillmount::standin

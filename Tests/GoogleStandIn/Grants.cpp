@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Grants.h"
+
+#include "Tests/GoogleStandIn/ApiError.h"
+#include "Tests/GoogleStandIn/TimeText.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRandomGenerator>
+
+using namespace Qt::StringLiterals;
+
+namespace quillmount::standin {
+
+namespace {
+QString randomToken(const QString &prefix) {
+    QByteArray bytes(48, Qt::Uninitialized);
+    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), bytes.size() / 4);
+    return prefix + QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+}
+} // namespace
+
+Grants::Grants(const QString &path)
+    : m_path(path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return;
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    if (!document.isObject()) {
+        throw StartError(u"The file %1 is damaged."_s.arg(path));
+    }
+    const QJsonObject clients = document["clients"_L1].toObject();
+    for (auto it = clients.begin(); it != clients.end(); ++it) {
+        m_clients.insert(it.key(), it.value().toString());
+    }
+    const QJsonArray grants = document["grants"_L1].toArray();
+    for (const QJsonValue &value : grants) {
+        Grant grant{.clientId = value["client"_L1].toString(),
+                    .refreshToken = value["refresh"_L1].toString(),
+                    .scope = value["scope"_L1].toString(),
+                    .revoked = value["revoked"_L1].toBool(),
+                    .access = {}};
+        const QJsonArray access = value["access"_L1].toArray();
+        for (const QJsonValue &token : access) {
+            grant.access.append({token["token"_L1].toString(), token["expires"_L1].toInteger()});
+        }
+        m_grants.append(grant);
+    }
+}
+
+void Grants::save() const {
+    QJsonObject clients;
+    for (auto it = m_clients.begin(); it != m_clients.end(); ++it) {
+        clients.insert(it.key(), it.value());
+    }
+    QJsonArray grants;
+    for (const Grant &grant : m_grants) {
+        QJsonArray access;
+        for (const AccessToken &token : grant.access) {
+            access.append(QJsonObject{{"token"_L1, token.token}, {"expires"_L1, token.expiresMs}});
+        }
+        grants.append(QJsonObject{{"client"_L1, grant.clientId},
+                                  {"refresh"_L1, grant.refreshToken},
+                                  {"scope"_L1, grant.scope},
+                                  {"revoked"_L1, grant.revoked},
+                                  {"access"_L1, access}});
+    }
+    if (!writeAtomically(m_path, QJsonDocument({{"clients"_L1, clients}, {"grants"_L1, grants}}).toJson())) {
+        throw ApiError::internal(u"The local store is not writable"_s);
+    }
+}
+
+AccessToken Grants::newAccess(Grant &grant, int lifetimeSeconds) {
+    const qint64 now = nowMs();
+    grant.access.removeIf([now](const AccessToken &token) { return token.expiresMs <= now; });
+    grant.access.append({randomToken(u"ya29."_s), now + lifetimeSeconds * 1000LL});
+    return grant.access.last();
+}
+
+QJsonObject Grants::grant(const QString &clientId, const QString &clientSecret, const QString &scope,
+                          int lifetimeSeconds, bool reuse) {
+    const std::lock_guard lock(m_mutex);
+    m_clients.insert(clientId, clientSecret);
+    Grant *grant = nullptr;
+    for (Grant &candidate : m_grants) {
+        if (reuse && candidate.clientId == clientId && candidate.scope == scope && !candidate.revoked) {
+            grant = &candidate;
+        }
+    }
+    if (!grant) {
+        m_grants.append({.clientId = clientId,
+                         .refreshToken = randomToken(u"1//"_s),
+                         .scope = scope,
+                         .revoked = false,
+                         .access = {}});
+        grant = &m_grants.last();
+    }
+    const AccessToken access = newAccess(*grant, lifetimeSeconds);
+    save();
+    return {{"access_token"_L1, access.token},
+            {"token_type"_L1, "Bearer"_L1},
+            {"refresh_token"_L1, grant->refreshToken},
+            {"expiry"_L1, formatTime(access.expiresMs)}};
+}
+
+AccessToken Grants::refresh(const QString &clientId, const QString &clientSecret, const QString &refreshToken,
+                            QString *scope) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_clients.contains(clientId)) {
+        throw OAuthError{401, u"invalid_client"_s, u"The OAuth client was not found."_s};
+    }
+    if (m_clients.value(clientId) != clientSecret) {
+        throw OAuthError{401, u"invalid_client"_s, u"Unauthorized"_s};
+    }
+    for (Grant &grant : m_grants) {
+        if (grant.refreshToken == refreshToken && grant.clientId == clientId && !grant.revoked) {
+            const AccessToken access = newAccess(grant, m_lifetime);
+            *scope = grant.scope;
+            save();
+            return access;
+        }
+    }
+    throw OAuthError{400, u"invalid_grant"_s, u"Token has been expired or revoked."_s};
+}
+
+Viewer Grants::authorize(const QByteArray &header) {
+    const std::lock_guard lock(m_mutex);
+    const QString token = header.startsWith("Bearer ") ? QString::fromLatin1(header.mid(7)) : QString();
+    for (const Grant &grant : std::as_const(m_grants)) {
+        for (const AccessToken &access : grant.access) {
+            if (access.token == token && !grant.revoked && access.expiresMs > nowMs()) {
+                const QStringList scopes = grant.scope.split(u' ');
+                return {.app = grant.clientId,
+                        .everything = scopes.contains("https://www.googleapis.com/auth/drive"_L1)};
+            }
+        }
+    }
+    throw ApiError::unauthorized();
+}
+
+void Grants::revoke(const QString &clientId) {
+    const std::lock_guard lock(m_mutex);
+    for (Grant &grant : m_grants) {
+        grant.revoked = grant.revoked || clientId.isEmpty() || grant.clientId == clientId;
+    }
+    save();
+}
+
+void Grants::expire(const QString &clientId) {
+    const std::lock_guard lock(m_mutex);
+    for (Grant &grant : m_grants) {
+        if (clientId.isEmpty() || grant.clientId == clientId) {
+            grant.access.clear();
+        }
+    }
+    save();
+}
+
+void Grants::setLifetime(int seconds) {
+    const std::lock_guard lock(m_mutex);
+    m_lifetime = seconds;
+}
+
+} // namespace quillmount::standin

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Tests/GoogleStandIn/CertificateAuthority.h"
+#include "Tests/GoogleStandIn/DriveApi.h"
+#include "Tests/GoogleStandIn/Faults.h"
+#include "Tests/GoogleStandIn/Grants.h"
+#include "Tests/GoogleStandIn/Listener.h"
+#include "Tests/GoogleStandIn/RequestLog.h"
+#include "Tests/GoogleStandIn/TokenEndpoint.h"
+#include "Tests/GoogleStandIn/UploadApi.h"
+
+namespace quillmount::standin {
+
+/// The network as a client sees it: an HTTPS proxy behind which Google's hosts answer.
+class ProxyServer {
+public:
+    /// How the network is.
+    enum class Network {
+        Up,
+        Refused,   ///< The proxy's port refuses connections.
+        Silent,    ///< Connections are taken and nothing ever comes.
+        NoSuchHost ///< The proxy answers each CONNECT with 502 "no such host".
+    };
+
+    /// Throws StartError.
+    ProxyServer(DriveStore &store, Grants &grants, Faults &faults, RequestLog &log,
+                const CertificateAuthority &authority);
+    ~ProxyServer();
+
+    quint16 port() const { return m_listener.port(); }
+    void setNetwork(Network network);
+    void cutConnections() { m_listener.cutConnections(); }
+    DriveApi &drive() { return m_drive; }
+
+private:
+    void serve(int descriptor);
+    void serveTunnel(int descriptor, const QString &host);
+    void serveRequest(HttpConnection &connection, const HttpRequest &request, const QString &host);
+    void dispatch(Call &call, const QString &host);
+    void dispatchDrive(Call &call);
+    void interrupt(int faultId, Interference::End end, Transport &transport);
+
+    Grants &m_grants;
+    Faults &m_faults;
+    RequestLog &m_log;
+    const CertificateAuthority &m_authority;
+    DriveApi m_drive;
+    UploadApi m_upload;
+    TokenEndpoint m_token;
+    std::atomic<bool> m_noSuchHost = false;
+    Listener m_listener; // Last: its threads use everything above.
+};
+
+} // namespace quillmount::standin

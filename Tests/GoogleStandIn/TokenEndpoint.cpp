@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "TokenEndpoint.h"
+
+#include "Tests/GoogleStandIn/ApiError.h"
+#include "Tests/GoogleStandIn/TimeText.h"
+
+using namespace Qt::StringLiterals;
+
+namespace quillmount::standin {
+
+namespace {
+constexpr qint64 formLimit = 64 * 1024;
+
+struct Client {
+    QString id;
+    QString secret;
+};
+
+Client readClient(const HttpRequest &request, const Parameters &form) {
+    Client inForm{form.value(u"client_id"_s), form.value(u"client_secret"_s)};
+    const QByteArray header = request.header("Authorization");
+    if (!header.startsWith("Basic ")) {
+        return inForm;
+    }
+    const QByteArray pair = QByteArray::fromBase64(header.mid(6));
+    const qsizetype colon = pair.indexOf(':');
+    if (colon < 0 || !inForm.secret.isEmpty()) {
+        throw OAuthError{400, u"invalid_request"_s, u"More than one way to name the client."_s};
+    }
+    // Both halves are form-encoded before they are put together.
+    QByteArray id = pair.left(colon);
+    QByteArray secret = pair.mid(colon + 1);
+    return {percentDecoded(id.replace('+', ' ')), percentDecoded(secret.replace('+', ' '))};
+}
+} // namespace
+
+void TokenEndpoint::handle(Call &call) {
+    call.kind = u"token"_s;
+    try {
+        if (call.request.method != "POST") {
+            throw OAuthError{405, u"invalid_request"_s, u"Only POST is allowed."_s};
+        }
+        if (!call.request.header("Content-Type").startsWith("application/x-www-form-urlencoded")) {
+            throw OAuthError{400, u"invalid_request"_s, u"The body must be a form."_s};
+        }
+        const Parameters form = Parameters::parse(call.connection.readWholeBody(formLimit));
+        const Client client = readClient(call.request, form);
+        if (form.value(u"grant_type"_s) != "refresh_token"_L1) {
+            throw OAuthError{400, u"unsupported_grant_type"_s, u"Invalid grant_type"_s};
+        }
+        refresh(call, form, client.id, client.secret);
+    } catch (const OAuthError &error) {
+        call.connection.drainBody();
+        call.sendJson(error.status, {{"error"_L1, error.error}, {"error_description"_L1, error.description}});
+    } catch (const ApiError &error) {
+        call.connection.drainBody();
+        call.sendJson(error.status(), {{"error"_L1, "invalid_request"_L1}, {"error_description"_L1, error.message()}});
+    }
+}
+
+void TokenEndpoint::refresh(Call &call, const Parameters &form, const QString &clientId, const QString &clientSecret) {
+    call.kind = u"token.refresh"_s;
+    if (!form.contains(u"refresh_token"_s)) {
+        throw OAuthError{400, u"invalid_request"_s, u"Missing required parameter: refresh_token"_s};
+    }
+    QString scope;
+    const AccessToken access = m_grants.refresh(clientId, clientSecret, form.value(u"refresh_token"_s), &scope);
+    call.sendJson(200,
+                  {{"access_token"_L1, access.token},
+                   {"expires_in"_L1, (access.expiresMs - nowMs() + 500) / 1000},
+                   {"scope"_L1, scope},
+                   {"token_type"_L1, "Bearer"_L1}},
+                  {{"Cache-Control", "no-store"}});
+}
+
+} // namespace quillmount::standin
