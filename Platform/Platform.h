@@ -12,6 +12,7 @@
 #include "Platform/SystemCommands.h"
 #include "Platform/TerminationSignals.h"
 #include "Platform/UserDefaults.h"
+#include "Platform/Workspace.h"
 
 #include <memory>
 
@@ -29,6 +30,7 @@ struct Platform {
     std::unique_ptr<MountTable> mountTable;
     std::unique_ptr<SingleInstance> singleInstance;
     std::unique_ptr<Alerts> alerts;
+    std::unique_ptr<Workspace> workspace;
     std::unique_ptr<TerminationSignals> terminationSignals;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.

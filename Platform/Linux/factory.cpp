@@ -9,6 +9,7 @@
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Linux/LinuxTerminationSignals.h"
 #include "Platform/Linux/LinuxUserDefaults.h"
+#include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Platform.h"
 #include "Platform/SystemClock.h"
 
@@ -34,6 +35,7 @@ std::unique_ptr<Platform> makePlatform() {
     platform->singleInstance =
         std::make_unique<LinuxSingleInstance>(directories->library() + u"/Quillmount/instance.lock"_s);
     platform->alerts = std::make_unique<LinuxAlerts>();
+    platform->workspace = std::make_unique<LinuxWorkspace>();
     platform->terminationSignals = std::make_unique<LinuxTerminationSignals>();
     platform->directories = std::move(directories);
     return platform;

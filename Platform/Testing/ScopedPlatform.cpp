@@ -17,6 +17,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->mountTable = std::make_unique<MemoryMountTable>();
     platform->singleInstance = std::make_unique<MemorySingleInstance>();
     platform->alerts = std::make_unique<MemoryAlerts>();
+    platform->workspace = std::make_unique<MemoryWorkspace>();
     platform->terminationSignals = std::make_unique<MemoryTerminationSignals>();
     return platform;
 }
@@ -79,6 +80,10 @@ MemorySingleInstance &ScopedPlatform::singleInstance() const {
 
 MemoryAlerts &ScopedPlatform::alerts() const {
     return as<MemoryAlerts>(Platform::current().alerts);
+}
+
+MemoryWorkspace &ScopedPlatform::workspace() const {
+    return as<MemoryWorkspace>(Platform::current().workspace);
 }
 
 MemoryTerminationSignals &ScopedPlatform::terminationSignals() const {

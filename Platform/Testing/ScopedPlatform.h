@@ -12,6 +12,7 @@
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
 #include "Platform/Testing/MemoryUserDefaults.h"
+#include "Platform/Testing/MemoryWorkspace.h"
 #include "Platform/Testing/ScriptedSystemCommands.h"
 
 namespace quillmount {
@@ -37,6 +38,7 @@ public:
     [[nodiscard]] MemoryMountTable &mountTable() const;
     [[nodiscard]] MemorySingleInstance &singleInstance() const;
     [[nodiscard]] MemoryAlerts &alerts() const;
+    [[nodiscard]] MemoryWorkspace &workspace() const;
     [[nodiscard]] MemoryTerminationSignals &terminationSignals() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
