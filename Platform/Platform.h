@@ -8,6 +8,7 @@
 #include "Platform/LoginItems.h"
 #include "Platform/MountTable.h"
 #include "Platform/NetworkPath.h"
+#include "Platform/SecretStore.h"
 #include "Platform/SingleInstance.h"
 #include "Platform/SystemCommands.h"
 #include "Platform/TerminationSignals.h"
@@ -25,6 +26,7 @@ struct Platform {
     std::unique_ptr<UserDefaults> userDefaults;
     std::unique_ptr<Bundle> bundle;
     std::unique_ptr<LoginItems> loginItems;
+    std::unique_ptr<SecretStore> secretStore;
     std::unique_ptr<NetworkPath> networkPath;
     std::unique_ptr<SystemCommands> systemCommands;
     std::unique_ptr<MountTable> mountTable;

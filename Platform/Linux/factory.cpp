@@ -5,6 +5,7 @@
 #include "Platform/Linux/LinuxLoginItems.h"
 #include "Platform/Linux/LinuxMountTable.h"
 #include "Platform/Linux/LinuxNetworkPath.h"
+#include "Platform/Linux/LinuxSecretStore.h"
 #include "Platform/Linux/LinuxSingleInstance.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Linux/LinuxTerminationSignals.h"
@@ -29,6 +30,7 @@ std::unique_ptr<Platform> makePlatform() {
     platform->bundle = std::make_unique<LinuxBundle>(bundle);
     platform->loginItems =
         std::make_unique<LinuxLoginItems>(directories->configuration(), QCoreApplication::applicationFilePath());
+    platform->secretStore = std::make_unique<LinuxSecretStore>();
     platform->networkPath = std::make_unique<LinuxNetworkPath>();
     platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
     platform->mountTable = std::make_unique<LinuxMountTable>();

@@ -12,6 +12,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->userDefaults = std::make_unique<MemoryUserDefaults>();
     platform->bundle = std::make_unique<MemoryBundle>();
     platform->loginItems = std::make_unique<MemoryLoginItems>();
+    platform->secretStore = std::make_unique<MemorySecretStore>();
     platform->networkPath = std::make_unique<MemoryNetworkPath>();
     platform->systemCommands = std::make_unique<ScriptedSystemCommands>();
     platform->mountTable = std::make_unique<MemoryMountTable>();
@@ -60,6 +61,10 @@ MemoryBundle &ScopedPlatform::bundle() const {
 
 MemoryLoginItems &ScopedPlatform::loginItems() const {
     return as<MemoryLoginItems>(Platform::current().loginItems);
+}
+
+MemorySecretStore &ScopedPlatform::secretStore() const {
+    return as<MemorySecretStore>(Platform::current().secretStore);
 }
 
 MemoryNetworkPath &ScopedPlatform::networkPath() const {

@@ -9,6 +9,7 @@
 #include "Platform/Testing/MemoryLoginItems.h"
 #include "Platform/Testing/MemoryMountTable.h"
 #include "Platform/Testing/MemoryNetworkPath.h"
+#include "Platform/Testing/MemorySecretStore.h"
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
 #include "Platform/Testing/MemoryUserDefaults.h"
@@ -33,6 +34,7 @@ public:
     [[nodiscard]] MemoryUserDefaults &userDefaults() const;
     [[nodiscard]] MemoryBundle &bundle() const;
     [[nodiscard]] MemoryLoginItems &loginItems() const;
+    [[nodiscard]] MemorySecretStore &secretStore() const;
     [[nodiscard]] MemoryNetworkPath &networkPath() const;
     [[nodiscard]] ScriptedSystemCommands &systemCommands() const;
     [[nodiscard]] MemoryMountTable &mountTable() const;
