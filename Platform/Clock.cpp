@@ -61,7 +61,9 @@ struct SleepAwaiter {
 } // namespace
 
 QCoro::Task<bool> Clock::sleep(Duration duration, std::stop_token stop) {
-    co_return co_await SleepAwaiter{this, duration, std::move(stop)};
+    // Named: GCC 12 destroys an aggregate that is made inside a co_await expression twice.
+    SleepAwaiter awaiter{this, duration, std::move(stop)};
+    co_return co_await std::move(awaiter);
 }
 
 RepeatingTimer::RepeatingTimer(Clock &clock, Clock::Duration period, std::function<void()> action)
@@ -78,7 +80,9 @@ RepeatingTimer::~RepeatingTimer() {
 void RepeatingTimer::arm() {
     m_timer = m_clock.schedule(m_period, [this] {
         arm();
-        m_action();
+        // A copy, because the action may destroy this timer, and with it the original.
+        const auto action = m_action;
+        action();
     });
 }
 

@@ -34,8 +34,11 @@ Clock::TimerId SystemClock::schedule(Duration delay, std::function<void()> actio
 }
 
 void SystemClock::cancel(TimerId id) {
-    if (QTimer *timer = m_timers.take(id))
+    if (QTimer *timer = m_timers.take(id)) {
+        // It may be due in this very turn of the event loop, before it is deleted.
+        timer->stop();
         timer->deleteLater();
+    }
 }
 
 } // namespace quillmount

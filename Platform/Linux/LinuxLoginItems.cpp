@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxLoginItems.h"
 
+#include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/PrivateFolder.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QSaveFile>
-
-#include <cerrno>
-#include <cstring>
 
 namespace quillmount {
 
@@ -63,6 +61,15 @@ QString quoted(const QString &argument) {
     return u'"' + result + u'"';
 }
 
+// The whole of Exec. Some launchers look for the program before they resolve its field codes, and none may take one
+// with an equals sign in its name: a shell stands in front of such a program.
+QString commandLine(const QString &executable) {
+    const QString command = quoted(executable) + u" --background"_s;
+    if (executable.contains(u'%') || executable.contains(u'='))
+        return u"/bin/sh -c "_s + quoted(u"exec \"$0\" \"$@\""_s) + u' ' + command;
+    return command;
+}
+
 QHash<QString, QString> entryValues(const QString &path) {
     QHash<QString, QString> values;
     QFile file(path);
@@ -91,7 +98,7 @@ QByteArray LinuxLoginItems::entry() const {
         u"[Desktop Entry]"_s,
         u"Type=Application"_s,
         u"Name=Quillmount"_s,
-        u"Exec="_s + escaped(quoted(m_executable) + u" --background"_s),
+        u"Exec="_s + escaped(commandLine(m_executable)),
         u"TryExec="_s + escaped(m_executable),
         u"Icon=com.orvane.quillmount"_s,
         u"Terminal=false"_s,
@@ -111,9 +118,10 @@ std::optional<QString> LinuxLoginItems::setEnabled(bool on) {
         return file.errorString();
     }
     if (!makePrivateFolder(m_folder))
-        return QString::fromLocal8Bit(std::strerror(errno));
+        return systemError();
     QSaveFile file(m_file);
-    if (file.open(QIODevice::WriteOnly) && file.write(entry()) >= 0 && file.commit())
+    const QByteArray text = entry();
+    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
         return std::nullopt;
     return file.errorString();
 }

@@ -6,12 +6,12 @@
 
 #include <QFile>
 
-#include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace quillmount {
+
+using namespace Qt::StringLiterals;
 
 LinuxMountWatch::LinuxMountWatch(const QString &path)
     : m_path(path)
@@ -30,7 +30,8 @@ void LinuxMountWatch::watchList() {
     // A descriptor of its own: the kernel remembers with it which state of the list was seen.
     m_list = ::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC);
     if (m_list < 0) {
-        qCWarning(platformLog, "the list of mounts cannot be watched: %s", std::strerror(errno));
+        const QString error = systemError();
+        qCWarning(platformLog) << "the list of mounts cannot be watched:" << error;
         return;
     }
     m_listNotifier = std::make_unique<QSocketNotifier>(m_list, QSocketNotifier::Exception);
@@ -49,9 +50,8 @@ void LinuxMountWatch::tend() {
     if (m_ended)
         return;
     if (m_server && m_server->isStopped()) {
-        const bool resumed = m_server->resume();
-        qCWarning(platformLog, "the mount process %d was stopped; %s", int(m_server->pid()),
-                  resumed ? "it goes on now" : std::strerror(errno));
+        const QString result = m_server->resume() ? u"it goes on now"_s : systemError();
+        qCWarning(platformLog, "the mount process %d was stopped; %s", int(m_server->pid()), qPrintable(result));
     }
     check();
 }

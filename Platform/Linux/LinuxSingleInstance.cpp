@@ -8,7 +8,6 @@
 #include <QFileInfo>
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -30,7 +29,8 @@ bool LinuxSingleInstance::acquire() {
                          ? ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)
                          : -1;
     if (lock < 0) {
-        qCCritical(platformLog, "%s cannot be opened: %s", qPrintable(m_file), std::strerror(errno));
+        const QString error = systemError();
+        qCCritical(platformLog) << m_file << "cannot be opened:" << error;
         return false;
     }
     int taken = 0;
@@ -38,8 +38,9 @@ bool LinuxSingleInstance::acquire() {
         taken = ::flock(lock, LOCK_EX | LOCK_NB);
     while (taken != 0 && errno == EINTR);
     if (taken != 0) {
-        if (errno != EWOULDBLOCK)
-            qCCritical(platformLog, "%s cannot be locked: %s", qPrintable(m_file), std::strerror(errno));
+        const bool isHeld = errno == EWOULDBLOCK;
+        if (const QString error = systemError(); !isHeld)
+            qCCritical(platformLog) << m_file << "cannot be locked:" << error;
         ::close(lock);
         return false;
     }
@@ -47,7 +48,7 @@ bool LinuxSingleInstance::acquire() {
     const QByteArray pid = QByteArray::number(::getpid()) + '\n';
     // The lock is what counts; the number is a courtesy.
     if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, pid.constData(), size_t(pid.size()), 0) != pid.size())
-        qCWarning(platformLog, "%s cannot be written: %s", qPrintable(m_file), std::strerror(errno));
+        qCWarning(platformLog) << m_file << "cannot be written";
     return true;
 }
 

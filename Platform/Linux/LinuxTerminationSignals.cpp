@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -43,7 +42,8 @@ LinuxTerminationSignals::~LinuxTerminationSignals() {
 void LinuxTerminationSignals::install() {
     Q_ASSERT(!m_notifier && writeEnd.load() < 0);
     if (::pipe2(m_pipe.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
-        qCCritical(platformLog, "signals cannot be received: %s", std::strerror(errno));
+        const QString error = systemError();
+        qCCritical(platformLog) << "signals cannot be received:" << error;
         return;
     }
     writeEnd = m_pipe[1];

@@ -11,7 +11,6 @@
 #include <QSaveFile>
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -112,8 +111,9 @@ bool LinuxUserDefaults::refresh() const {
     if (stamp && stamp == m_stamp)
         return true;
     if (!stamp) {
-        if (errno != ENOENT) {
-            qCWarning(platformLog, "the settings cannot be reached: %s", std::strerror(errno));
+        const bool missing = errno == ENOENT;
+        if (const QString error = systemError(); !missing) {
+            qCWarning(platformLog) << "the settings cannot be reached:" << error;
             return false;
         }
         m_values = {};
@@ -153,14 +153,17 @@ bool LinuxUserDefaults::setAside() const {
 bool LinuxUserDefaults::save(const QJsonObject &values) const {
     const QString folder = QFileInfo(m_file).path();
     if (!makePrivateFolder(folder)) {
-        qCWarning(platformLog, "the settings cannot be kept: %s", std::strerror(errno));
+        const QString error = systemError();
+        qCWarning(platformLog) << "the settings cannot be kept:" << error;
         return false;
     }
     QSaveFile file(m_file);
-    // Only then the contents, so that there is no moment in which another user could open them.
+    const QByteArray text = QJsonDocument(values).toJson();
+    // The mode comes first, so that there is no moment in which another user could open what is in it. On a full disk a
+    // write may end early without an error.
     const bool kept = file.open(QIODevice::WriteOnly) &&
                       file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-                      file.write(QJsonDocument(values).toJson()) >= 0 && file.commit();
+                      file.write(text) == text.size() && file.commit();
     if (!kept) {
         qCWarning(platformLog) << "the settings cannot be kept:" << file.errorString();
         return false;

@@ -8,9 +8,7 @@
 #include <QFile>
 #include <QList>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -67,8 +65,10 @@ std::unique_ptr<MountServerProcess> MountServerProcess::find(const QString &moun
     if (youngest == 0)
         return nullptr;
     const int descriptor = int(::syscall(SYS_pidfd_open, youngest, 0));
-    if (descriptor < 0)
-        qCWarning(platformLog, "the mount process can only be polled: %s", std::strerror(errno));
+    if (descriptor < 0) {
+        const QString error = systemError();
+        qCWarning(platformLog) << "the mount process can only be polled:" << error;
+    }
     std::unique_ptr<MountServerProcess> process(new MountServerProcess(name, youngest, descriptor));
     // It could have ended, and its number gone to another, before the descriptor was there.
     return serves(youngest, name) ? std::move(process) : nullptr;
