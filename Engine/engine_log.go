@@ -24,16 +24,17 @@ const (
 	logFileKept  = 1 << 20
 )
 
-// engineLog stands before rclone's log handler. It mends the wording of messages and bounds the log file; levels,
-// formats and destinations stay rclone's.
+// engineLog stands before rclone's log handler. It mends the wording of messages, bounds the log file and, until the
+// drive is served, brings failures to light; levels, formats and destinations are otherwise rclone's.
 type engineLog struct {
 	slog.Handler
-	mu   sync.Mutex
-	file *boundedFile // nil while there is no file to bound
+	start startLog
+	mu    sync.Mutex
+	file  *boundedFile // nil while there is no file to bound
 }
 
-// adaptLog sends all log messages through an engineLog.
-func adaptLog() {
+// adaptLog sends all log messages through an engineLog and returns it.
+func adaptLog() *engineLog {
 	log := &engineLog{Handler: fslog.Handler}
 	fs.SetLogger(log)
 	// rclone opens the log file once it has read its flags, which is after this and before the command runs.
@@ -50,6 +51,12 @@ func adaptLog() {
 		defer log.mu.Unlock()
 		log.file = file
 	}
+	return log
+}
+
+// Enabled implements slog.Handler.
+func (l *engineLog) Enabled(ctx context.Context, level slog.Level) bool {
+	return l.start.opening.Load() || l.Handler.Enabled(ctx, level)
 }
 
 // Handle implements slog.Handler.
@@ -58,6 +65,12 @@ func (l *engineLog) Handle(ctx context.Context, record slog.Record) error {
 		return nil
 	}
 	record.Message = withoutTokenWords(record.Message)
+	// What comes here although rclone would not show it comes from a start.
+	if !l.Handler.Enabled(ctx, record.Level) {
+		if !l.start.promote(&record) || !l.Handler.Enabled(ctx, record.Level) {
+			return nil
+		}
+	}
 
 	l.mu.Lock()
 	defer l.mu.Unlock()

@@ -12,14 +12,13 @@ import (
 	_ "github.com/rclone/rclone/backend/local" // the VFS cache opens its own folders through this backend
 	"github.com/rclone/rclone/cmd"
 	_ "github.com/rclone/rclone/cmd/lsf"
-	_ "github.com/rclone/rclone/cmd/serve/nfs"
 	_ "github.com/rclone/rclone/cmd/version"
 )
 
 func main() {
 	forbidCoreFiles()
 	os.Args = sizesInBytes(os.Args, sizeFlags())
-	adaptLog()
+	adaptServe(adaptLog())
 	adaptVFSStats()
 	adaptCoreStats()
 	cmd.Main()
