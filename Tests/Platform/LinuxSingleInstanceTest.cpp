@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxSingleInstance.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+class LinuxSingleInstanceTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aSecondStartIsRefusedUntilTheFirstEnds_data();
+    void aSecondStartIsRefusedUntilTheFirstEnds();
+    void whatCannotBeLockedIsRefused();
+};
+
+void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds_data() {
+    QTest::addColumn<int>("signal");
+    QTest::newRow("ended") << SIGTERM;
+    QTest::newRow("killed") << SIGKILL;
+}
+
+void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
+    QFETCH(int, signal);
+    const QTemporaryDir folder;
+    const QString file = folder.path() + u"/state home/Quillmount/instance.lock"_s;
+
+    // The first instance, which starts a program that lives on after it.
+    QProcess first;
+    first.start(QCoreApplication::applicationFilePath(), {u"--hold"_s, file});
+    QTRY_VERIFY(first.canReadLine());
+    QCOMPARE(first.readLine(), QByteArray("acquired\n"));
+    QTRY_VERIFY(first.canReadLine());
+    const pid_t child = first.readLine().trimmed().toInt();
+    QVERIFY(child > 0);
+
+    LinuxSingleInstance second(file);
+    QVERIFY(!second.acquire());
+    LinuxSingleInstance otherHome(folder.path() + u"/other/instance.lock"_s);
+    QVERIFY(otherHome.acquire());
+    QFile lock(file);
+    QVERIFY(lock.open(QIODevice::ReadOnly));
+    QCOMPARE(lock.readAll(), QByteArray::number(first.processId()) + '\n');
+    struct stat parent = {};
+    QCOMPARE(::stat(QFile::encodeName(folder.path() + u"/state home/Quillmount"_s).constData(), &parent), 0);
+    QCOMPARE(int(parent.st_mode & 07777), 0700);
+
+    ::kill(pid_t(first.processId()), signal);
+    // Not until its output is closed, which the child holds too: its end is enough.
+    QTRY_VERIFY(second.acquire());
+    QCOMPARE(::kill(child, 0), 0);
+    QVERIFY(second.acquire());
+    QVERIFY(!LinuxSingleInstance(file).acquire());
+    ::kill(child, SIGKILL);
+    QTRY_COMPARE(first.state(), QProcess::NotRunning);
+}
+
+void LinuxSingleInstanceTest::whatCannotBeLockedIsRefused() {
+    QTest::ignoreMessage(QtCriticalMsg, R"("/dev/null/x/instance.lock" cannot be opened: "Not a directory")");
+    QVERIFY(!LinuxSingleInstance(u"/dev/null/x/instance.lock"_s).acquire());
+}
+
+namespace {
+
+int hold(const QString &file) {
+    LinuxSingleInstance instance(file);
+    std::puts(instance.acquire() ? "acquired" : "refused");
+    std::fflush(stdout);
+    QProcess::startDetached(QStringLiteral(WAITING_PROGRAM), {});
+    while (std::getchar() != EOF) {
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[]) {
+    QCoreApplication application(argc, argv);
+    if (argc == 3 && qstrcmp(argv[1], "--hold") == 0)
+        return hold(QFile::decodeName(argv[2]));
+    LinuxSingleInstanceTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "LinuxSingleInstanceTest.moc"

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxSystemCommands.h"
+#include "Platform/MacSystemCommands.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <sys/stat.h>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString waitingProgram = QStringLiteral(WAITING_PROGRAM);
+
+// The waiting program under some name and with some arguments. None outlives the test.
+class Waiter {
+public:
+    Waiter(const QString &program, const QStringList &arguments) {
+        m_process.start(program, arguments);
+        m_started = m_process.waitForReadyRead(10'000) && m_process.readAll().trimmed().toLongLong() == pid();
+    }
+    ~Waiter() {
+        m_process.closeWriteChannel();
+        m_process.waitForFinished();
+    }
+
+    [[nodiscard]] bool started() const { return m_started; }
+    [[nodiscard]] qint64 pid() const { return m_process.processId(); }
+    [[nodiscard]] bool isKilled() { return m_process.waitForFinished(10'000) && m_process.exitCode() == SIGKILL; }
+    [[nodiscard]] bool runs() { return !m_process.waitForFinished(0) && m_process.state() == QProcess::Running; }
+
+private:
+    QProcess m_process;
+    bool m_started = false;
+};
+
+struct Result {
+    int status = 0;
+    QString output;
+};
+
+Result run(const Command &command, const QString &locale = {}) {
+    QProcess process;
+    if (!locale.isEmpty()) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"LC_ALL"_s, locale);
+        process.setProcessEnvironment(environment);
+    }
+    process.start(command.executable, command.arguments);
+    process.waitForFinished();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()).trimmed()};
+}
+
+} // namespace
+
+class LinuxSystemCommandsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void macTableIsExact();
+    void mountsThroughTheMountProgram();
+    void findsItsOwnEnginesAlone_data();
+    void findsItsOwnEnginesAlone();
+    void forcedUnmountEndsItsOwnServerAlone();
+    void endsWhatTakesTooLongAndSparesWhatWentAway();
+
+private:
+    QString waiterAs(const QString &path) const;
+    QString script(const QString &path, const QString &code) const;
+
+    std::unique_ptr<QTemporaryDir> m_root;
+    QString m_folder;
+};
+
+void LinuxSystemCommandsTest::init() {
+    m_root = std::make_unique<QTemporaryDir>();
+    m_folder = m_root->path();
+}
+
+// A copy of the waiting program.
+QString LinuxSystemCommandsTest::waiterAs(const QString &path) const {
+    const QString whole = m_folder + u'/' + path;
+    QDir().mkpath(QFileInfo(whole).path());
+    QFile::copy(waitingProgram, whole);
+    return whole;
+}
+
+QString LinuxSystemCommandsTest::script(const QString &path, const QString &code) const {
+    QFile file(m_folder + u'/' + path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write("#!/bin/sh\n" + code.toUtf8());
+    file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    return file.fileName();
+}
+
+void LinuxSystemCommandsTest::macTableIsExact() {
+    const MacSystemCommands commands;
+    const QString point = u"/Users/a b/Quillmount"_s;
+    const QString options = u"port=4711,mountport=4711,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30"_s;
+    const EngineIdentity engine{u"/Applications/Quillmount.app/x+y"_s, u"/c"_s};
+    QCOMPARE(commands.mount(4711, u"quillmount.localhost"_s, point),
+             (Command{u"/sbin/mount_nfs"_s, {u"-o"_s, options, u"quillmount.localhost:/"_s, point}}));
+    QCOMPARE(commands.unmount(point), (Command{u"/sbin/umount"_s, {point}}));
+    QCOMPARE(commands.forcedUnmount(point), (QList<Command>{{u"/sbin/umount"_s, {u"-f"_s, point}}}));
+    QCOMPARE(commands.findEngines(engine), (Command{u"/usr/bin/pgrep"_s, {u"-f"_s, engine.executable}}));
+    QCOMPARE(commands.killEngines(engine), (Command{u"/usr/bin/pkill"_s, {u"-KILL"_s, u"-f"_s, engine.executable}}));
+}
+
+void LinuxSystemCommandsTest::mountsThroughTheMountProgram() {
+    const QString program = script(u"quillmount-mount"_s, u"printf '%s\\n' \"$@\"\nexit 32\n"_s);
+    const Result result = run(LinuxSystemCommands(program).mount(4711, u"quillmount.localhost"_s, u"/home/a b/$Q"_s));
+    QCOMPARE(result.output, u"-o\nport=4711,mountport=4711,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30\n"
+                            "quillmount.localhost:/\n/home/a b/$Q"_s);
+    QCOMPARE(result.status, 32);
+    QCOMPARE(run(LinuxSystemCommands(m_folder + u"/missing"_s).mount(1, u"x"_s, u"/y"_s)).status, 127);
+}
+
+void LinuxSystemCommandsTest::findsItsOwnEnginesAlone_data() {
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("locale");
+    const QString signs = u"a+b (c)[d]{2,3}|e^f$g.h*i?j\\k  l'm\"n"_s;
+    QTest::newRow("plain") << u"opt"_s << u"C.UTF-8"_s;
+    QTest::newRow("signs") << signs << u"C.UTF-8"_s;
+    QTest::newRow("letters") << u"\u00fcber \u65e5\u672c \U0001F58B e\u0301 \u00ad\ue000"_s << u"C.UTF-8"_s;
+    QTest::newRow("letters in the C locale") << u"\u00fcber"_s << u"C"_s;
+    QTest::newRow("control characters") << u"a\tb\nc\x01"_s << u"C.UTF-8"_s;
+    QTest::newRow("long") << QStringList(16, QString(200, u'n')).join(u'/') << u"C.UTF-8"_s;
+}
+
+void LinuxSystemCommandsTest::findsItsOwnEnginesAlone() {
+    QFETCH(QString, folder);
+    QFETCH(QString, locale);
+    const auto arguments = [](const QString &configuration) {
+        return QStringList{u"serve"_s,    u"nfs"_s,      u"drive:Quillmount"_s, u"--addr"_s,     u"127.0.0.1:1"_s,
+                           u"--config"_s, configuration, u"--cache-dir"_s,      u"/x y/cache"_s, u"--rc"_s};
+    };
+    const QString engine = waiterAs(folder + u"/QuillmountEngine"_s);
+    const QString configuration = m_folder + u"/home "_s + folder + u"/engine.conf"_s;
+    const LinuxSystemCommands commands(m_folder + u"/quillmount-mount"_s);
+    const EngineIdentity identity{engine, configuration};
+
+    Waiter otherHome(engine, arguments(m_folder + u"/other/engine.conf"_s));
+    Waiter longerName(engine, arguments(configuration + u"2"_s));
+    Waiter otherProgram(waiterAs(u"x/"_s + folder + u"/QuillmountEngine"_s), arguments(configuration));
+    Waiter naming(u"/bin/sh"_s,
+                  {u"-c"_s, u"echo $$; read -r line"_s, engine + u' ' + arguments(configuration).join(u' '), engine});
+    QVERIFY(otherHome.started() && longerName.started() && otherProgram.started() && naming.started());
+    QCOMPARE(run(commands.findEngines(identity), locale).status, 1);
+    QCOMPARE(run(commands.killEngines(identity), locale).status, 1);
+
+    Waiter own(engine, arguments(configuration));
+    QVERIFY(own.started());
+    const Result found = run(commands.findEngines(identity), locale);
+    QCOMPARE(found.output, QString::number(own.pid()));
+    QCOMPARE(found.status, 0);
+    QCOMPARE(run(commands.killEngines(identity), locale).status, 0);
+    QVERIFY(own.isKilled());
+    QVERIFY(otherHome.runs() && longerName.runs() && otherProgram.runs() && naming.runs());
+}
+
+void LinuxSystemCommandsTest::forcedUnmountEndsItsOwnServerAlone() {
+    const QString program = waiterAs(u"a+b (c)/quillmount-mount"_s);
+    const QString point = m_folder + u"/Quill [mount]"_s;
+    const LinuxSystemCommands commands(program);
+    const QString options = nfsMountOptions(4711);
+    const auto arguments = [&](const QString &mountPoint) {
+        return QStringList{u"-o"_s, options, u"quillmount.localhost:/"_s, mountPoint};
+    };
+    Waiter own(program, arguments(point));
+    Waiter below(program, arguments(point + u"/below"_s));
+    Waiter above(program, arguments(m_folder));
+    QVERIFY(own.started() && below.started() && above.started());
+
+    const QList<Command> forced = commands.forcedUnmount(point);
+    QCOMPARE(forced.size(), 2);
+    // Nothing is mounted there; the second command does not depend on the first.
+    QVERIFY(run(forced[0]).status > 0);
+    QVERIFY(own.runs());
+    QCOMPARE(run(forced[1]).status, 0);
+    QVERIFY(own.isKilled());
+    QVERIFY(below.runs() && above.runs());
+    QVERIFY(run(commands.unmount(point)).status > 0);
+}
+
+void LinuxSystemCommandsTest::endsWhatTakesTooLongAndSparesWhatWentAway() {
+    const QByteArray input = QFile::encodeName(m_folder + u"/input"_s);
+    QCOMPARE(::mkfifo(input.constData(), 0600), 0);
+    // Held open here: both programs end when this test does.
+    QFile held(m_folder + u"/input"_s);
+    QVERIFY(held.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+    const QString program = script(u"quillmount-mount"_s, u"cd '%1'; setsid '%2' < input > server &\n"
+                                                          "'%2' < input > hanging\n"_s.arg(m_folder, waitingProgram));
+    Command command = LinuxSystemCommands(program).mount(4711, u"quillmount.localhost"_s, u"/x"_s);
+    QCOMPARE(command.arguments.at(1), u"20"_s);
+    command.arguments[1] = u"1"_s;
+    QVERIFY(run(command).status != 0);
+
+    const auto commandLine = [this](const QString &name) {
+        QFile number(m_folder + u'/' + name);
+        QFile process(number.open(QIODevice::ReadOnly)
+                          ? u"/proc/"_s + QString::fromLatin1(number.readAll().trimmed()) + u"/cmdline"_s
+                          : QString());
+        return process.open(QIODevice::ReadOnly) ? process.readAll() : QByteArray();
+    };
+    QTRY_COMPARE(commandLine(u"hanging"_s), QByteArray());
+    QCOMPARE(commandLine(u"server"_s), waitingProgram.toUtf8() + '\0');
+}
+
+QTEST_GUILESS_MAIN(LinuxSystemCommandsTest)
+#include "LinuxSystemCommandsTest.moc"
