@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QString>
+#include "App/Auth/GoogleAuth.h"
 
 namespace quillmount {
 
-namespace GoogleAuth {
-
 // The application's own identity at Google.
-struct Credentials {
+struct GoogleAuth::Credentials {
     QString clientID;
     QString clientSecret;
 
@@ -18,5 +16,4 @@ struct Credentials {
     [[nodiscard]] static Credentials current();
 };
 
-} // namespace GoogleAuth
 } // namespace quillmount

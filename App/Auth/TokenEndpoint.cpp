@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/Auth/TokenEndpoint.h"
+
+#include "App/Auth/AuthError.h"
+#include "App/Auth/OneTimeBody.h"
+#include "App/Support/NetworkError.h"
+#include "Platform/Platform.h"
+
+#include <QCoreApplication>
+#include <QCoroNetworkReply>
+#include <QHostAddress>
+#include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
+#include <QNetworkReply>
+#include <QPointer>
+
+#include <memory>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto timeLimit = std::chrono::seconds(60);
+constexpr qint64 largestAnswer = 1024 * 1024;
+
+// The person's proxy, but none on the way to the machine itself.
+class ProxyToOthers final : public QNetworkProxyFactory {
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override {
+        if (QHostAddress(query.peerHostName()).isLoopback())
+            return {QNetworkProxy(QNetworkProxy::NoProxy)};
+        return proxyForQuery(query);
+    }
+};
+
+// One for the process: no disk cache, no cookies.
+QNetworkAccessManager &session() {
+    static QPointer<QNetworkAccessManager> manager;
+    if (!manager) {
+        manager = new QNetworkAccessManager(QCoreApplication::instance());
+        manager->setProxyFactory(new ProxyToOthers);
+    }
+    return *manager;
+}
+
+QNetworkRequest requestFor(const QUrl &endpoint, qint64 bodySize) {
+    QNetworkRequest request(endpoint);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded"_ba);
+    request.setHeader(QNetworkRequest::ContentLengthHeader, bodySize);
+    // A packed answer would escape the limit on its size.
+    request.setRawHeader("Accept-Encoding", "identity");
+    // A connection kept from an earlier request may have been closed meanwhile, and this one would be lost on it.
+    request.setRawHeader("Connection", "close");
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // QNetworkAccessManager posts again when the connection ends unanswered; it cannot when it does not hold the body.
+    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    return request;
+}
+
+struct DeleteLater {
+    void operator()(QNetworkReply *reply) const { reply->deleteLater(); }
+};
+
+// What is known about a request that runs; shared with the callbacks that outlive neither it nor each other.
+struct Exchange {
+    QByteArray body;
+    bool isTooLarge = false;
+    bool isLate = false;
+};
+
+// From the event loop, because an aborted reply resumes its coroutine at once, and the one who stops a request is often
+// a destructor.
+void abortLater(QNetworkReply *reply) {
+    QMetaObject::invokeMethod(
+        reply, [reply] { reply->abort(); }, Qt::QueuedConnection);
+}
+
+void collect(QNetworkReply *reply, const std::shared_ptr<Exchange> &exchange) {
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, exchange] {
+        if (exchange->isTooLarge)
+            return;
+        exchange->body += reply->readAll();
+        if (exchange->body.size() <= largestAnswer)
+            return;
+        exchange->isTooLarge = true;
+        exchange->body.clear();
+        abortLater(reply);
+    });
+}
+
+} // namespace
+
+QByteArray TokenEndpoint::formEncode(const Fields &fields) {
+    QByteArray form;
+    for (const auto &[name, value] : fields) {
+        if (!form.isEmpty())
+            form += '&';
+        form += QUrl::toPercentEncoding(name) + '=' + QUrl::toPercentEncoding(value);
+    }
+    return form;
+}
+
+QCoro::Task<TokenEndpoint::Answer> TokenEndpoint::post(QUrl endpoint, Fields fields, std::stop_token stop) {
+    if (stop.stop_requested())
+        throw AuthError(AuthError::cancelled);
+    auto body = std::make_unique<OneTimeBody>(formEncode(fields));
+    fields.clear();
+    QNetworkRequest request = requestFor(endpoint, body->size());
+    const std::unique_ptr<QNetworkReply, DeleteLater> reply(session().post(request, body.get()));
+    body.release()->setParent(reply.get());
+
+    const auto exchange = std::make_shared<Exchange>();
+    collect(reply.get(), exchange);
+    Clock &clock = *Platform::current().clock;
+    const Clock::TimerId timer = clock.schedule(timeLimit, [exchange, late = QPointer(reply.get())] {
+        if (!late)
+            return;
+        exchange->isLate = true;
+        abortLater(late);
+    });
+    {
+        const std::stop_callback onStop(stop, [running = reply.get()] { abortLater(running); });
+        co_await reply.get();
+    }
+    clock.cancel(timer);
+
+    if (stop.stop_requested())
+        throw AuthError(AuthError::cancelled);
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (exchange->isTooLarge)
+        co_return Answer{status, {}};
+    if (exchange->isLate)
+        throw NetworkError(QNetworkReply::TimeoutError);
+    // Everything but 200 is known by its status alone, whatever else went wrong with it.
+    if (status == 0 || (status == 200 && reply->error() != QNetworkReply::NoError))
+        throw NetworkError(reply->error());
+    exchange->body += reply->readAll();
+    co_return Answer{status, exchange->body};
+}
+
+} // namespace quillmount
