@@ -16,9 +16,11 @@ EngineLaunch EngineLaunch::prepare() {
     launch.remoteControlPort = Ports::free();
     launch.remoteControlUser = Secrets::random(24);
     launch.remoteControlPassword = Secrets::random(24);
-    do
+    // The system may name the same port twice, but not for long unless it has no other to give.
+    constexpr int attempts = 10;
+    launch.nfsPort = Ports::free();
+    for (int attempt = 0; attempt < attempts && launch.nfsPort == launch.remoteControlPort; ++attempt)
         launch.nfsPort = Ports::free();
-    while (launch.nfsPort == launch.remoteControlPort);
     return launch;
 }
 

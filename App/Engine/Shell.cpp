@@ -123,7 +123,9 @@ int Shell::run(const QString &executable, const QStringList &arguments, double t
 }
 
 QCoro::Task<int> Shell::runInBackground(Command command, double timeout) {
-    co_return co_await BackgroundRun{std::move(command), timeout};
+    // Named: GCC 12 destroys the members of a temporary awaiter twice.
+    const BackgroundRun run{std::move(command), timeout};
+    co_return co_await run;
 }
 
 } // namespace quillmount
