@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "FakeEngine.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcessEnvironment>
+#include <QSocketNotifier>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <chrono>
+#include <csignal>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace quillmount {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto longestLife = 120s;
+constexpr auto folderCheckPeriod = 200ms;
+
+// What an engine that answers without a script says: an idle drive.
+QJsonValue defaultAnswer(const QString &command) {
+    if (command == "vfs/stats"_L1)
+        return QJsonObject{
+            {u"diskCache"_s, QJsonObject{{u"uploadsQueued"_s, 0}, {u"uploadsInProgress"_s, 0}, {u"bytesUsed"_s, 0}}}};
+    if (command == "operations/about"_L1)
+        return QJsonObject{{u"total"_s, 1000}, {u"used"_s, 400}, {u"free"_s, 600}};
+    return QJsonObject();
+}
+
+QByteArray jsonText(const QJsonValue &value) {
+    // A document holds no bare values, so those travel in an array that is taken off again.
+    const QByteArray text = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return text.mid(1, text.size() - 2);
+}
+
+// The signals that reach a program ignored or blocked because the one that started it had them so.
+QJsonArray inheritedIgnoredSignals() {
+    QJsonArray numbers;
+    sigset_t blocked;
+    sigprocmask(SIG_SETMASK, nullptr, &blocked);
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGUSR1, SIGCHLD}) {
+        struct sigaction action = {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler == SIG_IGN || sigismember(&blocked, number) == 1)
+            numbers.append(number);
+    }
+    return numbers;
+}
+
+} // namespace
+
+FakeEngine::FakeEngine(const QStringList &arguments)
+    : m_arguments(arguments)
+    , m_folder(QFileInfo(argument(u"--config"_s)).path() + u"/fake-engine"_s) {
+    const auto environment = QProcessEnvironment::systemEnvironment();
+    const QString credentials = environment.value(u"RCLONE_RC_USER"_s) + u':' + environment.value(u"RCLONE_RC_PASS"_s);
+    m_authorization = "Basic " + credentials.toUtf8().toBase64();
+}
+
+bool FakeEngine::start() {
+    if (!QFileInfo(m_folder).isDir())
+        return false;
+    recordStart();
+    receiveSignals();
+    QTimer::singleShot(longestLife, this, [] { QCoreApplication::exit(1); });
+    auto *check = new QTimer(this);
+    connect(check, &QTimer::timeout, this, [this] {
+        if (!QFileInfo(m_folder).isDir())
+            QCoreApplication::exit(1);
+    });
+    check->start(folderCheckPeriod);
+
+    if (exitIfDue() || script().value("silent"_L1).toBool())
+        return true;
+    QTimer::singleShot(std::chrono::milliseconds(script().value("startDelay"_L1).toInt()), this, &FakeEngine::listen);
+    return true;
+}
+
+QString FakeEngine::argument(const QString &name) const {
+    return m_arguments.value(m_arguments.indexOf(name) + 1);
+}
+
+QJsonObject FakeEngine::script() const {
+    QFile file(m_folder + u"/script.json"_s);
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+}
+
+void FakeEngine::record(QJsonObject event) const {
+    event.insert(u"pid"_s, qint64(getpid()));
+    QFile file(m_folder + u"/record.jsonl"_s);
+    if (file.open(QIODevice::Append))
+        file.write(QJsonDocument(event).toJson(QJsonDocument::Compact) + '\n');
+}
+
+void FakeEngine::recordStart() const {
+    QJsonObject environment;
+    const auto variables = QProcessEnvironment::systemEnvironment();
+    const QStringList names = variables.keys();
+    for (const QString &name : names)
+        environment.insert(name, variables.value(name));
+    record({{u"event"_s, u"start"_s},
+            {u"arguments"_s, QJsonArray::fromStringList(m_arguments)},
+            {u"environment"_s, environment},
+            {u"ignoredSignals"_s, inheritedIgnoredSignals()},
+            {u"leadsSession"_s, getsid(0) == getpid()}});
+}
+
+void FakeEngine::receiveSignals() {
+    sigset_t caught;
+    sigemptyset(&caught);
+    for (const int number : {SIGHUP, SIGINT, SIGTERM})
+        sigaddset(&caught, number);
+    sigprocmask(SIG_BLOCK, &caught, nullptr);
+    const int descriptor = signalfd(-1, &caught, SFD_CLOEXEC | SFD_NONBLOCK);
+    auto *notifier = new QSocketNotifier(descriptor, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this, descriptor] {
+        signalfd_siginfo info = {};
+        if (read(descriptor, &info, sizeof info) != sizeof info)
+            return;
+        record({{u"event"_s, u"signal"_s}, {u"signal"_s, int(info.ssi_signo)}});
+        if (!script().value("ignoreTerminate"_L1).toBool())
+            QCoreApplication::exit(0);
+    });
+}
+
+void FakeEngine::listen() {
+    const quint16 port = argument(u"--rc-addr"_s).section(u':', -1).toUShort();
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { readRequests(socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                m_received.remove(socket);
+                socket->deleteLater();
+            });
+        }
+    });
+    if (!m_server.listen(QHostAddress::LocalHost, port))
+        QCoreApplication::exit(1);
+}
+
+void FakeEngine::readRequests(QTcpSocket *socket) {
+    QByteArray &received = m_received[socket];
+    received += socket->readAll();
+    for (;;) {
+        const qsizetype end = received.indexOf("\r\n\r\n");
+        if (end < 0)
+            return;
+        const QList<QByteArray> head = received.left(end).split('\n');
+        qsizetype length = 0;
+        bool authorized = false;
+        for (const QByteArray &line : head) {
+            const QByteArray name = line.left(line.indexOf(':')).toLower();
+            const QByteArray value = line.mid(line.indexOf(':') + 1).trimmed();
+            if (name == "content-length")
+                length = value.toLongLong();
+            if (name == "authorization")
+                authorized = value == m_authorization;
+        }
+        const qsizetype bodyStart = end + 4;
+        if (received.size() < bodyStart + length)
+            return;
+        const QByteArray body = received.mid(bodyStart, length);
+        received.remove(0, bodyStart + length);
+        // "POST /vfs/stats HTTP/1.1"
+        answer(socket, QString::fromLatin1(head.first().split(' ').value(1).mid(1)), body, authorized);
+    }
+}
+
+void FakeEngine::answer(QTcpSocket *socket, const QString &command, const QByteArray &body, bool authorized) {
+    record({{u"event"_s, u"request"_s},
+            {u"command"_s, command},
+            {u"body"_s, QString::fromUtf8(body)},
+            {u"authorized"_s, authorized}});
+    if (exitIfDue())
+        return;
+    ++m_answered;
+    const QJsonObject scripted = script().value("answers"_L1)[command].toObject();
+    if (scripted.value("silent"_L1).toBool())
+        return;
+    const int status = authorized ? scripted.value("status"_L1).toInt(200) : 401;
+    QByteArray text = jsonText(scripted.contains("body"_L1) ? scripted.value("body"_L1) : defaultAnswer(command));
+    if (scripted.contains("raw"_L1))
+        text = scripted.value("raw"_L1).toString().toUtf8();
+    QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\nContent-Type: application/json\r\n";
+    if (status == 401)
+        head += "WWW-Authenticate: Basic realm=\"engine\"\r\n";
+    socket->write(head + "Content-Length: " + QByteArray::number(text.size()) + "\r\n\r\n" + text);
+}
+
+bool FakeEngine::exitIfDue() {
+    const QJsonValue exit = script().value("exit"_L1);
+    if (!exit.isObject() || m_answered < exit["after"_L1].toInt())
+        return false;
+    const QString line = exit["log"_L1].toString();
+    QFile log(argument(u"--log-file"_s));
+    if (!line.isEmpty() && log.open(QIODevice::Append)) {
+        log.write(line.toUtf8() + '\n');
+        log.close();
+    }
+    _exit(exit["status"_L1].toInt());
+}
+
+} // namespace quillmount
