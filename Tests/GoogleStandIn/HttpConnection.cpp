@@ -76,6 +76,7 @@ std::optional<HttpRequest> HttpConnection::readRequest() {
     m_left = m_bodyRead = m_bodySent = 0;
     m_statusSent = 0;
     m_interference = {};
+    m_observer = nullptr;
     m_expectsContinue = false;
     if (m_position == m_buffer.size() && !fill()) {
         return std::nullopt;
@@ -259,6 +260,9 @@ void HttpConnection::start(int status, const HttpHeaders &headers, qint64 length
     }
     head += m_keepAlive ? "\r\n" : "Connection: close\r\n\r\n";
     m_statusSent = status;
+    if (m_observer) {
+        m_observer(status);
+    }
     m_transport.write(head.constData(), head.size());
 }
 

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QPair>
 
+#include <functional>
 #include <optional>
 
 namespace quillmount::standin {
@@ -67,6 +68,8 @@ public:
     bool keepAlive() const { return m_keepAlive; }
     void closeAfterwards() { m_keepAlive = false; }
 
+    /// Called with the status just before an answer's head goes out; forgotten with the request.
+    void setAnswerObserver(std::function<void(int status)> observer) { m_observer = std::move(observer); }
     void setInterference(const Interference &interference) { m_interference = interference; }
     Transport &transport() { return m_transport; }
     static QByteArray reasonPhrase(int status);
@@ -95,6 +98,7 @@ private:
     qint64 m_bodySent = 0;
     int m_statusSent = 0;
     Interference m_interference;
+    std::function<void(int)> m_observer;
 };
 
 } // namespace quillmount::standin

@@ -79,8 +79,8 @@ void ProxyServer::serve(int descriptor) {
                                                   : "HTTP/1.1 403 Forbidden\r\n";
                 const qint64 number = m_log.begin(QString::fromLatin1(request->method), host, {}, {});
                 const QByteArray whole = answer + "Content-Length: 0\r\nConnection: close\r\n\r\n";
-                plain.write(whole.constData(), whole.size());
                 m_log.end(number, u"connect.refused"_s, answer.mid(9, 3).toInt(), u"answered"_s, 0, 0);
+                plain.write(whole.constData(), whole.size());
                 return;
             }
             const QByteArray answer = "HTTP/1.1 200 Connection established\r\n\r\n";
@@ -115,9 +115,12 @@ void ProxyServer::serveRequest(HttpConnection &connection, const HttpRequest &re
     Call call{.connection = connection, .request = request, .parameters = {}, .viewer = {}, .kind = u"unknown"_s};
     QString outcome = u"lost"_s;
     const auto note = qScopeGuard([&] {
+        connection.setAnswerObserver(nullptr);
         m_log.end(number, call.kind, connection.statusSent(), outcome, connection.bodyBytesRead(),
                   connection.bodyBytesSent());
     });
+    connection.setAnswerObserver(
+        [&](int status) { m_log.answering(number, call.kind, status, connection.bodyBytesRead()); });
     const std::optional<Fault> fault = m_faults.match(host, request);
     try {
         try {

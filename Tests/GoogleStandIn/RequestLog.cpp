@@ -45,22 +45,42 @@ qint64 RequestLog::begin(const QString &method, const QString &host, const QByte
     return entry.number;
 }
 
+RequestLog::Entry *RequestLog::find(qint64 number) {
+    const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), number,
+                                     [](const Entry &entry, qint64 value) { return entry.number < value; });
+    return it == m_entries.end() || it->number != number ? nullptr : &*it;
+}
+
+void RequestLog::count(Entry &entry, const QString &kind, int status) {
+    entry.kind = kind;
+    entry.status = status;
+    if (!entry.counted) {
+        entry.counted = true;
+        ++m_byKind[kind];
+        ++m_byStatus[status];
+    }
+}
+
+void RequestLog::answering(qint64 number, const QString &kind, int status, qint64 received) {
+    const std::lock_guard lock(m_mutex);
+    if (Entry *entry = find(number)) {
+        count(*entry, kind, status);
+        entry->received = received;
+    }
+}
+
 void RequestLog::end(qint64 number, const QString &kind, int status, const QString &outcome, qint64 received,
                      qint64 sent) {
     const std::lock_guard lock(m_mutex);
-    const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), number,
-                                     [](const Entry &entry, qint64 value) { return entry.number < value; });
-    if (it == m_entries.end() || it->number != number) {
+    Entry *entry = find(number);
+    if (!entry) {
         return;
     }
-    it->endedMs = nowMs();
-    it->kind = kind;
-    it->status = status;
-    it->outcome = outcome;
-    it->received = received;
-    it->sent = sent;
-    ++m_byKind[kind];
-    ++m_byStatus[status];
+    count(*entry, kind, status);
+    entry->endedMs = nowMs();
+    entry->outcome = outcome;
+    entry->received = received;
+    entry->sent = sent;
 }
 
 QJsonArray RequestLog::list(qint64 from) {

@@ -17,6 +17,8 @@ class RequestLog {
 public:
     /// Notes a request when its head has come; gives its number.
     qint64 begin(const QString &method, const QString &host, const QByteArray &path, const QByteArray &query);
+    /// Notes what it turned out to be, before its answer goes out: whoever has the answer finds the request counted.
+    void answering(qint64 number, const QString &kind, int status, qint64 received);
     /// Notes how it ended. `outcome` is "answered", "stalled", "dropped" or "lost".
     void end(qint64 number, const QString &kind, int status, const QString &outcome, qint64 received, qint64 sent);
     /// The requests from number `from` on, oldest first.
@@ -37,9 +39,13 @@ private:
         QString kind;
         QString outcome;
         int status = 0;
+        bool counted = false;
         qint64 received = 0;
         qint64 sent = 0;
     };
+
+    Entry *find(qint64 number);
+    void count(Entry &entry, const QString &kind, int status);
 
     std::mutex m_mutex;
     std::deque<Entry> m_entries;

@@ -19,6 +19,7 @@ struct Options {
     QString readyFile;
     QString clientId;
     QString clientSecret;
+    QString accountFile;
     qint64 quotaLimit = -1;
 };
 
@@ -39,8 +40,10 @@ Options readOptions(const QCoreApplication &application) {
     const QCommandLineOption grant(u"grant"_s, u"Client that gets a grant; its token goes to the ready file."_s,
                                    u"CLIENT"_s);
     const QCommandLineOption secret(u"client-secret-file"_s, u"File with that client's secret."_s, u"FILE"_s);
+    const QCommandLineOption seed(u"seed-account"_s, u"File that gets that token as an account to connect."_s,
+                                  u"FILE"_s);
     const QCommandLineOption quota(u"quota"_s, u"Bytes of storage, 0 for no limit (at first: 15 GB)."_s, u"BYTES"_s);
-    parser.addOptions({directory, ready, grant, secret, quota});
+    parser.addOptions({directory, ready, grant, secret, seed, quota});
     parser.process(application);
     if (!parser.isSet(directory) || !parser.positionalArguments().isEmpty() ||
         parser.isSet(grant) != parser.isSet(secret)) {
@@ -49,7 +52,8 @@ Options readOptions(const QCoreApplication &application) {
     Options options{.directory = parser.value(directory),
                     .readyFile = parser.value(ready),
                     .clientId = parser.value(grant),
-                    .clientSecret = {}};
+                    .clientSecret = {},
+                    .accountFile = parser.value(seed)};
     if (parser.isSet(secret)) {
         options.clientSecret = readSecret(parser.value(secret));
     }
@@ -83,9 +87,14 @@ void run(const Options &options, const sigset_t &signalsToWaitFor) {
                       {"controlToken"_L1, control.token()},
                       {"files"_L1, folder.files()}};
     if (!options.clientId.isEmpty()) {
-        ready.insert("token"_L1,
-                     grants.grant(options.clientId, options.clientSecret,
-                                  u"https://www.googleapis.com/auth/drive.file"_s, Grants::usualLifetime, true));
+        const QJsonObject token =
+            grants.grant(options.clientId, options.clientSecret, u"https://www.googleapis.com/auth/drive.file"_s,
+                         Grants::usualLifetime, true);
+        ready.insert("token"_L1, token);
+        const QJsonObject account{{"token"_L1, token}, {"email"_L1, "person@example.com"_L1}};
+        if (!options.accountFile.isEmpty() && !writeAtomically(options.accountFile, QJsonDocument(account).toJson())) {
+            throw StartError(u"The file %1 cannot be written."_s.arg(options.accountFile));
+        }
     }
     if (!options.readyFile.isEmpty() && !writeAtomically(options.readyFile, QJsonDocument(ready).toJson())) {
         throw StartError(u"The file %1 cannot be written."_s.arg(options.readyFile));

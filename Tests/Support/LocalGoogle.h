@@ -45,6 +45,8 @@ public:
     QString proxy() const { return m_ready.value(QLatin1StringView("proxy")).toString(); }
     QString certificateAuthority() const { return m_ready.value(QLatin1StringView("certificateAuthority")).toString(); }
 
+    QString controlAddress() const { return m_ready.value(QLatin1StringView("control")).toString(); }
+
     /// The client that has a grant, and its token as the engine's configuration keeps it (JSON of one line).
     QString clientId() const;
     QString clientSecret() const;

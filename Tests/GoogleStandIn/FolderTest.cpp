@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/GoogleStandIn/GoogleClient.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using namespace quillmount;
+
+namespace {
+void put(const QString &path, const QByteArray &content) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        throw LocalGoogle::Failure(u"Cannot write "_s + path);
+    }
+}
+
+QByteArray contentOf(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
+}
+} // namespace
+
+/// The folder in which everything lies: it survives what happens to the program, and people may work in it.
+class FolderTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void everythingSurvivesAKill();
+    void cutOffRenameIsFinished();
+    void tornJournalLineIsCutOff();
+    void keysAndGrantsArePrivate();
+    void secondInstanceIsRefused();
+    void handmadeFilesAppear();
+    void handmadeRenameKeepsTheFile();
+    void handmadeDeletionIsAChangeInItsFolder();
+    void handmadeChangesWhileStoppedAreSeen();
+    void fileBeingWrittenIsNotTaken();
+
+private:
+    QString idOf(const QString &path) { return m_google->file(path)["id"_L1].toString(); }
+
+    std::unique_ptr<LocalGoogle> m_google;
+};
+
+void FolderTest::init() {
+    m_google = std::make_unique<LocalGoogle>();
+}
+
+void FolderTest::cleanup() {
+    m_google.reset();
+}
+
+void FolderTest::everythingSurvivesAKill() {
+    m_google->makeFolder(u"F"_s);
+    m_google->write(u"F/a.txt"_s, "first");
+    m_google->write(u"F/a.txt"_s, "second");
+    m_google->write(u"b.txt"_s, "b");
+    m_google->rename(u"b.txt"_s, u"F/c.txt"_s);
+    m_google->write(u"gone.txt"_s, "gone");
+    m_google->trash(u"gone.txt"_s);
+    m_google->write(u"ended.txt"_s, "ended");
+    m_google->remove(u"ended.txt"_s);
+    m_google->setQuota(123'456'789);
+    const QJsonObject a = m_google->file(u"F/a.txt"_s);
+    const QJsonObject c = m_google->file(u"F/c.txt"_s);
+    const QByteArray authority = contentOf(m_google->certificateAuthority());
+    GoogleClient before(*m_google);
+    const QJsonObject changes = before.get(u"/drive/v3/changes?fields=*&pageToken=1"_s).json;
+    QCOMPARE(changes["changes"_L1].toArray().size(), 6);
+
+    m_google->kill();
+    m_google->start();
+    QCOMPARE(m_google->file(u"F/a.txt"_s), a);
+    QCOMPARE(m_google->file(u"F/c.txt"_s), c);
+    QCOMPARE(contentOf(m_google->pathOf(u"F/a.txt"_s)), QByteArray("second"));
+    QCOMPARE(contentOf(m_google->certificateAuthority()), authority);
+    // The old access token, the old list of changes and the next number in it.
+    GoogleClient after(*m_google);
+    QCOMPARE(after.token(), before.token());
+    QCOMPARE(after.get(u"/drive/v3/changes?fields=*&pageToken=1"_s).json, changes);
+    QCOMPARE(m_google->control("GET", u"/quota"_s)["limit"_L1].toInteger(), 123'456'789);
+}
+
+void FolderTest::cutOffRenameIsFinished() {
+    m_google->write(u"a.txt"_s, "content");
+    const QString id = idOf(u"a.txt"_s);
+    m_google->kill();
+    // The state that a kill leaves between the journal and the rename.
+    const QList<QByteArray> lines = contentOf(m_google->directory() + u"/.state/journal.jsonl"_s).trimmed().split('\n');
+    const QJsonDocument record = QJsonDocument::fromJson(lines.last());
+    const QString from = record["from"_L1].toString();
+    QVERIFY(!from.isEmpty());
+    QVERIFY(QFile::rename(m_google->pathOf(u"a.txt"_s), m_google->directory() + u'/' + from));
+    m_google->start();
+    QCOMPARE(contentOf(m_google->pathOf(u"a.txt"_s)), QByteArray("content"));
+    QCOMPARE(idOf(u"a.txt"_s), id);
+}
+
+void FolderTest::tornJournalLineIsCutOff() {
+    m_google->write(u"a.txt"_s, "a");
+    const QString id = idOf(u"a.txt"_s);
+    m_google->kill();
+    QFile journal(m_google->directory() + u"/.state/journal.jsonl"_s);
+    QVERIFY(journal.open(QIODevice::Append));
+    journal.write(R"({"put":[{"id":"1half)");
+    journal.close();
+    m_google->start();
+    m_google->write(u"b.txt"_s, "b");
+    m_google->kill();
+    m_google->start();
+    QCOMPARE(idOf(u"a.txt"_s), id);
+    QVERIFY(!idOf(u"b.txt"_s).isEmpty());
+}
+
+void FolderTest::keysAndGrantsArePrivate() {
+    const QDir state(m_google->directory() + u"/.state"_s);
+    QCOMPARE(QFile::permissions(state.path()) & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther),
+             QFile::Permissions());
+    for (const QString &name : {u"authority.key"_s, u"grants.json"_s, u"journal.jsonl"_s}) {
+        QCOMPARE(QFile::permissions(state.filePath(name)) & (QFile::ReadGroup | QFile::ReadOther),
+                 QFile::Permissions());
+        QVERIFY(state.exists(name));
+    }
+}
+
+void FolderTest::secondInstanceIsRefused() {
+    QProcess second;
+    second.start(qEnvironmentVariable("QUILLMOUNT_BIN") + u"/google-stand-in"_s,
+                 {u"--directory"_s, m_google->directory()});
+    QVERIFY(second.waitForFinished());
+    QCOMPARE(second.exitCode(), 1);
+    QVERIFY(second.readAllStandardError().contains("already serves the folder"));
+    QCOMPARE(m_google->stop(), 0);
+}
+
+void FolderTest::handmadeFilesAppear() {
+    QDir root(m_google->filesRoot());
+    put(root.filePath(u"hand.txt"_s), "by hand");
+    QVERIFY(root.mkpath(u"Deep/Deeper"_s));
+    put(root.filePath(u"Deep/Deeper/inside.txt"_s), "inside");
+    QTRY_COMPARE(m_google->file(u"hand.txt"_s)["size"_L1].toString(), u"7"_s);
+    QTRY_COMPARE(m_google->file(u"Deep/Deeper/inside.txt"_s)["md5Checksum"_L1].toString(),
+                 u"335cf4508dd597be4bfc9caa3e08b901"_s);
+    // The engine sees it as its own.
+    const QString id = idOf(u"hand.txt"_s);
+    QCOMPARE(GoogleClient(*m_google).get(u"/drive/v3/files/%1?alt=media"_s.arg(id)).body, QByteArray("by hand"));
+    put(root.filePath(u"hand.txt"_s), "changed by hand");
+    QTRY_COMPARE(m_google->file(u"hand.txt"_s)["size"_L1].toString(), u"15"_s);
+    QCOMPARE(idOf(u"hand.txt"_s), id);
+}
+
+void FolderTest::handmadeRenameKeepsTheFile() {
+    m_google->makeFolder(u"From"_s);
+    m_google->makeFolder(u"To"_s);
+    m_google->write(u"From/a.txt"_s, "a");
+    const QString id = idOf(u"From/a.txt"_s);
+    QDir root(m_google->filesRoot());
+    QVERIFY(root.rename(u"From/a.txt"_s, u"To/b.txt"_s));
+    QTRY_COMPARE(idOf(u"To/b.txt"_s), id);
+    QVERIFY(root.rename(u"To"_s, u"Elsewhere"_s));
+    QTRY_COMPARE(idOf(u"Elsewhere/b.txt"_s), id);
+    put(root.filePath(u"Elsewhere/c.txt"_s), "c");
+    QTRY_VERIFY(!idOf(u"Elsewhere/c.txt"_s).isEmpty());
+    QCOMPARE(idOf(u"From/a.txt"_s), QString());
+}
+
+void FolderTest::handmadeDeletionIsAChangeInItsFolder() {
+    m_google->makeFolder(u"F"_s);
+    m_google->write(u"F/a.txt"_s, "a");
+    const QString folder = idOf(u"F"_s);
+    const QString id = idOf(u"F/a.txt"_s);
+    GoogleClient client(*m_google);
+    const QString token = client.get(u"/drive/v3/changes/startPageToken"_s).json["startPageToken"_L1].toString();
+    QVERIFY(QFile::remove(m_google->pathOf(u"F/a.txt"_s)));
+    QTRY_COMPARE(idOf(u"F/a.txt"_s), QString());
+    const QJsonArray changes =
+        client.get(u"/drive/v3/changes?fields=*&pageToken="_s + token).json["changes"_L1].toArray();
+    QCOMPARE(changes.size(), 1);
+    QCOMPARE(changes[0]["fileId"_L1].toString(), id);
+    QCOMPARE(changes[0]["file"_L1]["parents"_L1].toArray(), QJsonArray{folder});
+    QCOMPARE(client.get(u"/drive/v3/files/%1?alt=media"_s.arg(id)).status, 404);
+    QVERIFY(QDir(m_google->pathOf(u"F"_s)).removeRecursively());
+    QTRY_COMPARE(idOf(u"F"_s), QString());
+}
+
+void FolderTest::handmadeChangesWhileStoppedAreSeen() {
+    m_google->write(u"kept.txt"_s, "kept");
+    m_google->write(u"renamed.txt"_s, "renamed");
+    m_google->write(u"changed.txt"_s, "before");
+    m_google->write(u"deleted.txt"_s, "deleted");
+    const QJsonObject kept = m_google->file(u"kept.txt"_s);
+    const QString renamed = idOf(u"renamed.txt"_s);
+    QCOMPARE(m_google->stop(), 0);
+    QDir root(m_google->directory() + u"/My Drive"_s);
+    root.rename(u"renamed.txt"_s, u"other.txt"_s);
+    put(root.filePath(u"changed.txt"_s), "afterwards");
+    root.remove(u"deleted.txt"_s);
+    put(root.filePath(u"new.txt"_s), "new");
+    m_google->start();
+    QCOMPARE(m_google->file(u"kept.txt"_s), kept);
+    QCOMPARE(idOf(u"other.txt"_s), renamed);
+    QCOMPARE(m_google->file(u"changed.txt"_s)["size"_L1].toString(), u"10"_s);
+    QCOMPARE(idOf(u"deleted.txt"_s), QString());
+    QCOMPARE(m_google->file(u"new.txt"_s)["size"_L1].toString(), u"3"_s);
+}
+
+void FolderTest::fileBeingWrittenIsNotTaken() {
+    QFile slow(m_google->pathOf(u"slow.txt"_s));
+    QVERIFY(slow.open(QIODevice::WriteOnly));
+    slow.write("first half, ");
+    slow.flush();
+    // Another file, put there later, is taken; so there was time enough for the first.
+    put(m_google->pathOf(u"marker.txt"_s), "marker");
+    QTRY_VERIFY(!idOf(u"marker.txt"_s).isEmpty());
+    put(m_google->pathOf(u"marker2.txt"_s), "marker");
+    QTRY_VERIFY(!idOf(u"marker2.txt"_s).isEmpty());
+    QCOMPARE(idOf(u"slow.txt"_s), QString());
+    slow.write("second half");
+    slow.close();
+    QTRY_COMPARE(m_google->file(u"slow.txt"_s)["size"_L1].toString(), u"23"_s);
+}
+
+QTEST_GUILESS_MAIN(FolderTest)
+#include "FolderTest.moc"

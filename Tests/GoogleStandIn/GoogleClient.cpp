@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "GoogleClient.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkProxy>
+#include <QSslConfiguration>
+#include <QTimer>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+
+namespace quillmount {
+
+namespace {
+constexpr int answerLimitMs = 20'000;
+}
+
+QString encoded(const QString &text) {
+    return QString::fromLatin1(QUrl::toPercentEncoding(text));
+}
+
+QString GoogleClient::Answer::reason() const {
+    return json.value("error"_L1)["errors"_L1][0]["reason"_L1].toString();
+}
+
+GoogleClient::GoogleClient(const LocalGoogle &google)
+    : m_token(QJsonDocument::fromJson(google.token())["access_token"_L1].toString().toLatin1()) {
+    const QUrl proxy(google.proxy());
+    m_network.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, proxy.host(), quint16(proxy.port())));
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates(QSslCertificate::fromPath(google.certificateAuthority()));
+    QSslConfiguration::setDefaultConfiguration(configuration);
+}
+
+QNetworkReply *GoogleClient::start(const QByteArray &method, const QString &path, const QByteArray &body,
+                                   const Headers &headers) {
+    const QString address = path.startsWith(u'/') ? u"https://www.googleapis.com"_s + path : path;
+    QNetworkRequest request{QUrl(address)};
+    request.setRawHeader("Authorization", "Bearer " + m_token);
+    for (const auto &[name, value] : headers) {
+        request.setRawHeader(name, value);
+    }
+    return m_network.sendCustomRequest(request, method, body);
+}
+
+GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(answerLimitMs, reply, &QNetworkReply::abort);
+    if (!reply->isFinished()) {
+        loop.exec();
+    }
+    Answer answer;
+    answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    answer.error = reply->error();
+    answer.body = reply->readAll();
+    answer.json = QJsonDocument::fromJson(answer.body).object();
+    const auto pairs = reply->rawHeaderPairs();
+    for (const auto &[name, value] : pairs) {
+        answer.headers.insert(name.toLower(), value);
+    }
+    delete reply;
+    return answer;
+}
+
+GoogleClient::Answer GoogleClient::send(const QByteArray &method, const QString &path, const QByteArray &body,
+                                        const Headers &headers) {
+    return finish(start(method, path, body, headers));
+}
+
+GoogleClient::Answer GoogleClient::json(const QByteArray &method, const QString &path, const QJsonObject &body) {
+    return send(method, path, QJsonDocument(body).toJson(), {{"Content-Type", "application/json"}});
+}
+
+GoogleClient::Answer GoogleClient::upload(const QJsonObject &metadata, const QByteArray &content,
+                                          const QString &fileId) {
+    const QByteArray body = "--frontier\r\nContent-Type: application/json\r\n\r\n" + QJsonDocument(metadata).toJson() +
+                            "\r\n--frontier\r\nContent-Type: text/plain\r\n\r\n" + content + "\r\n--frontier--\r\n";
+    const QString path =
+        u"/upload/drive/v3/files%1?uploadType=multipart&fields=*"_s.arg(fileId.isEmpty() ? QString() : u'/' + fileId);
+    return send(fileId.isEmpty() ? "POST" : "PATCH", path, body,
+                {{"Content-Type", "multipart/related; boundary=frontier"}});
+}
+
+QString GoogleClient::startUpload(const QJsonObject &metadata, qint64 size) {
+    const Answer answer =
+        send("POST", u"/upload/drive/v3/files?uploadType=resumable&fields=*"_s, QJsonDocument(metadata).toJson(),
+             {{"Content-Type", "application/json"}, {"X-Upload-Content-Length", QByteArray::number(size)}});
+    return QString::fromLatin1(answer.headers.value("location"));
+}
+
+} // namespace quillmount
