@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/NfsMount/FileSystem.h"
+
+#include "Platform/Linux/NfsMount/HandleCall.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace quillmount::nfsmount {
+
+using namespace std::chrono_literals;
+
+FileSystem::FileSystem(EventLoop &loop, NfsClient &client, EventLoop::Clock::duration deadTime)
+    : m_loop(loop)
+    , m_client(client)
+    , m_deadTime(deadTime)
+    , m_silly(machineTag()) {}
+
+FileSystem::~FileSystem() = default;
+
+Task<int> FileSystem::mountRoot() {
+    const Reply<Handle> reply = co_await m_client.mountRoot();
+    const int error = errorNumber(Procedure::Mount, reply);
+    if (error == 0)
+        m_table.root()->handle = reply.value;
+    co_return error;
+}
+
+bool FileSystem::isFrozen(const Inode &inode) const {
+    return std::any_of(m_frozen.begin(), m_frozen.end(),
+                       [&](const Inode *frozen) { return inode.isBelowOrSame(*frozen); });
+}
+
+Task<int> FileSystem::holdHandle(InodePtr inode) {
+    while (true) {
+        while (isFrozen(*inode))
+            co_await m_thawed.wait();
+        if (inode->isGone())
+            co_return ESTALE;
+        if (!inode->handle.empty()) {
+            if (inode->busy++ == 0)
+                m_busy.insert(inode.get());
+            co_return 0;
+        }
+        const int error = co_await findAgain(inode);
+        if (error != 0)
+            co_return error;
+    }
+}
+
+void FileSystem::releaseHandle(Inode &inode) {
+    if (--inode.busy == 0) {
+        m_busy.erase(&inode);
+        m_idle.open();
+    }
+}
+
+Task<int> FileSystem::findAgain(InodePtr inode) {
+    const InodePtr folder = inode->parent();
+    if (!folder)
+        co_return inode == m_table.root() ? co_await mountRoot() : ESTALE;
+    const std::string name = inode->name();
+    const Result<FoundFile> found = co_await find(folder, name);
+    if (found.error != 0)
+        co_return found.error == ENOENT ? ESTALE : found.error;
+    if (found.value.attributes.type != inode->type())
+        co_return ESTALE;
+    // It may have been moved while the answer was on its way; then the next round looks at the new place.
+    if (inode->parent() == folder && inode->name() == name)
+        inode->handle = found.value.handle;
+    co_return 0;
+}
+
+Task<void> FileSystem::freeze(std::vector<InodePtr> inodes) {
+    for (const InodePtr &inode : inodes)
+        m_frozen.push_back(inode.get());
+    const auto disturbs = [&](const Inode *busy) {
+        return std::any_of(inodes.begin(), inodes.end(),
+                           [&](const InodePtr &inode) { return busy->isBelowOrSame(*inode); });
+    };
+    while (std::any_of(m_busy.begin(), m_busy.end(), disturbs))
+        co_await m_idle.wait();
+}
+
+void FileSystem::thaw(const std::vector<InodePtr> &inodes) {
+    for (const InodePtr &inode : inodes)
+        m_frozen.erase(std::find(m_frozen.begin(), m_frozen.end(), inode.get()));
+    m_thawed.open();
+}
+
+Task<Result<FoundFile>> FileSystem::find(InodePtr folder, std::string name) {
+    Result<FoundFile> found = co_await onHandle<FoundFile>(
+        Procedure::Lookup, folder, [&](const Handle &handle) { return m_client.lookup(handle, name); });
+    if (found.error == ENOENT) {
+        const int error = co_await confirmAbsent(folder);
+        found.error = error != 0 ? error : ENOENT;
+    }
+    if (found.error == 0 && !found.value.hasAttributes) {
+        const Reply<Attributes> attributes = co_await m_client.getAttributes(found.value.handle);
+        found.error = errorNumber(Procedure::GetAttributes, attributes);
+        found.value.attributes = attributes.value;
+        found.value.hasAttributes = true;
+    }
+    co_return found;
+}
+
+Task<int> FileSystem::confirmAbsent(InodePtr folder) {
+    // A folder that could be listed a moment ago is not asked again for each of the many names that programs try.
+    constexpr auto trust = 1500ms;
+    if (EventLoop::Clock::now() - folder->listed < trust)
+        co_return 0;
+    const Result<DirectoryPage> page = co_await onHandle<DirectoryPage>(
+        Procedure::List, folder, [&](const Handle &handle) { return m_client.peek(handle); });
+    if (page.error == 0)
+        folder->listed = EventLoop::Clock::now();
+    co_return page.error;
+}
+
+Task<void> FileSystem::clearLeftovers() {
+    ++m_background;
+    OpenFolder root;
+    root.inode = m_table.root();
+    if (co_await loadFolder(root) == 0) {
+        for (const auto &entry : root.snapshot.entries()) {
+            const bool inUse = m_table.child(*m_table.root(), entry.name) != nullptr;
+            if (m_silly.isOwn(entry.name) && !inUse)
+                co_await removeName(m_table.root(), entry.name, Procedure::Remove);
+        }
+    }
+    --m_background;
+    m_progress.open();
+}
+
+Task<void> FileSystem::finish() {
+    std::set<InodePtr> written;
+    for (const auto &[id, file] : m_files)
+        written.insert(file->inode);
+    for (const InodePtr &inode : written)
+        co_await settle(inode);
+    while (hasPending() && !m_client.isGone() && !m_client.isDead())
+        co_await m_progress.wait();
+    const std::set<InodePtr> unlinked = m_unlinked;
+    for (const InodePtr &inode : unlinked) {
+        const std::string name = inode->name();
+        co_await removeName(m_table.root(), name, Procedure::Remove);
+    }
+}
+
+} // namespace quillmount::nfsmount

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Linux/NfsMount/DirectorySnapshot.h"
+#include "Platform/Linux/NfsMount/ErrorMapping.h"
+#include "Platform/Linux/NfsMount/InodeTable.h"
+#include "Platform/Linux/NfsMount/NfsClient.h"
+#include "Platform/Linux/NfsMount/ReadAhead.h"
+#include "Platform/Linux/NfsMount/Request.h"
+#include "Platform/Linux/NfsMount/SillyName.h"
+#include "Platform/Linux/NfsMount/WriteBehind.h"
+
+#include <set>
+
+namespace quillmount::nfsmount {
+
+struct FileState;
+
+/// One open file of a program.
+struct OpenFile {
+    InodePtr inode;
+    std::shared_ptr<FileState> state;
+    ReadAhead ahead;
+    std::uint64_t errorsSeen = 0;
+};
+
+/// One open folder, with the listing that its reader is walking through.
+struct OpenFolder {
+    InodePtr inode;
+    DirectorySnapshot snapshot;
+    bool loaded = false;
+    EventLoop::Moment loadedAt{};
+};
+
+/// What is known of a file's content as long as its inode lives.
+struct FileState {
+    WriteBehind pending;
+    Gate settled;                     ///< opens whenever something that was pending has been confirmed or given up
+    Version pages;                    ///< the version that the kernel's page cache holds
+    std::uint64_t size = 0;           ///< as last heard; for reading ahead only
+    timespec written{};               ///< when a program wrote last
+    int asking = 0;                   ///< attribute calls under way
+    std::uint64_t endWhileAsking = 0; ///< how far writes reached that were confirmed during such calls
+    std::uint64_t stream = 0;
+    std::uint64_t errors = 0; ///< how many writes the server refused
+    int lastError = 0;
+    std::set<OpenFile *> opened;
+};
+
+/// The outcome of an operation on a known file.
+template <class T>
+struct Result {
+    int error = 0;
+    int status = 0;
+    bool repeated = false;
+    T value{};
+};
+
+/// The drive as the kernel sees it: each operation of the kernel is a coroutine that makes the calls it needs and
+/// answers.
+///
+/// Rules that hold everywhere:
+/// - A file is known by its place. Its handle is looked up again when the server no longer knows it, and the call is
+/// made
+///   once more. While a file or folder is being renamed or removed, no call is under way with a handle in its tree.
+/// - What a program has written is sent behind its back and confirmed before the file counts as closed. Everything that
+///   depends on the content waits for it.
+/// - "No such file" is only believed when the folder can be listed, for the server says so too when it has no network.
+class FileSystem {
+public:
+    FileSystem(EventLoop &loop, NfsClient &client, EventLoop::Clock::duration deadTime);
+    ~FileSystem();
+
+    /// Called with an inode's number when the kernel should drop the attributes that it remembers.
+    void onStaleAttributes(std::function<void(std::uint64_t)> action) { m_staleAttributes = std::move(action); }
+
+    NfsClient &client() { return m_client; }
+    InodeTable &inodes() { return m_table; }
+    EventLoop &loop() { return m_loop; }
+    EventLoop::Clock::duration deadTime() const { return m_deadTime; }
+
+    /// Learns the root; gives an error number.
+    Task<int> mountRoot();
+    /// Removes what a crash left behind of files that were unlinked while open.
+    Task<void> clearLeftovers();
+    /// Sends everything pending, and removes the unlinked files that are still open. Ends when that is done or
+    /// hopeless.
+    Task<void> finish();
+    bool hasPending() const { return m_pendingFiles > 0 || m_background > 0; }
+
+    Task<void> lookup(Request request, InodePtr folder, std::string name);
+    Task<void> getAttributes(Request request, InodePtr inode);
+    Task<void> setAttributes(Request request, InodePtr inode, struct stat wanted, int which);
+    Task<void> space(Request request);
+
+    Task<void> makeDirectory(Request request, InodePtr folder, std::string name);
+    Task<void> create(Request request, InodePtr folder, std::string name, fuse_file_info info);
+    Task<void> makeFile(Request request, InodePtr folder, std::string name);
+    Task<void> unlink(Request request, InodePtr folder, std::string name);
+    Task<void> removeDirectory(Request request, InodePtr folder, std::string name);
+    Task<void> rename(Request request, InodePtr folder, std::string name, InodePtr newFolder, std::string newName,
+                      unsigned flags);
+
+    Task<void> open(Request request, InodePtr inode, fuse_file_info info);
+    Task<void> read(Request request, std::uint64_t file, std::uint64_t offset, std::size_t size);
+    /// Takes \a bytes, or \a block that holds them if it is not empty, before it returns.
+    void write(Request request, std::uint64_t file, std::uint64_t offset, std::string_view bytes, Buffer block,
+               bool fromPageCache);
+    /// Waits for everything written so far and tells of errors that this open file was not told of.
+    Task<void> flush(Request request, std::uint64_t file);
+    Task<void> release(Request request, std::uint64_t file);
+
+    void openFolder(Request request, const InodePtr &inode, fuse_file_info info);
+    Task<void> readFolder(Request request, std::uint64_t folder, std::uint64_t offset, std::size_t size, bool plus);
+    void releaseFolder(Request request, std::uint64_t folder);
+
+private:
+    class AttributeWatch;
+
+    // Calls by handle
+    template <class T, class Call>
+    Task<Result<T>> onHandle(Procedure procedure, InodePtr inode, Call call);
+    Task<int> holdHandle(InodePtr inode);
+    void releaseHandle(Inode &inode);
+    Task<int> findAgain(InodePtr inode);
+    Task<int> confirmAbsent(InodePtr folder);
+    bool isFrozen(const Inode &inode) const;
+    Task<void> freeze(std::vector<InodePtr> inodes);
+    void thaw(const std::vector<InodePtr> &inodes);
+
+    // Attributes
+    Task<Result<Attributes>> fetchAttributes(InodePtr inode);
+    Attributes withPending(const Inode &inode, Attributes attributes) const;
+    struct stat statOf(const Inode &inode, const Attributes &attributes) const;
+    bool answerEntry(Request &request, const InodePtr &inode, const Attributes &attributes);
+    Task<int> applyChange(InodePtr inode, AttributeChange change, Attributes &after);
+    void noteChange(FileState &state, const Change &change);
+
+    // Names
+    int checkName(const Inode &folder, const std::string &name) const;
+    Task<Result<FoundFile>> find(InodePtr folder, std::string name);
+    Task<Result<FoundFile>> createOrFind(InodePtr folder, std::string name, bool exclusive);
+    Task<int> moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName);
+    Task<int> sillyRename(InodePtr inode);
+    Task<int> removeName(InodePtr folder, std::string name, Procedure procedure);
+    Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
+    void namesChanged(Inode &folder);
+
+    // Content
+    std::shared_ptr<FileState> stateOf(Inode &inode);
+    std::uint64_t addOpen(const InodePtr &inode);
+    void dropOpen(std::uint64_t id);
+    Task<void> afterLastClose(InodePtr inode);
+    Task<int> readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
+                        std::size_t &got);
+    Task<void> fetchBlock(InodePtr inode, ReadAhead::BlockPtr block);
+    Task<bool> answerFromBlocks(Request &request, std::vector<ReadAhead::BlockPtr> blocks, std::uint64_t offset,
+                                std::size_t size);
+    Task<void> finishWrite(Request request, std::shared_ptr<OpenFile> file, std::uint64_t sequence, std::size_t size,
+                           bool fromPageCache);
+    void changed(Inode &inode);
+    void pump(const InodePtr &inode);
+    Task<void> send(InodePtr inode, WriteBehind::Chunk *chunk);
+    Task<void> settle(InodePtr inode);
+    int takeError(OpenFile &file);
+
+    Task<int> loadFolder(OpenFolder &folder);
+
+    EventLoop &m_loop;
+    NfsClient &m_client;
+    EventLoop::Clock::duration m_deadTime;
+    InodeTable m_table;
+    SillyName m_silly;
+    std::function<void(std::uint64_t)> m_staleAttributes = [](std::uint64_t) {};
+    std::uint64_t m_sequence = 1;
+    std::uint64_t m_nextOpen = 1;
+    std::unordered_map<std::uint64_t, std::shared_ptr<OpenFile>> m_files;
+    std::unordered_map<std::uint64_t, std::shared_ptr<OpenFolder>> m_folders;
+    std::set<InodePtr> m_unlinked;
+    std::set<const Inode *> m_busy;
+    std::vector<const Inode *> m_frozen;
+    Gate m_thawed;
+    Gate m_idle;
+    Gate m_progress;
+    std::size_t m_pendingBytes = 0;
+    int m_pendingFiles = 0;
+    int m_background = 0;
+};
+
+} // namespace quillmount::nfsmount

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/NfsMount/FileSystem.h"
+
+#include "Platform/Linux/NfsMount/HandleCall.h"
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace quillmount::nfsmount {
+namespace {
+
+/// How long the kernel may answer from what it was told last. Other writers' changes are polled by the engine at a much
+/// slower pace, and opening a file always asks anew.
+constexpr double trustSeconds = 1.0;
+constexpr blksize_t preferredTransfer = 256 * 1024;
+
+bool isLater(const timespec &a, const timespec &b) {
+    return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
+}
+
+timespec currentTime() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+} // namespace
+
+Attributes FileSystem::withPending(const Inode &inode, Attributes attributes) const {
+    if (!inode.file || attributes.type != FileType::Regular)
+        return attributes;
+    const FileState &state = *inode.file;
+    const std::uint64_t end = std::max(state.pending.end(), state.endWhileAsking);
+    if (end > attributes.size)
+        attributes.size = attributes.used = end;
+    if (!state.pending.isEmpty() && isLater(state.written, attributes.modified))
+        attributes.modified = attributes.changed = state.written;
+    return attributes;
+}
+
+struct stat FileSystem::statOf(const Inode &inode, const Attributes &attributes) const {
+    struct stat result {};
+    result.st_ino = inode.number();
+    result.st_mode = attributes.mode;
+    switch (inode.type()) {
+    case FileType::Directory:
+        result.st_mode |= S_IFDIR;
+        break;
+    case FileType::Symlink:
+        result.st_mode |= S_IFLNK;
+        break;
+    default:
+        result.st_mode |= S_IFREG;
+    }
+    result.st_nlink = inode.unlinked ? 0 : 1;
+    // The drive belongs to whoever mounted it; nobody else can reach it.
+    result.st_uid = getuid();
+    result.st_gid = getgid();
+    result.st_size = static_cast<off_t>(attributes.size);
+    result.st_blocks = static_cast<blkcnt_t>((attributes.used + 511) / 512);
+    result.st_blksize = preferredTransfer;
+    result.st_atim = attributes.accessed;
+    result.st_mtim = attributes.modified;
+    result.st_ctim = attributes.changed;
+    return result;
+}
+
+bool FileSystem::answerEntry(Request &request, const InodePtr &inode, const Attributes &attributes) {
+    fuse_entry_param entry{};
+    entry.ino = inode->id();
+    entry.generation = 1;
+    entry.attr = statOf(*inode, withPending(*inode, attributes));
+    entry.attr_timeout = trustSeconds;
+    entry.entry_timeout = trustSeconds;
+    m_table.addLookup(inode);
+    if (request.answer([&](fuse_req_t target) { return fuse_reply_entry(target, &entry); }))
+        return true;
+    m_table.forget(inode->id(), 1);
+    return false;
+}
+
+Task<Result<Attributes>> FileSystem::fetchAttributes(InodePtr inode) {
+    const AttributeWatch watch(inode);
+    Result<Attributes> result = co_await onHandle<Attributes>(
+        Procedure::GetAttributes, inode, [&](const Handle &handle) { return m_client.getAttributes(handle); });
+    if (result.error == 0 && result.value.type != inode->type())
+        result.error = ESTALE;
+    if (result.error == 0) {
+        result.value = withPending(*inode, result.value);
+        if (inode->file)
+            inode->file->size = result.value.size;
+    }
+    co_return result;
+}
+
+Task<void> FileSystem::lookup(Request request, InodePtr folder, std::string name) {
+    if (const int error = checkName(*folder, name); error != 0) {
+        request.fail(error == EPERM ? ENOENT : error);
+        co_return;
+    }
+    const AttributeWatch watch(m_table.child(*folder, name));
+    const Result<FoundFile> found = co_await find(folder, name);
+    if (found.error != 0) {
+        request.fail(found.error);
+        co_return;
+    }
+    const InodePtr inode = m_table.obtain(folder, name, found.value.attributes.type, found.value.handle);
+    answerEntry(request, inode, found.value.attributes);
+}
+
+Task<void> FileSystem::getAttributes(Request request, InodePtr inode) {
+    const Result<Attributes> result = co_await fetchAttributes(inode);
+    if (result.error != 0) {
+        request.fail(result.error);
+        co_return;
+    }
+    const struct stat attributes = statOf(*inode, result.value);
+    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, trustSeconds); });
+}
+
+void FileSystem::noteChange(FileState &state, const Change &change) {
+    // The kernel's pages follow our own changes. If the file was not as we left it, somebody else has changed it too,
+    // and the pages are not to be trusted after the next open.
+    if (state.pages.matches(change.before) && change.hasAfter)
+        state.pages = change.after.version();
+    else
+        state.pages.known = false;
+}
+
+Task<int> FileSystem::applyChange(InodePtr inode, AttributeChange change, Attributes &after) {
+    if (inode->file)
+        co_await settle(inode);
+    const Result<Change> result = co_await onHandle<Change>(
+        Procedure::SetAttributes, inode, [&](const Handle &handle) { return m_client.setAttributes(handle, change); });
+    changed(*inode);
+    if (inode->file) {
+        noteChange(*inode->file, result.value);
+        if (change.size && inode->file->asking > 0)
+            inode->file->endWhileAsking = 0;
+    }
+    if (result.error == 0 && result.value.hasAfter) {
+        after = result.value.after;
+        co_return 0;
+    }
+    if (result.error != 0)
+        co_return result.error;
+    const Result<Attributes> fetched = co_await fetchAttributes(inode);
+    after = fetched.value;
+    co_return fetched.error;
+}
+
+Task<void> FileSystem::setAttributes(Request request, InodePtr inode, struct stat wanted, int which) {
+    // Modes and owners are accepted and not kept, as the server does: copying a tree must not fail on them. The time of
+    // the last access is not kept either, since the server has only one time.
+    AttributeChange change;
+    if ((which & FUSE_SET_ATTR_SIZE) != 0)
+        change.size = static_cast<std::uint64_t>(wanted.st_size);
+    const bool now = (which & FUSE_SET_ATTR_MTIME_NOW) != 0;
+    if ((which & FUSE_SET_ATTR_MTIME) != 0 && !(now && change.size))
+        change.modified = now ? currentTime() : wanted.st_mtim;
+    if (change.size && inode->isDirectory()) {
+        request.fail(EISDIR);
+        co_return;
+    }
+    Attributes after;
+    int error = 0;
+    if (change.size || change.modified) {
+        error = co_await applyChange(inode, change, after);
+    } else {
+        const Result<Attributes> fetched = co_await fetchAttributes(inode);
+        error = fetched.error;
+        after = fetched.value;
+    }
+    if (error != 0) {
+        request.fail(error);
+        co_return;
+    }
+    const struct stat attributes = statOf(*inode, after);
+    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, trustSeconds); });
+}
+
+Task<void> FileSystem::space(Request request) {
+    constexpr std::uint64_t unknown = std::uint64_t{1} << 60; // the server's -1, and its 2^62 for "no idea"
+    constexpr std::uint64_t plenty = std::uint64_t{1} << 50;
+    constexpr std::uint64_t block = 4096;
+    const Result<SpaceResult> result = co_await onHandle<SpaceResult>(
+        Procedure::FileSystemStatus, m_table.root(), [&](const Handle &handle) { return m_client.space(handle); });
+    if (result.error != 0) {
+        request.fail(result.error);
+        co_return;
+    }
+    const std::uint64_t total = result.value.total < unknown ? result.value.total : plenty;
+    const std::uint64_t free = std::min(result.value.free < unknown ? result.value.free : plenty, total);
+    struct statvfs answer {};
+    answer.f_bsize = block;
+    answer.f_frsize = block;
+    answer.f_blocks = total / block;
+    answer.f_bfree = answer.f_bavail = free / block;
+    // There is no such limit; programs that look for a free inode find some.
+    answer.f_files = answer.f_ffree = answer.f_favail = 1'000'000'000;
+    answer.f_namemax = 255;
+    request.answer([&](fuse_req_t target) { return fuse_reply_statfs(target, &answer); });
+}
+
+} // namespace quillmount::nfsmount

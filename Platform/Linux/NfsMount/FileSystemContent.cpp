@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/NfsMount/FileSystem.h"
+
+#include "Platform/Linux/NfsMount/HandleCall.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace quillmount::nfsmount {
+namespace {
+
+/// Bytes that may be pending before a program that writes is made to wait, for one file and for all.
+constexpr std::size_t mostPendingOfFile = std::size_t{8} << 20;
+constexpr std::size_t mostPending = std::size_t{48} << 20;
+
+} // namespace
+
+std::shared_ptr<FileState> FileSystem::stateOf(Inode &inode) {
+    if (!inode.file)
+        inode.file = std::make_shared<FileState>();
+    return inode.file;
+}
+
+std::uint64_t FileSystem::addOpen(const InodePtr &inode) {
+    auto file = std::make_shared<OpenFile>();
+    file->inode = inode;
+    file->state = stateOf(*inode);
+    file->errorsSeen = file->state->errors;
+    file->state->opened.insert(file.get());
+    ++inode->opens;
+    const std::uint64_t id = m_nextOpen++;
+    m_files.emplace(id, std::move(file));
+    return id;
+}
+
+void FileSystem::dropOpen(std::uint64_t id) {
+    const auto found = m_files.find(id);
+    if (found == m_files.end())
+        return;
+    const std::shared_ptr<OpenFile> file = found->second;
+    m_files.erase(found);
+    file->state->opened.erase(file.get());
+    file->ahead.drop();
+    if (--file->inode->opens == 0 && file->inode->unlinked)
+        spawn(afterLastClose(file->inode));
+}
+
+Task<void> FileSystem::afterLastClose(InodePtr inode) {
+    ++m_background;
+    co_await settle(inode);
+    if (inode->opens == 0 && !inode->isGone())
+        co_await removeName(inode->parent(), inode->name(), Procedure::Remove);
+    m_unlinked.erase(inode);
+    --m_background;
+    m_progress.open();
+}
+
+Task<void> FileSystem::open(Request request, InodePtr inode, fuse_file_info info) {
+    // Counted before anything is asked, so that an unlink in the meantime keeps the file for us.
+    info.fh = addOpen(inode);
+    const std::shared_ptr<FileState> state = inode->file;
+    const Result<Attributes> now = co_await fetchAttributes(inode);
+    if (now.error != 0) {
+        dropOpen(info.fh);
+        request.fail(now.error);
+        co_return;
+    }
+    const Version version = now.value.version();
+    if (!state->pending.isEmpty() || state->pages.matches(version)) {
+        info.keep_cache = 1;
+    } else {
+        // Somebody else has changed the file since its pages were read.
+        state->pages = version;
+        for (OpenFile *other : state->opened)
+            other->ahead.drop();
+        m_staleAttributes(inode->id());
+    }
+    if (!request.answer([&](fuse_req_t target) { return fuse_reply_open(target, &info); }))
+        dropOpen(info.fh);
+}
+
+Task<int> FileSystem::readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
+                                std::size_t &got) {
+    got = 0;
+    for (int doubts = 0; got < size;) {
+        const Result<ReadResult> part =
+            co_await onHandle<ReadResult>(Procedure::Read, inode, [&](const Handle &handle) {
+                return m_client.read(handle, offset + got, buffer + got, size - got, ahead);
+            });
+        if (part.error != 0)
+            co_return part.error;
+        const ReadResult &result = part.value;
+        const std::uint64_t reached = offset + got + result.count;
+        // The end of the file before its size means that the server could not get the rest. A program that took that
+        // for the end would save a cut-off file.
+        const bool doubtful = result.hasAttributes && reached < result.attributes.size;
+        if ((result.end && doubtful) || (!result.end && result.count == 0)) {
+            if (++doubts > 1)
+                co_return EIO;
+            continue;
+        }
+        got += result.count;
+        if (result.end)
+            break;
+    }
+    co_return 0;
+}
+
+Task<void> FileSystem::fetchBlock(InodePtr inode, ReadAhead::BlockPtr block) {
+    block->bytes = Buffer(block->length);
+    std::size_t got = 0;
+    const int error = co_await readRange(inode, block->offset, block->bytes.data(), block->length, true, got);
+    block->bytes.setSize(got);
+    block->settled = true;
+    block->valid = error == 0 && got == block->length;
+    block->done.open();
+}
+
+Task<bool> FileSystem::answerFromBlocks(Request &request, std::vector<ReadAhead::BlockPtr> blocks, std::uint64_t offset,
+                                        std::size_t size) {
+    std::vector<iovec> parts;
+    for (const ReadAhead::BlockPtr &block : blocks) {
+        while (!block->settled)
+            co_await block->done.wait();
+        if (!block->valid || block->dropped)
+            co_return false;
+        const std::uint64_t from = std::max(offset, block->offset);
+        const std::uint64_t to = std::min(offset + size, block->end());
+        parts.push_back({block->bytes.data() + (from - block->offset), to - from});
+    }
+    request.answer(
+        [&](fuse_req_t target) { return fuse_reply_iov(target, parts.data(), static_cast<int>(parts.size())); });
+    co_return true;
+}
+
+Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t offset, std::size_t size) {
+    const auto found = m_files.find(id);
+    if (found == m_files.end()) {
+        request.fail(EBADF);
+        co_return;
+    }
+    const std::shared_ptr<OpenFile> file = found->second;
+    const InodePtr inode = file->inode;
+    // The server must know of everything up to here, or it would take the middle of the file for its end.
+    if (file->state->pending.end() > offset)
+        co_await settle(inode);
+    if (file->state->pending.isEmpty()) {
+        for (ReadAhead::BlockPtr &block : file->ahead.note(offset, size, file->state->size))
+            spawn(fetchBlock(inode, std::move(block)));
+        const std::uint64_t known = file->state->size;
+        const std::size_t inside = offset < known ? std::min<std::uint64_t>(size, known - offset) : 0;
+        std::vector<ReadAhead::BlockPtr> blocks = file->ahead.covering(offset, inside);
+        if (!blocks.empty() && inside == size && co_await answerFromBlocks(request, std::move(blocks), offset, size))
+            co_return;
+    }
+    Buffer buffer(size);
+    std::size_t got = 0;
+    const int error = co_await readRange(inode, offset, buffer.data(), size, false, got);
+    if (error != 0)
+        request.fail(error);
+    else
+        request.answer([&](fuse_req_t target) { return fuse_reply_buf(target, buffer.data(), got); });
+}
+
+void FileSystem::changed(Inode &inode) {
+    inode.changed = ++m_sequence;
+    if (!inode.file)
+        return;
+    for (OpenFile *file : inode.file->opened)
+        file->ahead.drop();
+}
+
+int FileSystem::takeError(OpenFile &file) {
+    if (file.state->errors == file.errorsSeen)
+        return 0;
+    file.errorsSeen = file.state->errors;
+    return file.state->lastError;
+}
+
+void FileSystem::write(Request request, std::uint64_t id, std::uint64_t offset, std::string_view bytes, Buffer block,
+                       bool fromPageCache) {
+    const auto found = m_files.find(id);
+    const int error = found == m_files.end() ? EBADF : takeError(*found->second);
+    if (error != 0) {
+        request.fail(error);
+        return;
+    }
+    const InodePtr inode = found->second->inode;
+    FileState &state = *inode->file;
+    if (state.pending.isEmpty()) {
+        ++m_pendingFiles;
+        state.stream = m_client.quietStream();
+    }
+    m_pendingBytes -= state.pending.bytes();
+    const std::uint64_t sequence = block.size() > 0 ? state.pending.accept(offset, std::move(block))
+                                                    : state.pending.accept(offset, bytes.data(), bytes.size());
+    m_pendingBytes += state.pending.bytes();
+    clock_gettime(CLOCK_REALTIME, &state.written);
+    changed(*inode);
+    pump(inode);
+    spawn(finishWrite(std::move(request), found->second, sequence, bytes.size(), fromPageCache));
+}
+
+Task<void> FileSystem::finishWrite(Request request, std::shared_ptr<OpenFile> file, std::uint64_t sequence,
+                                   std::size_t size, bool fromPageCache) {
+    const std::shared_ptr<FileState> state = file->state;
+    const std::uint64_t errorsBefore = state->errors;
+    if (fromPageCache) {
+        // The kernel does this behind the program's back anyway; it learns of errors only from the answer.
+        state->pending.seal();
+        pump(file->inode);
+        while (!state->pending.isDone(sequence))
+            co_await state->settled.wait();
+        if (state->errors != errorsBefore) {
+            request.fail(state->lastError);
+            co_return;
+        }
+    }
+    while (state->pending.bytes() > mostPendingOfFile || (m_pendingBytes > mostPending && !state->pending.isEmpty()))
+        co_await state->settled.wait();
+    request.answer([&](fuse_req_t target) { return fuse_reply_write(target, size); });
+}
+
+void FileSystem::pump(const InodePtr &inode) {
+    while (WriteBehind::Chunk *chunk = inode->file->pending.nextToSend())
+        spawn(send(inode, chunk));
+}
+
+Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk) {
+    const std::shared_ptr<FileState> state = inode->file;
+    std::size_t done = 0;
+    int error = 0;
+    while (done < chunk->bytes.size() && error == 0) {
+        const Result<WriteResult> part =
+            co_await onHandle<WriteResult>(Procedure::Write, inode, [&](const Handle &handle) {
+                return m_client.write(handle, chunk->offset + done, chunk->bytes.data() + done,
+                                      chunk->bytes.size() - done, state->stream);
+            });
+        error = part.error;
+        if (error == 0 && part.value.count == 0)
+            error = EIO;
+        if (error == 0)
+            noteChange(*state, part.value.change);
+        done += part.value.count;
+    }
+    if (error != 0) {
+        // The kernel's pages hold what the server does not: they must not outlive this error.
+        state->pages.known = false;
+        state->lastError = error;
+        ++state->errors;
+    }
+    if (state->asking > 0 && error == 0)
+        state->endWhileAsking = std::max(state->endWhileAsking, chunk->end());
+    m_pendingBytes -= chunk->bytes.size();
+    state->pending.finish(chunk);
+    changed(*inode);
+    if (state->pending.isEmpty())
+        --m_pendingFiles;
+    pump(inode);
+    state->settled.open();
+    m_progress.open();
+}
+
+Task<void> FileSystem::settle(InodePtr inode) {
+    const std::shared_ptr<FileState> state = inode->file;
+    if (!state)
+        co_return;
+    const std::uint64_t sequence = state->pending.seal();
+    pump(inode);
+    while (!state->pending.isDone(sequence))
+        co_await state->settled.wait();
+}
+
+Task<void> FileSystem::flush(Request request, std::uint64_t id) {
+    const auto found = m_files.find(id);
+    if (found == m_files.end()) {
+        request.fail(EBADF);
+        co_return;
+    }
+    const std::shared_ptr<OpenFile> file = found->second;
+    co_await settle(file->inode);
+    request.fail(takeError(*file));
+}
+
+Task<void> FileSystem::release(Request request, std::uint64_t id) {
+    request.fail(0);
+    const auto found = m_files.find(id);
+    if (found == m_files.end())
+        co_return;
+    const InodePtr inode = found->second->inode;
+    co_await settle(inode);
+    dropOpen(id);
+}
+
+} // namespace quillmount::nfsmount

@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/NfsMount/FileSystem.h"
+
+#include "Platform/Linux/NfsMount/HandleCall.h"
+
+#include <linux/fs.h>
+
+#include <cerrno>
+#include <random>
+
+namespace quillmount::nfsmount {
+namespace {
+
+constexpr std::size_t longestName = 255;
+
+std::uint64_t randomNumber() {
+    static std::random_device source;
+    return (std::uint64_t{source()} << 32) | source();
+}
+
+} // namespace
+
+int FileSystem::checkName(const Inode &folder, const std::string &name) const {
+    if (name.size() > longestName)
+        return ENAMETOOLONG;
+    // Hidden files belong to programs that still hold them open; nobody reaches them by name.
+    return &folder == m_table.root().get() && SillyName::isHidden(name) ? EPERM : 0;
+}
+
+void FileSystem::namesChanged(Inode &folder) {
+    folder.namesChanged = ++m_sequence;
+}
+
+Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::string name) {
+    if (const int error = checkName(*folder, name); error != 0) {
+        request.fail(error);
+        co_return;
+    }
+    Result<FoundFile> made = co_await onHandle<FoundFile>(
+        Procedure::MakeDirectory, folder, [&](const Handle &handle) { return m_client.makeDirectory(handle, name); });
+    const bool doneBefore = meansDoneBefore(Procedure::MakeDirectory, made.repeated, made.status);
+    // Without attributes the server's success means nothing: it does not notice when it could not reach the drive.
+    if (doneBefore || (made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty()))) {
+        made = co_await find(folder, name);
+        if (made.error == ENOENT)
+            made.error = EIO;
+    }
+    if (made.error == 0 && made.value.attributes.type != FileType::Directory)
+        made.error = EEXIST;
+    namesChanged(*folder);
+    if (made.error != 0) {
+        request.fail(made.error);
+        co_return;
+    }
+    const InodePtr inode = m_table.obtain(folder, name, FileType::Directory, made.value.handle);
+    answerEntry(request, inode, made.value.attributes);
+}
+
+Task<Result<FoundFile>> FileSystem::createOrFind(InodePtr folder, std::string name, bool exclusive) {
+    Result<FoundFile> made = co_await onHandle<FoundFile>(
+        Procedure::Create, folder, [&](const Handle &handle) { return m_client.create(handle, name); });
+    namesChanged(*folder);
+    const bool doneBefore = meansDoneBefore(Procedure::Create, made.repeated, made.status);
+    const bool incomplete = made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty());
+    if (incomplete || doneBefore || (made.error == EEXIST && !exclusive)) {
+        made = co_await find(folder, name);
+        if (incomplete && made.error == ENOENT)
+            made.error = EIO;
+        // The first of two equal calls may have made it, but then it is still empty.
+        if (made.error == 0 && doneBefore && exclusive && made.value.attributes.size != 0)
+            made.error = EEXIST;
+    }
+    if (made.error == 0 && made.value.attributes.type == FileType::Directory)
+        made.error = EISDIR;
+    co_return made;
+}
+
+Task<void> FileSystem::create(Request request, InodePtr folder, std::string name, fuse_file_info info) {
+    if (const int error = checkName(*folder, name); error != 0) {
+        request.fail(error);
+        co_return;
+    }
+    Result<FoundFile> made = co_await createOrFind(folder, name, (info.flags & O_EXCL) != 0);
+    if (made.error != 0) {
+        request.fail(made.error);
+        co_return;
+    }
+    const InodePtr inode = m_table.obtain(folder, name, made.value.attributes.type, made.value.handle);
+    info.fh = addOpen(inode);
+    FileState &state = *inode->file;
+    if ((info.flags & O_TRUNC) != 0 && made.value.attributes.size != 0) {
+        AttributeChange change;
+        change.size = 0;
+        made.error = co_await applyChange(inode, change, made.value.attributes);
+    }
+    if (state.pending.isEmpty() && !state.pages.matches(made.value.attributes.version()))
+        state.pages = made.value.attributes.version();
+    else
+        info.keep_cache = 1;
+    fuse_entry_param entry{};
+    entry.ino = inode->id();
+    entry.generation = 1;
+    entry.attr = statOf(*inode, withPending(*inode, made.value.attributes));
+    entry.attr_timeout = entry.entry_timeout = 1.0;
+    m_table.addLookup(inode);
+    if (made.error != 0)
+        request.fail(made.error);
+    if (made.error != 0 ||
+        !request.answer([&](fuse_req_t target) { return fuse_reply_create(target, &entry, &info); })) {
+        m_table.forget(inode->id(), 1);
+        dropOpen(info.fh);
+    }
+}
+
+Task<void> FileSystem::makeFile(Request request, InodePtr folder, std::string name) {
+    if (const int error = checkName(*folder, name); error != 0) {
+        request.fail(error);
+        co_return;
+    }
+    const Result<FoundFile> made = co_await createOrFind(folder, name, true);
+    if (made.error != 0) {
+        request.fail(made.error);
+        co_return;
+    }
+    const InodePtr inode = m_table.obtain(folder, name, made.value.attributes.type, made.value.handle);
+    answerEntry(request, inode, made.value.attributes);
+}
+
+Task<int> FileSystem::removeName(InodePtr folder, std::string name, Procedure procedure) {
+    const Result<Nothing> removed = co_await onHandle<Nothing>(procedure, folder, [&](const Handle &handle) {
+        return procedure == Procedure::Remove ? m_client.remove(handle, name) : m_client.removeDirectory(handle, name);
+    });
+    namesChanged(*folder);
+    const bool doneBefore = meansDoneBefore(procedure, removed.repeated, removed.status);
+    if (removed.error != 0 && !doneBefore)
+        co_return removed.error;
+    if (const InodePtr inode = m_table.child(*folder, name)) {
+        m_unlinked.erase(inode);
+        m_table.detach(*inode);
+    }
+    co_return 0;
+}
+
+/// Renames on the server. Both folders must be reachable by handle, so both are looked up again when one is lost.
+Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName) {
+    Result<Nothing> moved;
+    bool repeated = false;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        moved.error = co_await holdHandle(newFolder);
+        if (moved.error != 0)
+            co_return moved.error;
+        const Handle destination = newFolder->handle;
+        moved = co_await onHandle<Nothing>(Procedure::Rename, folder, [&](const Handle &handle) {
+            return m_client.rename(handle, name, destination, newName);
+        });
+        releaseHandle(*newFolder);
+        repeated = repeated || moved.repeated;
+        if (moved.error != ESTALE)
+            break;
+        m_table.dropHandles(*newFolder);
+    }
+    if (moved.error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status)) {
+        namesChanged(*folder);
+        namesChanged(*newFolder);
+        co_return 0;
+    }
+    co_return moved.error;
+}
+
+/// Lets an open file live on under a hidden name. The caller has frozen it.
+Task<int> FileSystem::sillyRename(InodePtr inode) {
+    const std::string hidden = m_silly.make(randomNumber());
+    const int error = co_await moveOnServer(inode->parent(), inode->name(), m_table.root(), hidden);
+    if (error == 0)
+        m_table.move(inode, m_table.root(), hidden);
+    co_return error;
+}
+
+Task<void> FileSystem::unlink(Request request, InodePtr folder, std::string name) {
+    const InodePtr target = m_table.child(*folder, name);
+    int error = 0;
+    if (target) {
+        const std::vector<InodePtr> frozen{target};
+        co_await freeze(frozen);
+        if (target->opens > 0) {
+            error = co_await sillyRename(target);
+            if (error == 0) {
+                target->unlinked = true;
+                m_unlinked.insert(target);
+            }
+        } else {
+            error = co_await removeName(folder, name, Procedure::Remove);
+        }
+        thaw(frozen);
+        // The last close may have happened while the file was being renamed.
+        if (target->unlinked && target->opens == 0)
+            spawn(afterLastClose(target));
+    } else {
+        error = co_await removeName(folder, name, Procedure::Remove);
+    }
+    request.fail(error);
+}
+
+Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name) {
+    const InodePtr target = m_table.child(*folder, name);
+    int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
+    if (error == EIO && target) {
+        // The server has one error for everything. Programs depend on this one being told apart.
+        const Result<DirectoryPage> page = co_await onHandle<DirectoryPage>(
+            Procedure::List, target, [&](const Handle &handle) { return m_client.peek(handle); });
+        constexpr std::size_t ownNames = 2; // "." and ".."
+        if (page.error == 0 && page.value.entries.size() > ownNames)
+            error = ENOTEMPTY;
+    }
+    request.fail(error);
+}
+
+/// Makes room for a rename at its destination, as far as the server would not do it as programs expect.
+Task<int> FileSystem::clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags) {
+    if ((flags & RENAME_NOREPLACE) != 0) {
+        const Result<FoundFile> found = co_await find(folder, name);
+        if (found.error != ENOENT)
+            co_return found.error == 0 ? EEXIST : found.error;
+        co_return 0;
+    }
+    if (!target)
+        co_return 0;
+    if (target->isDirectory() && (!source || source->isDirectory())) {
+        const int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
+        co_return error == EIO ? ENOTEMPTY : error;
+    }
+    if (target->opens > 0)
+        co_return co_await sillyRename(target);
+    co_return 0;
+}
+
+Task<void> FileSystem::rename(Request request, InodePtr folder, std::string name, InodePtr newFolder,
+                              std::string newName, unsigned flags) {
+    int error = (flags & ~static_cast<unsigned>(RENAME_NOREPLACE)) != 0 ? EINVAL : checkName(*newFolder, newName);
+    if (error != 0) {
+        request.fail(error);
+        co_return;
+    }
+    const InodePtr source = m_table.child(*folder, name);
+    const InodePtr target = m_table.child(*newFolder, newName);
+    std::vector<InodePtr> frozen;
+    for (const InodePtr &inode : {source, target}) {
+        if (inode)
+            frozen.push_back(inode);
+    }
+    co_await freeze(frozen);
+    error = co_await clearPlace(newFolder, newName, source, target, flags);
+    const bool setAside =
+        error == 0 && target && target->parent() == m_table.root() && SillyName::isHidden(target->name());
+    if (error == 0)
+        error = co_await moveOnServer(folder, name, newFolder, newName);
+    if (error == 0) {
+        if (source)
+            m_table.move(source, newFolder, newName);
+        else if (const InodePtr occupant = m_table.child(*newFolder, newName))
+            m_table.detach(*occupant);
+    }
+    if (setAside && error == 0) {
+        target->unlinked = true;
+        m_unlinked.insert(target);
+    } else if (setAside) {
+        // What was to be replaced goes back to its place.
+        if (co_await moveOnServer(m_table.root(), target->name(), newFolder, newName) == 0)
+            m_table.move(target, newFolder, newName);
+    }
+    thaw(frozen);
+    if (target && target->unlinked && target->opens == 0)
+        spawn(afterLastClose(target));
+    request.fail(error);
+}
+
+} // namespace quillmount::nfsmount

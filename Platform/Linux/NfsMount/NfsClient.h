@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Platform/Linux/NfsMount/Connection.h"
+#include "Platform/Linux/NfsMount/Liveness.h"
+#include "Platform/Linux/NfsMount/NfsTypes.h"
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillmount::nfsmount {
+
+/// Where the server is and how long it may be silent.
+struct Endpoint {
+    std::string address;
+    std::uint16_t port = 0;
+    std::uint16_t mountPort = 0;
+    std::chrono::seconds deadTimeout{0};
+};
+
+/// What a handle-and-name call gives back.
+struct FoundFile {
+    Handle handle;
+    bool hasAttributes = false;
+    Attributes attributes;
+};
+
+/// Versions of a file right before and right after a call that changed it, as far as the server told.
+struct Change {
+    Version before;
+    bool hasAfter = false;
+    Attributes after;
+};
+
+/// The part of the attributes that a call is to set.
+struct AttributeChange {
+    std::optional<std::uint64_t> size;
+    std::optional<timespec> modified;
+};
+
+struct ReadResult {
+    char *buffer = nullptr;
+    std::size_t capacity = 0;
+    std::size_t count = 0;
+    bool end = false;
+    bool hasAttributes = false;
+    Attributes attributes;
+};
+
+struct WriteResult {
+    std::size_t count = 0;
+    Change change;
+};
+
+/// Figures of the whole drive in bytes, as the server gave them.
+struct SpaceResult {
+    std::uint64_t total = 0;
+    std::uint64_t free = 0;
+};
+
+/// The calls of NFS version 3, each repeated by itself when its connection is lost.
+///
+/// The server works through each connection strictly in turn, so calls are spread over lanes: a listing never waits
+/// behind a large READ or WRITE. A lane takes another connection only when all that it has are busy.
+class NfsClient final : public Connection::Observer {
+public:
+    NfsClient(EventLoop &loop, Endpoint endpoint);
+    ~NfsClient() override;
+
+    /// Called once when the server refuses connections: it is gone for good, since a new one has a new port.
+    void onGone(std::function<void()> action) { m_onGone = std::move(action); }
+    bool isGone() const { return m_gone; }
+    /// True while the server counts as dead; calls fail at once.
+    bool isDead() const { return m_dead; }
+
+    /// Asks the mount service for the handle of the root.
+    Task<Reply<Handle>> mountRoot();
+    Task<Reply<Attributes>> getAttributes(Handle file);
+    Task<Reply<Change>> setAttributes(Handle file, AttributeChange change);
+    Task<Reply<FoundFile>> lookup(Handle folder, std::string name);
+    /// Reads into \a buffer, which must stay valid until the call ends.
+    Task<Reply<ReadResult>> read(Handle file, std::uint64_t offset, char *buffer, std::size_t size, bool ahead);
+    /// Writes from \a data, which must stay valid until the call ends. Writes of one \a stream keep to one connection.
+    Task<Reply<WriteResult>> write(Handle file, std::uint64_t offset, const char *data, std::size_t size,
+                                   std::uint64_t stream);
+    /// The stream whose connection has the least to do.
+    std::uint64_t quietStream() const;
+    /// Creates a file; an existing one is never touched.
+    Task<Reply<FoundFile>> create(Handle folder, std::string name);
+    Task<Reply<FoundFile>> makeDirectory(Handle folder, std::string name);
+    Task<Reply<Nothing>> remove(Handle folder, std::string name);
+    Task<Reply<Nothing>> removeDirectory(Handle folder, std::string name);
+    Task<Reply<Nothing>> rename(Handle fromFolder, std::string from, Handle toFolder, std::string to);
+    /// Lists a folder with handles and attributes, from \a cookie on.
+    Task<Reply<DirectoryPage>> list(Handle folder, std::uint64_t cookie, std::uint64_t verifier);
+    /// Gives the first few names of a folder: the cheapest way to learn that it can be listed, and whether it is empty.
+    Task<Reply<DirectoryPage>> peek(Handle folder);
+    Task<Reply<SpaceResult>> space(Handle root);
+
+private:
+    enum class Lane : std::uint8_t { Metadata, Read, ReadAhead, Write, Mount };
+    static constexpr std::size_t connectionsPerLane = 4;
+    using Pool = std::vector<std::unique_ptr<Connection>>;
+
+    /// Sends a call until it is answered or there is no hope of an answer. \a decode fills the reply from the result.
+    template <class Result, class T, class Args, class Decode>
+    Task<void> perform(Reply<T> &reply, Lane lane, std::uint64_t stream, Args *args,
+                       int (*start)(rpc_context *, rpc_cb, Args *, void *), Decode decode);
+
+    Connection &choose(Lane lane, std::uint64_t stream);
+    Connection &chooseFrom(Pool &pool, std::size_t most, std::uint64_t stream, std::uint16_t port);
+    /// Gives an error number, or 0 once \a connection can be used.
+    Task<int> connect(Connection &connection);
+
+    void heard() override;
+    void connectionLost(Connection &connection) override;
+    Task<void> reconnect(Connection &connection);
+    void declareGone();
+
+    void callStarted();
+    void armLook();
+    void look();
+    void declareDead();
+    Task<void> ask();
+    Task<void> awaitRevival();
+    Task<bool> ping();
+
+    EventLoop &m_loop;
+    Endpoint m_endpoint;
+    Liveness m_liveness;
+    Pool m_metadata;
+    Pool m_reading;
+    Pool m_writing;
+    Pool m_mounting;
+    std::unique_ptr<Connection> m_ping;
+    std::function<void()> m_onGone;
+    bool m_pinging = false;
+    bool m_lookArmed = false;
+    bool m_dead = false;
+    bool m_gone = false;
+};
+
+} // namespace quillmount::nfsmount
