@@ -123,7 +123,8 @@ void LinuxHomeTest::loginItemIsLaunched_data() {
     QTest::newRow("plain") << u"opt"_s;
     QTest::newRow("white space") << u"two  words"_s;
     QTest::newRow("reserved") << u"a \"b\" `c` $HOME \\d \\\\e 'f' ;&|<>*?#()~"_s;
-    QTest::newRow("field codes") << u"100% %f %% %k a=b"_s;
+    QTest::newRow("field codes") << u"100% %f %% %k"_s;
+    QTest::newRow("equals sign") << u"a=b"_s;
     QTest::newRow("escapes") << u"back\\n \\s \\t"_s;
     QTest::newRow("letters") << u"\u00fcber \U0001F58B"_s;
 }

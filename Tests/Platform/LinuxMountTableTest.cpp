@@ -30,15 +30,25 @@ private Q_SLOTS:
     void readsTheKernelsFormat_data();
     void readsTheKernelsFormat();
     void resolvesTheParentAlone();
+    void reportsAnUnmount_data();
     void reportsAnUnmount();
     void reportsTheEndOfTheServer();
     void reportsWhatHappenedBeforeTheWatch();
     void wakesAStoppedServer();
 
 private:
+    struct Ending {
+        void operator()(QProcess *process) const {
+            process->kill();
+            process->waitForFinished();
+            delete process;
+        }
+    };
+    using Server = std::unique_ptr<QProcess, Ending>;
+
     bool mount(const QString &path) const;
     // A process that the watch takes for the server of `path`.
-    std::unique_ptr<QProcess> serve(const QString &path) const;
+    Server serve(const QString &path) const;
 
     std::unique_ptr<QTemporaryDir> m_root;
     QString m_home;
@@ -64,10 +74,12 @@ bool LinuxMountTableTest::mount(const QString &path) const {
     return false;
 }
 
-std::unique_ptr<QProcess> LinuxMountTableTest::serve(const QString &path) const {
-    auto server = std::make_unique<QProcess>();
+LinuxMountTableTest::Server LinuxMountTableTest::serve(const QString &path) const {
+    Server server(new QProcess);
     server->start(m_root->path() + u"/quillmount-mount"_s, {u"-o"_s, u"port=1"_s, u"localhost:/"_s, path});
-    return server->waitForReadyRead() ? std::move(server) : nullptr;
+    if (!server->waitForReadyRead())
+        server.reset();
+    return server;
 }
 
 void LinuxMountTableTest::readsTheKernelsFormat_data() {
@@ -109,7 +121,14 @@ void LinuxMountTableTest::resolvesTheParentAlone() {
     QVERIFY(table.isMounted(u"/proc"_s));
 }
 
+void LinuxMountTableTest::reportsAnUnmount_data() {
+    QTest::addColumn<bool>("serverEnds");
+    QTest::newRow("from outside") << false;
+    QTest::newRow("by the server, which ends") << true;
+}
+
 void LinuxMountTableTest::reportsAnUnmount() {
+    QFETCH(bool, serverEnds);
     QVERIFY(mount(m_path));
     const auto server = serve(m_path);
     QVERIFY(server);
@@ -125,10 +144,11 @@ void LinuxMountTableTest::reportsAnUnmount() {
     QCoreApplication::processEvents();
     QVERIFY(unmounted.isEmpty() && serverGone.isEmpty());
 
-    // As when the server unmounts and ends: both are there to be seen at once.
     QCOMPARE(::umount2(QFile::encodeName(m_path).constData(), 0), 0);
-    server->kill();
-    QVERIFY(server->waitForFinished());
+    if (serverEnds) {
+        server->kill();
+        QVERIFY(server->waitForFinished());
+    }
     QTRY_COMPARE(unmounted.size(), 1);
     watch->tend();
     QCoreApplication::processEvents();
@@ -138,8 +158,8 @@ void LinuxMountTableTest::reportsAnUnmount() {
 
 void LinuxMountTableTest::reportsTheEndOfTheServer() {
     QVERIFY(mount(m_path));
-    const auto other = serve(m_path + u" 2"_s);
     const auto server = serve(m_path);
+    const auto other = serve(m_path + u" 2"_s);
     QVERIFY(other && server);
     auto watch = LinuxMountTable().watch(m_path);
     QSignalSpy unmounted(watch.get(), &MountWatch::unmounted);

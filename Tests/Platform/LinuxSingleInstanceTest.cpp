@@ -34,8 +34,12 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
     const QTemporaryDir folder;
     const QString file = folder.path() + u"/state home/Quillmount/instance.lock"_s;
 
-    // The first instance, which starts a program that lives on after it.
+    // The first instance, which starts a program that lives on after it: until this test closes its standard input.
+    QFile input(folder.path() + u"/input"_s);
+    QCOMPARE(::mkfifo(QFile::encodeName(input.fileName()).constData(), 0600), 0);
+    QVERIFY(input.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
     QProcess first;
+    first.setStandardInputFile(input.fileName());
     first.start(QCoreApplication::applicationFilePath(), {u"--hold"_s, file});
     QTRY_VERIFY(first.canReadLine());
     QCOMPARE(first.readLine(), QByteArray("acquired\n"));
@@ -55,12 +59,13 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
     QCOMPARE(int(parent.st_mode & 07777), 0700);
 
     ::kill(pid_t(first.processId()), signal);
-    // Not until its output is closed, which the child holds too: its end is enough.
     QTRY_VERIFY(second.acquire());
-    QCOMPARE(::kill(child, 0), 0);
+    QFile childCommand(u"/proc/%1/cmdline"_s.arg(child));
+    QVERIFY(childCommand.open(QIODevice::ReadOnly));
+    QCOMPARE(childCommand.readAll(), QByteArray(WAITING_PROGRAM) + '\0');
     QVERIFY(second.acquire());
     QVERIFY(!LinuxSingleInstance(file).acquire());
-    ::kill(child, SIGKILL);
+    input.close();
     QTRY_COMPARE(first.state(), QProcess::NotRunning);
 }
 

@@ -143,11 +143,13 @@ void LinuxSystemCommandsTest::findsItsOwnEnginesAlone() {
                            u"--config"_s, configuration, u"--cache-dir"_s,      u"/x y/cache"_s, u"--rc"_s};
     };
     const QString engine = waiterAs(folder + u"/QuillmountEngine"_s);
-    const QString configuration = m_folder + u"/home "_s + folder + u"/engine.conf"_s;
+    const QString configuration = m_folder + u"/h\u00f6me "_s + folder + u"/engine.conf"_s;
+    QString otherConfiguration = configuration;
+    otherConfiguration.replace(u'\u00f6', u'\u00f3');
     const LinuxSystemCommands commands(m_folder + u"/quillmount-mount"_s);
     const EngineIdentity identity{engine, configuration};
 
-    Waiter otherHome(engine, arguments(m_folder + u"/other/engine.conf"_s));
+    Waiter otherHome(engine, arguments(otherConfiguration));
     Waiter longerName(engine, arguments(configuration + u"2"_s));
     Waiter otherProgram(waiterAs(u"x/"_s + folder + u"/QuillmountEngine"_s), arguments(configuration));
     Waiter naming(u"/bin/sh"_s,
