@@ -26,8 +26,10 @@ QCoro::Task<> connectAccount(DriveEngine *engine, QString file) {
     const QJsonObject fields = QJsonDocument::fromJson(account.readAll()).object();
     account.remove();
     const QByteArray token = QJsonDocument(fields["token"_L1].toObject()).toJson(QJsonDocument::Compact);
-    const QString email = fields["email"_L1].toString();
-    co_await engine->connect(QString::fromUtf8(token), email.isEmpty() ? std::nullopt : std::optional(email));
+    std::optional<QString> email;
+    if (fields["email"_L1].isString())
+        email = fields["email"_L1].toString();
+    co_await engine->connect(QString::fromUtf8(token), email);
 }
 
 // Runs the application and returns its exit status.
