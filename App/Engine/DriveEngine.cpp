@@ -21,8 +21,8 @@ Q_LOGGING_CATEGORY(engineLog, "quillmount.engine")
 
 namespace {
 constexpr double unmountTimeout = 6;
-constexpr auto stopTimeout = 5s;
 constexpr int stopPollMilliseconds = 100;
+constexpr int stopPolls = 50;
 constexpr auto uploadWaitPause = 1s;
 } // namespace
 
@@ -67,6 +67,8 @@ DriveEngine::State DriveEngine::restingState() const {
 void DriveEngine::start() {
     if (m_process || m_isSettingUpVolume)
         return;
+    // An eject that still waits belongs to an engine that is gone.
+    ++m_ejectGeneration;
     if (!Paths::hasEngineConfig()) {
         setState(State::signedOut);
         return;
@@ -83,21 +85,34 @@ void DriveEngine::start() {
 
 QCoro::Task<> DriveEngine::launchAfterVolumeSetup() {
     const QPointer self(this);
-    const bool completed = co_await m_volumeSetup.run();
+    const bool completed = co_await runVolumeSetup();
     if (!self)
         co_return;
     if (!completed)
         Preferences::setVolumeSetupDeclined(true);
     m_isSettingUpVolume = false;
-    launch();
+    // The person may have signed out while the offer was open.
+    if (Paths::hasEngineConfig())
+        launch();
+    else
+        setState(State::signedOut);
+}
+
+QCoro::Task<bool> DriveEngine::runVolumeSetup() {
+    try {
+        co_return co_await m_volumeSetup.run();
+    } catch (const std::exception &error) {
+        qCWarning(engineLog, "the location of the drive could not be set up: %s", error.what());
+    }
+    co_return false;
 }
 
 void DriveEngine::retry() {
     m_restartAttempts = 0;
     m_restartTask.cancel();
-    if (m_process) {
-        // A failed start can leave its engine running; `start` would take it for a drive that needs nothing.
-        spawn(detachThenStart());
+    if (m_process && m_state.isFailed()) {
+        // A failed drive can still have its engine; `start` would take it for one that needs nothing.
+        spawn(endEngineThenStart());
         return;
     }
     if (m_state.isFailed())
@@ -105,9 +120,19 @@ void DriveEngine::retry() {
     start();
 }
 
-QCoro::Task<> DriveEngine::detachThenStart() {
+QCoro::Task<> DriveEngine::endEngine() {
     const QPointer self(this);
-    co_await detach();
+    quint64 generation = 0;
+    do {
+        generation = m_launchGeneration;
+        co_await detach();
+        // Somebody else may have started another one meanwhile.
+    } while (self && m_process && generation != m_launchGeneration);
+}
+
+QCoro::Task<> DriveEngine::endEngineThenStart() {
+    const QPointer self(this);
+    co_await endEngine();
     if (self)
         start();
 }
@@ -119,7 +144,7 @@ QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) 
         co_return;
     m_restartTask.cancel();
     if (m_process) {
-        co_await detach();
+        co_await endEngine();
         if (!self)
             co_return;
         // The former engine may have saved its own token in its last moments.
@@ -175,6 +200,8 @@ void DriveEngine::cancelEject() {
 QCoro::Task<> DriveEngine::signOut() {
     const QPointer self(this);
     co_await eject(true);
+    if (self && m_process)
+        co_await endEngine();
     if (!self)
         co_return;
     QDir(Paths::cacheDirectory()).removeRecursively();
@@ -195,9 +222,9 @@ void DriveEngine::shutdownNow() {
         return;
     Shell::run(Platform::current().systemCommands->unmount(mountPoint()), unmountTimeout);
     m_process->terminate();
-    const auto deadline = m_clock.uptime() + stopTimeout;
+    // Counted, because the clock stands still for whoever blocks its thread.
     bool ended = m_process->waitForEnd(0);
-    while (!ended && m_clock.uptime() < deadline)
+    for (int poll = 0; poll < stopPolls && !ended; ++poll)
         ended = m_process->waitForEnd(stopPollMilliseconds);
     if (!ended) {
         m_process->kill();
@@ -217,7 +244,7 @@ QCoro::Task<> DriveEngine::setUpFinderLocation() {
         if (!self)
             co_return;
     }
-    const bool completed = co_await m_volumeSetup.run();
+    const bool completed = co_await runVolumeSetup();
     if (!self)
         co_return;
     Preferences::setVolumeSetupDeclined(!completed);

@@ -85,13 +85,16 @@ private:
 
     void launch();
     [[nodiscard]] QCoro::Task<> launchAfterVolumeSetup();
+    [[nodiscard]] QCoro::Task<bool> runVolumeSetup();
     void engineExited(quint64 generation);
     void restartAfter(Clock::Duration delay);
     [[nodiscard]] QCoro::Task<> detach();
-    [[nodiscard]] QCoro::Task<> detachThenStart();
+    [[nodiscard]] QCoro::Task<> endEngine();
+    [[nodiscard]] QCoro::Task<> endEngineThenStart();
 
     [[nodiscard]] QCoro::Task<> waitForMountThenPoll(quint16 nfsPort, std::stop_token stop);
     [[nodiscard]] QCoro::Task<bool> waitForMount(quint16 nfsPort, std::stop_token stop);
+    [[nodiscard]] QCoro::Task<> poll(std::stop_token stop);
     [[nodiscard]] static QCoro::Task<int> attach(quint16 port, QString host, QString mountPoint);
     [[nodiscard]] QString serverName() const;
     void watchMount();

@@ -27,18 +27,26 @@ constexpr auto exitGrace = 1s;
 
 QCoro::Task<> DriveEngine::waitForMountThenPoll(quint16 nfsPort, std::stop_token stop) {
     const QPointer self(this);
-    const bool mounted = co_await waitForMount(nfsPort, stop);
-    if (!self || stop.stop_requested() || !m_process)
-        co_return;
-    if (!mounted) {
-        ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
-        if (kind == ErrorMapper::Kind::unknown)
-            kind = ErrorMapper::Kind::mountRefused;
-        m_process->terminate();
-        setState(State::failure(kind));
-        co_return;
-    }
     while (self && !stop.stop_requested() && m_process) {
+        const bool mounted = co_await waitForMount(nfsPort, stop);
+        if (!self || stop.stop_requested() || !m_process)
+            co_return;
+        if (!mounted) {
+            ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
+            if (kind == ErrorMapper::Kind::unknown)
+                kind = ErrorMapper::Kind::mountRefused;
+            m_process->terminate();
+            setState(State::failure(kind));
+            co_return;
+        }
+        co_await poll(stop);
+    }
+}
+
+QCoro::Task<> DriveEngine::poll(std::stop_token stop) {
+    const QPointer self(this);
+    // An eject that is cancelled after the mount has gone leaves the drive starting: it has to be mounted again.
+    while (self && !stop.stop_requested() && m_process && m_state != State::starting) {
         if (m_mountWatch)
             m_mountWatch->tend();
         co_await refresh();

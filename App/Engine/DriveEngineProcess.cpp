@@ -58,6 +58,7 @@ void DriveEngine::launch() {
         setState(State::failure(ErrorMapper::Kind::unknown));
         return;
     }
+    m_restartTask.cancel();
     m_stopRequested = false;
     m_forceEjectRequested = false;
     setState(State::starting);
@@ -83,6 +84,7 @@ void DriveEngine::launch() {
         setState(State::failure(ErrorMapper::Kind::unknown));
         return;
     }
+    qCInfo(engineLog, "the engine runs as process %lld", static_cast<long long>(process->processId()));
     m_launchGeneration = generation;
     m_process = process;
     m_rc = RemoteControl{settings.remoteControlPort, settings.remoteControlUser, settings.remoteControlPassword};

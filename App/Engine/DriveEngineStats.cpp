@@ -33,7 +33,8 @@ qint64 wholeNumber(const QJsonValue &value) {
 
 DriveTransfer transferFrom(const QJsonObject &entry) {
     const QString id = entry.value("name"_L1).toString();
-    return {id, id.section(u'/', -1), static_cast<int>(entry.value("percentage"_L1).toInteger(0))};
+    return {id, id.section(u'/', -1, -1, QString::SectionSkipEmpty),
+            static_cast<int>(entry.value("percentage"_L1).toInteger(0))};
 }
 
 QJsonObject aboutQuestion() {
@@ -104,8 +105,11 @@ void DriveEngine::readTransfers(const QJsonObject &coreStats) {
     }
     publish(this, &DriveEngine::statsChanged, [&] { m_stats.transfers = std::move(transfers); });
 
+    // An answer that comes after the drive has gone on to another state does not take it back.
+    const bool isPolled = m_state == State::live || m_state == State::ejecting;
     const QJsonValue lastError = coreStats.value("lastError"_L1);
-    if (lastError.isString() && ErrorMapper::classify(lastError.toString()) == ErrorMapper::Kind::needsReconnect)
+    if (isPolled && lastError.isString() &&
+        ErrorMapper::classify(lastError.toString()) == ErrorMapper::Kind::needsReconnect)
         setState(State::failure(ErrorMapper::Kind::needsReconnect));
 }
 

@@ -41,9 +41,11 @@ EngineProcess::EngineProcess(QObject *parent)
 
 EngineProcess::~EngineProcess() {
     m_process->disconnect(this);
-    // QProcess kills its child when it is destroyed: one whose engine still runs is given up instead.
-    if (m_process->state() == QProcess::NotRunning)
-        m_process->deleteLater();
+    // QProcess kills its child when it is destroyed: one whose engine still runs lives on until that ends.
+    if (isRunning())
+        connect(m_process, &QProcess::finished, m_process, &QObject::deleteLater);
+    else
+        delete m_process;
 }
 
 bool EngineProcess::start(const QString &executable, const QStringList &arguments,
@@ -63,6 +65,10 @@ void EngineProcess::kill() {
 
 bool EngineProcess::isRunning() const {
     return m_process->state() != QProcess::NotRunning;
+}
+
+qint64 EngineProcess::processId() const {
+    return m_process->processId();
 }
 
 bool EngineProcess::waitForEnd(int milliseconds) {

@@ -27,6 +27,8 @@ public:
     void terminate();
     void kill();
     [[nodiscard]] bool isRunning() const;
+    // 0 when it does not run.
+    [[nodiscard]] qint64 processId() const;
 
     // Blocks until the process has ended, at most for `milliseconds`. True when it has.
     bool waitForEnd(int milliseconds);

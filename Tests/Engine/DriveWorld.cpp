@@ -71,7 +71,7 @@ bool DriveWorld::advanceUntil(const std::function<bool()> &condition) {
         if (deadline.hasExpired())
             return false;
         handleEvents();
-        if (awaitsAnswer() || condition())
+        if (isBusy() || condition())
             continue;
         if (const auto next = platform.clock().nextDue())
             platform.clock().advance(*next);
@@ -112,6 +112,14 @@ void DriveWorld::setMounted(bool mounted) const {
     QFile mark(markPath(u"mounted"_s));
     if (!mark.open(QIODevice::WriteOnly) || mark.write(Paths::homeMountPoint().toUtf8()) < 0)
         qFatal("the mark of the mount cannot be written");
+}
+
+bool DriveWorld::isBusy() const {
+    if (awaitsAnswer())
+        return true;
+    // An engine takes its time to start, and does so in real time.
+    const auto *process = drive ? drive->findChild<EngineProcess *>() : nullptr;
+    return process && process->isRunning() && !engine.isReady(process->processId());
 }
 
 QStringList DriveWorld::takeCommands() const {
@@ -155,7 +163,7 @@ void DriveWorld::letAnswersCome() const {
     const QDeadlineTimer deadline(patience);
     do
         handleEvents();
-    while (awaitsAnswer() && !deadline.hasExpired());
+    while (isBusy() && !deadline.hasExpired());
 }
 
 } // namespace quillmount

@@ -34,8 +34,8 @@ public:
     DriveEngine &makeDrive();
     [[nodiscard]] bool goLive();
 
-    // Lets time pass as long as `condition` does not hold, but never while an answer of the engine is awaited. False
-    // when it does not come to hold.
+    // Lets time pass as long as `condition` does not hold, but not while the engine starts or owes an answer: both take
+    // real time. False when it does not come to hold.
     [[nodiscard]] bool advanceUntil(const std::function<bool()> &condition);
     [[nodiscard]] bool advanceUntil(DriveState state);
     // Lets so much time pass, with all that happens meanwhile.
@@ -58,6 +58,7 @@ private:
     [[nodiscard]] QString markPath(const QString &name) const;
     void scriptCommands() const;
     void letAnswersCome() const;
+    [[nodiscard]] bool isBusy() const;
 
     QStringList m_states;
 };

@@ -73,6 +73,11 @@ int EngineScript::starts() const {
     return static_cast<int>(records(u"start"_s).size());
 }
 
+bool EngineScript::isReady(qint64 pid) const {
+    const QList<QJsonObject> all = records(u"ready"_s);
+    return std::ranges::any_of(all, [pid](const QJsonObject &ready) { return ready["pid"_L1].toInteger() == pid; });
+}
+
 qint64 EngineScript::pid() const {
     const QList<QJsonObject> all = records(u"start"_s);
     return all.isEmpty() ? 0 : all.last()["pid"_L1].toInteger();

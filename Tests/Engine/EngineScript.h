@@ -16,7 +16,7 @@ public:
     // The executable.
     [[nodiscard]] static QString executable();
 
-    // Sets one entry of the script ("startDelay", "silent", "ignoreTerminate", "exit"); null removes it.
+    // Sets one entry of the script ("silent", "ignoreTerminate", "exit"); null removes it.
     void set(const QString &name, const QJsonValue &value);
     // What it answers to a command from now on: a JSON value, or more closely {"raw", "status", "silent"}.
     void setAnswer(const QString &command, const QJsonValue &body);
@@ -24,12 +24,14 @@ public:
     // The answer to "vfs/stats" of a drive with so many files waiting.
     void setQueuedUploads(int queued, int inProgress = 0);
 
-    // The records of one event ("start", "request", "signal") in their order.
+    // The records of one event ("start", "ready", "request", "signal") in their order.
     [[nodiscard]] QList<QJsonObject> records(const QString &event) const;
     // How often a command was asked.
     [[nodiscard]] int requests(const QString &command) const;
     // How many engines have started.
     [[nodiscard]] int starts() const;
+    // Whether the engine of this process has come so far that it answers, or never will by its script.
+    [[nodiscard]] bool isReady(qint64 pid) const;
     // The process of the engine started last; 0 before the first.
     [[nodiscard]] qint64 pid() const;
 

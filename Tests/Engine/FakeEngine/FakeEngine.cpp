@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto longestLife = 120s;
-constexpr auto folderCheckPeriod = 200ms;
+constexpr auto checkPeriod = 20ms;
 
 // What an engine that answers without a script says: an idle drive.
 QJsonValue defaultAnswer(const QString &command) {
@@ -72,17 +72,21 @@ bool FakeEngine::start() {
     recordStart();
     receiveSignals();
     QTimer::singleShot(longestLife, this, [] { QCoreApplication::exit(1); });
-    auto *check = new QTimer(this);
-    connect(check, &QTimer::timeout, this, [this] {
-        if (!QFileInfo(m_folder).isDir())
-            QCoreApplication::exit(1);
-    });
-    check->start(folderCheckPeriod);
-
-    if (exitIfDue() || script().value("silent"_L1).toBool())
+    if (exitIfDue())
         return true;
-    QTimer::singleShot(std::chrono::milliseconds(script().value("startDelay"_L1).toInt()), this, &FakeEngine::listen);
+    check();
+    record({{u"event"_s, u"ready"_s}});
+    auto *timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, &FakeEngine::check);
+    timer->start(checkPeriod);
     return true;
+}
+
+void FakeEngine::check() {
+    if (!QFileInfo(m_folder).isDir())
+        QCoreApplication::exit(1);
+    else if (!m_server.isListening() && !script().value("silent"_L1).toBool())
+        listen();
 }
 
 QString FakeEngine::argument(const QString &name) const {

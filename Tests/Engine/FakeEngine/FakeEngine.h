@@ -12,10 +12,10 @@ namespace quillmount {
 
 // A program that stands where the engine stands and does what a test's script says. In the folder "fake-engine" beside
 // its configuration file it reads the script, again before each answer, and records what happens to it:
-//   script.json    {"startDelay": ms, "silent": true (it never listens), "ignoreTerminate": true,
+//   script.json    {"silent": true (it does not listen until that is gone), "ignoreTerminate": true,
 //                   "exit": {"after": requests answered, "status": n, "log": line},
 //                   "answers": {"vfs/stats": {"body": any | "raw": text, "status": n, "silent": true}, …}}
-//   record.jsonl   one object a line: {"event": "start" | "request" | "signal", "pid": n, …}
+//   record.jsonl   one object a line: {"event": "start" | "ready" | "request" | "signal", "pid": n, …}
 // It ends by itself when that folder disappears, and after two minutes at the latest.
 class FakeEngine : public QObject {
     Q_OBJECT
@@ -33,6 +33,8 @@ private:
     void record(QJsonObject event) const;
     void recordStart() const;
     void receiveSignals();
+    // Looks after the folder and the script.
+    void check();
     void listen();
     void readRequests(QTcpSocket *socket);
     void answer(QTcpSocket *socket, const QString &command, const QByteArray &body, bool authorized);
