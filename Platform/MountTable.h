@@ -8,7 +8,8 @@
 
 namespace quillmount {
 
-// Watches one mount for what happens to it behind the application's back. Destroying it ends the watch.
+// Watches one mount for what happens to it behind the application's back. It sends at most one of its signals, once and
+// never from inside a call that makes it; an unmount by the application counts too, so the watch is destroyed before.
 class MountWatch : public QObject {
     Q_OBJECT
 
@@ -19,9 +20,9 @@ public:
     virtual void tend() = 0;
 
 Q_SIGNALS:
-    // The mount is no longer in the system's list. Sent once.
+    // The mount is no longer in the system's list, whether or not the process that served it has ended as well.
     void unmounted();
-    // The process that serves the mount has ended while the mount is still listed. Sent once.
+    // The process that serves the mount has ended while the mount is still listed.
     void serverGone();
 };
 

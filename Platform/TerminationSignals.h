@@ -13,7 +13,7 @@ public:
     using QObject::QObject;
 
     // From now on the three signals no longer end the process; each is reported instead. Children start with the
-    // default dispositions.
+    // default dispositions. A hang-up that whoever started the process had it ignore is not reported.
     virtual void install() = 0;
 
 Q_SIGNALS:
