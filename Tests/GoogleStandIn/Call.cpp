@@ -1,11 +1,21 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Call.h"
 
+#include "Tests/GoogleStandIn/ApiError.h"
+
 #include <QJsonDocument>
 
 using namespace Qt::StringLiterals;
 
 namespace quillmount::standin {
+
+QByteArray Call::readMetadata() const {
+    const QByteArray body = connection.readWholeBody(1 << 20);
+    if (!body.isEmpty() && !request.header("Content-Type").startsWith("application/json")) {
+        throw ApiError::badRequest(u"The body must be JSON, and say so in Content-Type."_s);
+    }
+    return body;
+}
 
 void Call::sendJson(int status, const QJsonObject &object, const HttpHeaders &more) const {
     const HttpHeaders headers = HttpHeaders{{"Content-Type", "application/json; charset=UTF-8"}} + more;

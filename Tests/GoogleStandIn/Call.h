@@ -18,6 +18,8 @@ struct Call {
     Viewer viewer;
     QString kind; ///< What it turned out to be, for the list of requests: "files.list", "upload.chunk" …
 
+    /// The body, when it describes a file in JSON; throws ApiError for another type and for more than 1 MiB.
+    QByteArray readMetadata() const;
     void sendJson(int status, const QJsonObject &object, const HttpHeaders &more = {}) const;
     /// The object reduced by the call's "fields" (or, without that, by `usual`).
     void sendSelected(const QJsonObject &object, Resource resource, const QString &usual, int status = 200) const;

@@ -16,8 +16,6 @@ using namespace Qt::StringLiterals;
 namespace quillmount::standin {
 
 namespace {
-constexpr qint64 metadataLimit = 1 << 20;
-
 const QSet<QString> sharedDrives{u"supportsAllDrives"_s, u"supportsTeamDrives"_s};
 
 ApiError unknownCall() {
@@ -133,7 +131,7 @@ void DriveApi::createFile(Call &call) {
                                                               u"keepRevisionForever"_s, u"ocrLanguage"_s,
                                                               u"useContentAsIndexableText"_s});
     call.checkFields(Resource::File);
-    const FilePatch patch = parseFilePatch(call.connection.readWholeBody(metadataLimit), true);
+    const FilePatch patch = parseFilePatch(call.readMetadata(), true);
     FileView view;
     if (patch.mimeType == QLatin1StringView(folderType)) {
         view = m_store.createFolder(call.viewer, patch);
@@ -193,7 +191,7 @@ void DriveApi::updateFile(Call &call, const QString &id) {
                                                          u"keepRevisionForever"_s, u"ocrLanguage"_s,
                                                          u"useContentAsIndexableText"_s});
     call.checkFields(Resource::File);
-    FilePatch patch = parseFilePatch(call.connection.readWholeBody(metadataLimit), false);
+    FilePatch patch = parseFilePatch(call.readMetadata(), false);
     patch.addParents = parameters.value(u"addParents"_s).split(u',', Qt::SkipEmptyParts);
     patch.removeParents = parameters.value(u"removeParents"_s).split(u',', Qt::SkipEmptyParts);
     const FileView view = m_store.update(call.viewer, id, patch, nullptr);

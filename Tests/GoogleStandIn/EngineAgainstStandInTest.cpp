@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/GoogleStandIn/GoogleClient.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,28 +16,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace quillmount;
-
-namespace {
-QByteArray contentOf(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
-}
-
-void put(const QString &path, const QByteArray &content) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
-        throw LocalGoogle::Failure(u"Cannot write "_s + path);
-    }
-}
-
-QByteArray patterned(qsizetype size) {
-    QByteArray content(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i < size; ++i) {
-        content[i] = char(i * 13 + i / 257);
-    }
-    return content;
-}
-} // namespace
 
 /// The real engine with the local Google: what the engine sends must be what the stand-in understands, and the other
 /// way round.
@@ -83,7 +62,7 @@ private:
 void EngineAgainstStandInTest::init() {
     m_folder = std::make_unique<QTemporaryDir>();
     m_google = std::make_unique<LocalGoogle>();
-    put(local(u"engine.conf"_s), m_google->engineConfiguration());
+    putFile(local(u"engine.conf"_s), m_google->engineConfiguration());
 }
 
 void EngineAgainstStandInTest::cleanup() {
@@ -159,7 +138,7 @@ void EngineAgainstStandInTest::refreshesItsTokenOnce() {
     m_google->makeFolder(u"Quillmount"_s);
     m_google->write(u"Quillmount/it's \\ here.txt"_s, "x");
     m_google->grantAgain(-60);
-    put(local(u"engine.conf"_s), m_google->engineConfiguration());
+    putFile(local(u"engine.conf"_s), m_google->engineConfiguration());
     QByteArray output;
     QCOMPARE(run({u"lsf"_s, u"drive:Quillmount"_s}, &output), 0);
     QCOMPARE(output, QByteArray("it's \\ here.txt\n"));
@@ -172,8 +151,8 @@ void EngineAgainstStandInTest::uploadsBothFormsAndReadsBack() {
     serve();
     const QByteArray small = patterned(1'000'003);
     const QByteArray large = patterned(20'000'001);
-    put(local(u"small"_s), small);
-    put(local(u"large"_s), large);
+    putFile(local(u"small"_s), small);
+    putFile(local(u"large"_s), large);
     QCOMPARE(copyUp(u"small"_s, u"small.bin"_s), 200);
     QCOMPARE(copyUp(u"large"_s, u"sub/large.bin"_s), 200);
     QCOMPARE(m_google->count(u"upload.create"_s), 1);
@@ -200,14 +179,14 @@ void EngineAgainstStandInTest::uploadsBothFormsAndReadsBack() {
 void EngineAgainstStandInTest::worksWithoutSeeingTheRoot() {
     m_google->control("POST", u"/settings"_s, {{"rootVisible"_L1, false}});
     serve();
-    put(local(u"a"_s), "a");
+    putFile(local(u"a"_s), "a");
     QCOMPARE(copyUp(u"a"_s, u"a.txt"_s), 200);
     QCOMPARE(contentOf(m_google->pathOf(u"Quillmount/a.txt"_s)), QByteArray("a"));
 }
 
 void EngineAgainstStandInTest::foldersMovesAndTrash() {
     serve();
-    put(local(u"a"_s), "a");
+    putFile(local(u"a"_s), "a");
     const auto at = [](const char *name) {
         return QJsonObject{{"fs"_L1, "drive:Quillmount"_L1}, {"remote"_L1, QString::fromUtf8(name)}};
     };
@@ -255,7 +234,7 @@ void EngineAgainstStandInTest::uploadSurvives() {
     serve();
     const int number = m_google->fault(fault);
     const QByteArray content = patterned(20'000'001);
-    put(local(u"large"_s), content);
+    putFile(local(u"large"_s), content);
     QCOMPARE(copyUp(u"large"_s, u"large.bin"_s), 200);
     QCOMPARE(contentOf(m_google->pathOf(u"Quillmount/large.bin"_s)), content);
     QCOMPARE(QDir(m_google->pathOf(u"Quillmount"_s)).entryList(QDir::Files).size(), 1);
@@ -281,7 +260,7 @@ void EngineAgainstStandInTest::failuresSayWhatGoogleSaid() {
     if (what == "full"_L1) {
         serve();
         m_google->setQuota(10);
-        put(local(u"a"_s), "more than ten bytes");
+        putFile(local(u"a"_s), "more than ten bytes");
         QJsonObject answer;
         QCOMPARE(copyUp(u"a"_s, u"a.txt"_s, &answer), 500);
         QVERIFY(answer["error"_L1].toString().toUtf8().contains(text));
@@ -289,7 +268,7 @@ void EngineAgainstStandInTest::failuresSayWhatGoogleSaid() {
     }
     if (what == "revoke"_L1) {
         m_google->grantAgain(-60);
-        put(local(u"engine.conf"_s), m_google->engineConfiguration());
+        putFile(local(u"engine.conf"_s), m_google->engineConfiguration());
         m_google->revokeGrant();
     } else if (what == "revokeAlive"_L1) {
         m_google->revokeGrant();

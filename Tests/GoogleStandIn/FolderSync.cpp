@@ -96,6 +96,9 @@ void FolderSync::watch(const QString &path) {
                                                IN_DELETE | IN_ONLYDIR | IN_DONT_FOLLOW);
         if (id >= 0) {
             m_watched.insert(id, relative);
+        } else if (errno == ENOSPC) {
+            qWarning("No more folders can be watched; changes by hand in %s are seen at the next start.",
+                     qUtf8Printable(relative));
         }
     };
     add(path);
@@ -181,8 +184,6 @@ void FolderSync::settle(qint64 quietMs) {
         try {
             if (takePresent(path)) {
                 m_dirty.remove(path);
-            } else {
-                m_dirty[path] = std::max(m_dirty.value(path), quietMs == 0 ? now : m_dirty.value(path));
             }
         } catch (const ApiError &error) {
             qWarning("%s: %s", qUtf8Printable(path), qUtf8Printable(error.message()));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/GoogleStandIn/GoogleClient.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,20 +13,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace quillmount;
-
-namespace {
-void put(const QString &path, const QByteArray &content) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
-        throw LocalGoogle::Failure(u"Cannot write "_s + path);
-    }
-}
-
-QByteArray contentOf(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
-}
-} // namespace
 
 /// The folder in which everything lies: it survives what happens to the program, and people may work in it.
 class FolderTest : public QObject {
@@ -145,16 +132,16 @@ void FolderTest::secondInstanceIsRefused() {
 
 void FolderTest::handmadeFilesAppear() {
     QDir root(m_google->filesRoot());
-    put(root.filePath(u"hand.txt"_s), "by hand");
+    putFile(root.filePath(u"hand.txt"_s), "by hand");
     QVERIFY(root.mkpath(u"Deep/Deeper"_s));
-    put(root.filePath(u"Deep/Deeper/inside.txt"_s), "inside");
+    putFile(root.filePath(u"Deep/Deeper/inside.txt"_s), "inside");
     QTRY_COMPARE(m_google->file(u"hand.txt"_s)["size"_L1].toString(), u"7"_s);
     QTRY_COMPARE(m_google->file(u"Deep/Deeper/inside.txt"_s)["md5Checksum"_L1].toString(),
                  u"335cf4508dd597be4bfc9caa3e08b901"_s);
     // The engine sees it as its own.
     const QString id = idOf(u"hand.txt"_s);
     QCOMPARE(GoogleClient(*m_google).get(u"/drive/v3/files/%1?alt=media"_s.arg(id)).body, QByteArray("by hand"));
-    put(root.filePath(u"hand.txt"_s), "changed by hand");
+    putFile(root.filePath(u"hand.txt"_s), "changed by hand");
     QTRY_COMPARE(m_google->file(u"hand.txt"_s)["size"_L1].toString(), u"15"_s);
     QCOMPARE(idOf(u"hand.txt"_s), id);
 }
@@ -169,7 +156,7 @@ void FolderTest::handmadeRenameKeepsTheFile() {
     QTRY_COMPARE(idOf(u"To/b.txt"_s), id);
     QVERIFY(root.rename(u"To"_s, u"Elsewhere"_s));
     QTRY_COMPARE(idOf(u"Elsewhere/b.txt"_s), id);
-    put(root.filePath(u"Elsewhere/c.txt"_s), "c");
+    putFile(root.filePath(u"Elsewhere/c.txt"_s), "c");
     QTRY_VERIFY(!idOf(u"Elsewhere/c.txt"_s).isEmpty());
     QCOMPARE(idOf(u"From/a.txt"_s), QString());
 }
@@ -203,9 +190,9 @@ void FolderTest::handmadeChangesWhileStoppedAreSeen() {
     QCOMPARE(m_google->stop(), 0);
     QDir root(m_google->directory() + u"/My Drive"_s);
     root.rename(u"renamed.txt"_s, u"other.txt"_s);
-    put(root.filePath(u"changed.txt"_s), "afterwards");
+    putFile(root.filePath(u"changed.txt"_s), "afterwards");
     root.remove(u"deleted.txt"_s);
-    put(root.filePath(u"new.txt"_s), "new");
+    putFile(root.filePath(u"new.txt"_s), "new");
     m_google->start();
     QCOMPARE(m_google->file(u"kept.txt"_s), kept);
     QCOMPARE(idOf(u"other.txt"_s), renamed);
@@ -220,9 +207,9 @@ void FolderTest::fileBeingWrittenIsNotTaken() {
     slow.write("first half, ");
     slow.flush();
     // Another file, put there later, is taken; so there was time enough for the first.
-    put(m_google->pathOf(u"marker.txt"_s), "marker");
+    putFile(m_google->pathOf(u"marker.txt"_s), "marker");
     QTRY_VERIFY(!idOf(u"marker.txt"_s).isEmpty());
-    put(m_google->pathOf(u"marker2.txt"_s), "marker");
+    putFile(m_google->pathOf(u"marker2.txt"_s), "marker");
     QTRY_VERIFY(!idOf(u"marker2.txt"_s).isEmpty());
     QCOMPARE(idOf(u"slow.txt"_s), QString());
     slow.write("second half");

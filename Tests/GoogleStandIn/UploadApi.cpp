@@ -7,6 +7,9 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <atomic>
+
 using namespace Qt::StringLiterals;
 
 namespace quillmount::standin {
@@ -15,6 +18,7 @@ namespace {
 constexpr qint64 metadataLimit = 1 << 20;
 constexpr qsizetype pieceSize = 256 * 1024;
 constexpr qint64 chunkMultiple = 256 * 1024;
+constexpr size_t keptSessions = 100;
 
 ApiError badChunk(const QString &why) {
     return ApiError::badRequest(u"Invalid upload request: "_s + why);
@@ -60,6 +64,7 @@ struct UploadApi::Target {
 
 struct UploadApi::Session {
     std::mutex mutex;
+    std::atomic<qint64> lastUsed = 0;
     Target target;
     Parameters parameters;
     qint64 total = -1;
@@ -171,7 +176,7 @@ void UploadApi::multipart(Call &call, Target target) {
 
 void UploadApi::startSession(Call &call, Target target) {
     const auto session = std::make_shared<Session>();
-    target.patch = parseFilePatch(call.connection.readWholeBody(metadataLimit), target.fileId.isEmpty());
+    target.patch = parseFilePatch(call.readMetadata(), target.fileId.isEmpty());
     target.patch.addParents = call.parameters.value(u"addParents"_s).split(u',', Qt::SkipEmptyParts);
     target.patch.removeParents = call.parameters.value(u"removeParents"_s).split(u',', Qt::SkipEmptyParts);
     if (const QByteArray length = call.request.header("X-Upload-Content-Length"); !length.isNull()) {
@@ -193,6 +198,12 @@ void UploadApi::startSession(Call &call, Target target) {
     const QString id = DriveTree::newId();
     {
         const std::lock_guard lock(m_mutex);
+        if (m_sessions.size() >= keptSessions) {
+            m_sessions.erase(std::min_element(m_sessions.begin(), m_sessions.end(), [](const auto &a, const auto &b) {
+                return a.second->lastUsed < b.second->lastUsed;
+            }));
+        }
+        session->lastUsed = ++m_uses;
         m_sessions[id] = session;
     }
     const QByteArray location =
@@ -206,6 +217,7 @@ std::shared_ptr<UploadApi::Session> UploadApi::findSession(const QString &id) {
     if (it == m_sessions.end()) {
         throw ApiError(404, u"notFound"_s, u"Upload session not found."_s);
     }
+    it->second->lastUsed = ++m_uses;
     return it->second;
 }
 

@@ -13,7 +13,7 @@ namespace quillmount::standin {
 /// The calls below /upload/drive/v3/: content in one request (media, multipart) or in chunks (resumable).
 ///
 /// Sessions of resumable uploads live in memory: after a restart of this program their addresses answer 404, as the
-/// service's do after a week, and the client starts again.
+/// service's do after a week, and the client starts again. The oldest of many are forgotten likewise.
 class UploadApi {
 public:
     explicit UploadApi(DriveStore &store)
@@ -38,6 +38,7 @@ private:
 
     DriveStore &m_store;
     std::mutex m_mutex;
+    qint64 m_uses = 0;
     std::map<QString, std::shared_ptr<Session>> m_sessions;
 };
 

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "TestFiles.h"
+
+#include <QFile>
+
+#include <stdexcept>
+
+namespace quillmount {
+
+QByteArray contentOf(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
+}
+
+void putFile(const QString &path, const QByteArray &content) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        throw std::runtime_error("cannot write " + path.toStdString());
+    }
+}
+
+QByteArray patterned(qsizetype size) {
+    QByteArray content(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i) {
+        content[i] = char(i * 7 + i / 251 + i / 65'537);
+    }
+    return content;
+}
+
+} // namespace quillmount
