@@ -142,6 +142,22 @@ bool TestHome::isMounted() const {
     return isListed(mountPoint().toUtf8()).value_or(true);
 }
 
+int TestHome::stallUploads(qint64 afterBytes, int count) {
+    return google.fault({{"kind"_L1, "stall"_L1},
+                         {"path"_L1, "/upload/"_L1},
+                         {"of"_L1, "request"_L1},
+                         {"afterBytes"_L1, afterBytes},
+                         {"count"_L1, count}});
+}
+
+int TestHome::hits(int fault) {
+    const QJsonArray faults = google.control("GET", u"/faults"_s)["items"_L1].toArray();
+    for (const QJsonValue &entry : faults)
+        if (entry["id"_L1].toInt() == fault)
+            return entry["hits"_L1].toInt();
+    return 0;
+}
+
 std::optional<QByteArray> TestHome::onGoogle(const QString &path) const {
     return contentsOf(google.pathOf(u"Quillmount/"_s + path));
 }

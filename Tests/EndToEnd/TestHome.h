@@ -45,7 +45,7 @@ public:
 
     // The processes of this home.
     [[nodiscard]] QList<ProcessInfo> processes() const { return processesOf(path().toUtf8()); }
-    // The one of that name; 0 when there is none. Names end with a space in front of their first argument.
+    // The one of that name; 0 when there is none.
     [[nodiscard]] pid_t processNamed(const QByteArray &program) const;
     [[nodiscard]] pid_t application() const { return processNamed("quillmount"); }
     [[nodiscard]] pid_t engine() const { return processNamed("QuillmountEngine"); }
@@ -55,6 +55,12 @@ public:
     [[nodiscard]] bool isMounted() const;
     // Nothing runs and nothing is mounted.
     [[nodiscard]] bool isQuiet() const { return processes().isEmpty() && !isMounted(); }
+
+    // From now on Google takes so many bytes of each upload and then lets it wait, at most `count` times. The number of
+    // the fault.
+    int stallUploads(qint64 afterBytes = 0, int count = -1);
+    // How many requests the fault has met.
+    [[nodiscard]] int hits(int fault);
 
     // What Google has at `path` in the drive; absent when there is no such file.
     [[nodiscard]] std::optional<QByteArray> onGoogle(const QString &path) const;
