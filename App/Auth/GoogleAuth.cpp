@@ -129,8 +129,10 @@ QCoro::Task<QString> GoogleAuth::waitForCode() {
                 self->post(attempt, AuthError::timedOut);
         });
     }
-    // This object may be gone after it.
-    CodeResult result = co_await CodeAwaiter{waiter};
+    // Named: GCC 12 destroys an aggregate that is made inside a co_await expression twice.
+    CodeAwaiter awaiter{waiter};
+    CodeResult result = co_await std::move(awaiter);
+    // This object may be gone now.
     if (const auto *why = std::get_if<AuthError::Case>(&result))
         throw AuthError(*why);
     co_return std::get<QString>(result);

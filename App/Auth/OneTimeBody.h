@@ -18,6 +18,7 @@ public:
     [[nodiscard]] bool isSequential() const override { return true; }
     [[nodiscard]] qint64 size() const override { return m_contents.size(); }
     [[nodiscard]] qint64 bytesAvailable() const override;
+    bool reset() override { return false; }
     [[nodiscard]] bool atEnd() const override { return m_read == m_contents.size(); }
 
 protected:

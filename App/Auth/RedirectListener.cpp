@@ -6,7 +6,13 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QSocketNotifier>
 #include <QTcpSocket>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace quillmount {
 
@@ -23,18 +29,24 @@ RedirectListener::RedirectListener(RedirectResponder responder)
     : QObject(QCoreApplication::instance())
     , m_responder(std::move(responder)) {
     m_server.setListenBacklogSize(backlog);
-    connect(&m_server, &QTcpServer::newConnection, this, &RedirectListener::accept);
-    connect(&m_server, &QTcpServer::acceptError, this, &RedirectListener::pause);
 }
+
+RedirectListener::~RedirectListener() = default;
 
 quint16 RedirectListener::listen() {
     if (!m_server.listen(QHostAddress(QHostAddress::LocalHost), 0))
         throw ListenerError(m_server.serverError());
+    // QTcpServer does not notice that the process has run out of descriptors once it has accepted a connection: it then
+    // tries again without end. So it listens, and accepting is done here.
+    m_server.pauseAccepting();
+    m_incoming = std::make_unique<QSocketNotifier>(m_server.socketDescriptor(), QSocketNotifier::Read);
+    connect(m_incoming.get(), &QSocketNotifier::activated, this, &RedirectListener::accept);
     return m_server.serverPort();
 }
 
 void RedirectListener::retire(Connections connections) {
     m_retired = true;
+    m_incoming.reset();
     m_server.close();
     if (connections == Connections::drop)
         while (dropOldestSilent()) {
@@ -43,12 +55,28 @@ void RedirectListener::retire(Connections connections) {
 }
 
 void RedirectListener::accept() {
-    while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-        makeRoom();
-        auto *connection = new RedirectConnection(socket, m_responder, this);
-        connect(connection, &RedirectConnection::ended, this, [this, connection] { forget(connection); });
-        m_connections.append(connection);
+    while (m_incoming) {
+        const int descriptor = ::accept(int(m_incoming->socket()), nullptr, nullptr);
+        if (descriptor >= 0)
+            serve(descriptor);
+        else if (errno == EAGAIN)
+            return;
+        else if (errno != EINTR && errno != ECONNABORTED)
+            return pause();
     }
+}
+
+void RedirectListener::serve(int descriptor) {
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    auto socket = std::make_unique<QTcpSocket>();
+    if (!socket->setSocketDescriptor(descriptor)) {
+        ::close(descriptor);
+        return;
+    }
+    makeRoom();
+    auto *connection = new RedirectConnection(socket.release(), m_responder, this);
+    connect(connection, &RedirectConnection::ended, this, [this, connection] { forget(connection); });
+    m_connections.append(connection);
 }
 
 void RedirectListener::makeRoom() {
@@ -70,12 +98,13 @@ bool RedirectListener::dropOldestSilent() {
     return false;
 }
 
-// The process has no descriptor left, or something like it; QTcpServer stops accepting until it is told to go on.
+// The process has no descriptor left, or something like it.
 void RedirectListener::pause() {
+    m_incoming->setEnabled(false);
     (void)dropOldestSilent();
     Platform::current().clock->schedule(breath, [self = QPointer(this)] {
-        if (self && self->m_server.isListening())
-            self->m_server.resumeAccepting();
+        if (self && self->m_incoming)
+            self->m_incoming->setEnabled(true);
     });
 }
 

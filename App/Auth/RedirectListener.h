@@ -6,6 +6,10 @@
 #include <QList>
 #include <QTcpServer>
 
+#include <memory>
+
+class QSocketNotifier;
+
 namespace quillmount {
 
 // The port on 127.0.0.1 to which the browser comes back. Other programs of this machine can come as well, and browsers
@@ -21,6 +25,8 @@ public:
     };
 
     explicit RedirectListener(RedirectResponder responder);
+    ~RedirectListener() override;
+    Q_DISABLE_COPY_MOVE(RedirectListener)
 
     // Opens a port that the system chooses, and returns it. Throws ListenerError.
     [[nodiscard]] quint16 listen();
@@ -31,6 +37,7 @@ public:
 
 private:
     void accept();
+    void serve(int descriptor);
     void makeRoom();
     [[nodiscard]] bool dropOldestSilent();
     void pause();
@@ -38,6 +45,7 @@ private:
     void deleteWhenDone();
 
     QTcpServer m_server;
+    std::unique_ptr<QSocketNotifier> m_incoming;
     RedirectResponder m_responder;
     QList<RedirectConnection *> m_connections; // the oldest first
     bool m_retired = false;

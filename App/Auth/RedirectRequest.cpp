@@ -29,10 +29,11 @@ Parameters parametersOf(const QUrl &url) {
     const QList<QByteArray> items = url.query(QUrl::FullyEncoded).toLatin1().split('&');
     for (const QByteArray &item : items) {
         const qsizetype equals = item.indexOf('=');
-        const QString name = QUrl::fromPercentEncoding(item.left(equals));
+        const QString name = QUrl::fromPercentEncoding(equals < 0 ? item : item.left(equals));
+        const QString value = equals < 0 ? QString() : QUrl::fromPercentEncoding(item.mid(equals + 1));
         // The first of the same name counts.
         if (!parameters.contains(name))
-            parameters.insert(name, equals < 0 ? QString() : QUrl::fromPercentEncoding(item.mid(equals + 1)));
+            parameters.insert(name, value);
     }
     return parameters;
 }

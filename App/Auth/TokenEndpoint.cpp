@@ -35,15 +35,19 @@ public:
     }
 };
 
-// One for the process: no disk cache, no cookies.
-QNetworkAccessManager &session() {
-    static QPointer<QNetworkAccessManager> manager;
-    if (!manager) {
-        manager = new QNetworkAccessManager(QCoreApplication::instance());
+// One a request, because it would use a connection again that the other side is just closing; a request that is lost on
+// one cannot be repeated. It goes with its reply, and neither before the event loop turns: the reply is often still on
+// the stack.
+struct Session {
+    Session()
+        : manager(new QNetworkAccessManager(QCoreApplication::instance())) {
         manager->setProxyFactory(new ProxyToOthers);
     }
-    return *manager;
-}
+    ~Session() { manager->deleteLater(); }
+    Q_DISABLE_COPY_MOVE(Session)
+
+    QNetworkAccessManager *const manager;
+};
 
 QNetworkRequest requestFor(const QUrl &endpoint, qint64 bodySize) {
     QNetworkRequest request(endpoint);
@@ -51,7 +55,6 @@ QNetworkRequest requestFor(const QUrl &endpoint, qint64 bodySize) {
     request.setHeader(QNetworkRequest::ContentLengthHeader, bodySize);
     // A packed answer would escape the limit on its size.
     request.setRawHeader("Accept-Encoding", "identity");
-    // A connection kept from an earlier request may have been closed meanwhile, and this one would be lost on it.
     request.setRawHeader("Connection", "close");
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     // QNetworkAccessManager posts again when the connection ends unanswered; it cannot when it does not hold the body.
@@ -62,10 +65,6 @@ QNetworkRequest requestFor(const QUrl &endpoint, qint64 bodySize) {
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     return request;
 }
-
-struct DeleteLater {
-    void operator()(QNetworkReply *reply) const { reply->deleteLater(); }
-};
 
 // What is known about a request that runs; shared with the callbacks that outlive neither it nor each other.
 struct Exchange {
@@ -79,6 +78,14 @@ struct Exchange {
 void abortLater(QNetworkReply *reply) {
     QMetaObject::invokeMethod(
         reply, [reply] { reply->abort(); }, Qt::QueuedConnection);
+}
+
+// An answer of no stated length ends with its connection, which QNetworkAccessManager sometimes takes for a lost
+// request that it fails to repeat.
+bool isWhole(const QNetworkReply &reply) {
+    return reply.error() == QNetworkReply::NoError ||
+           (reply.error() == QNetworkReply::ContentReSendError && !reply.hasRawHeader("Content-Length") &&
+            !reply.hasRawHeader("Transfer-Encoding"));
 }
 
 void collect(QNetworkReply *reply, const std::shared_ptr<Exchange> &exchange) {
@@ -111,22 +118,22 @@ QCoro::Task<TokenEndpoint::Answer> TokenEndpoint::post(QUrl endpoint, Fields fie
         throw AuthError(AuthError::cancelled);
     auto body = std::make_unique<OneTimeBody>(formEncode(fields));
     fields.clear();
-    QNetworkRequest request = requestFor(endpoint, body->size());
-    const std::unique_ptr<QNetworkReply, DeleteLater> reply(session().post(request, body.get()));
-    body.release()->setParent(reply.get());
+    const Session session;
+    QNetworkReply *const reply = session.manager->post(requestFor(endpoint, body->size()), body.get());
+    body.release()->setParent(reply);
 
     const auto exchange = std::make_shared<Exchange>();
-    collect(reply.get(), exchange);
+    collect(reply, exchange);
     Clock &clock = *Platform::current().clock;
-    const Clock::TimerId timer = clock.schedule(timeLimit, [exchange, late = QPointer(reply.get())] {
+    const Clock::TimerId timer = clock.schedule(timeLimit, [exchange, late = QPointer(reply)] {
         if (!late)
             return;
         exchange->isLate = true;
         abortLater(late);
     });
     {
-        const std::stop_callback onStop(stop, [running = reply.get()] { abortLater(running); });
-        co_await reply.get();
+        const std::stop_callback onStop(stop, [running = reply] { abortLater(running); });
+        co_await reply;
     }
     clock.cancel(timer);
 
@@ -138,7 +145,7 @@ QCoro::Task<TokenEndpoint::Answer> TokenEndpoint::post(QUrl endpoint, Fields fie
     if (exchange->isLate)
         throw NetworkError(QNetworkReply::TimeoutError);
     // Everything but 200 is known by its status alone, whatever else went wrong with it.
-    if (status == 0 || (status == 200 && reply->error() != QNetworkReply::NoError))
+    if (status == 0 || (status == 200 && !isWhole(*reply)))
         throw NetworkError(reply->error());
     exchange->body += reply->readAll();
     co_return Answer{status, exchange->body};

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include <QHash>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QUrl>
+
+namespace quillmount {
+
+// A token endpoint on the loopback interface that answers as badly as a test wants.
+class TokenServer : public QObject {
+    Q_OBJECT
+
+public:
+    enum Manner {
+        answering, // sends the answer and closes
+        stalling,  // sends what there is of the answer, and nothing more
+        dripping,  // sends the answer, and then spaces for ever
+        dropping,  // sends what there is of the answer, and resets the connection
+    };
+
+    struct Request {
+        QByteArray head;
+        QHash<QString, QString> form;
+    };
+
+    TokenServer();
+
+    [[nodiscard]] QUrl url() const;
+    [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
+
+    // What is sent to every request from now on.
+    void setRaw(const QByteArray &bytes, Manner manner = answering);
+    void setAnswer(const QByteArray &status, const QByteArray &body, const QByteArray &fields = {});
+    void setTokens(const QJsonObject &tokens);
+    // Tokens that a sign-in succeeds with.
+    [[nodiscard]] static QJsonObject goodTokens();
+
+private:
+    void receive(QTcpSocket *socket);
+    void reply(QTcpSocket *socket);
+
+    QTcpServer m_server;
+    QByteArray m_raw;
+    Manner m_manner = answering;
+    QList<Request> m_requests;
+};
+
+} // namespace quillmount
