@@ -7,7 +7,9 @@
 #include "App/Support/Paths.h"
 #include "Tests/Engine/Started.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
@@ -27,6 +29,17 @@ constexpr auto patience = 15s;
 bool awaitsAnswer() {
     const auto replies = RemoteControl::session().findChildren<QNetworkReply *>();
     return std::ranges::any_of(replies, [](const QNetworkReply *reply) { return reply->isRunning(); });
+}
+
+// Commands in the background have a thread each. Threads of Qt have names of their own, these have the program's.
+bool runsBackgroundCommand() {
+    const auto nameOf = [](const QString &task) {
+        QFile file(u"/proc/self/task/"_s + task + u"/comm"_s);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    const QStringList tasks = QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QByteArray own = nameOf(QString::number(QCoreApplication::applicationPid()));
+    return std::ranges::count_if(tasks, [&](const QString &task) { return nameOf(task) == own; }) > 1;
 }
 
 QByteArray contents(const QString &path) {
@@ -71,8 +84,10 @@ bool DriveWorld::advanceUntil(const std::function<bool()> &condition) {
         if (deadline.hasExpired())
             return false;
         handleEvents();
-        if (isBusy() || condition())
+        if (isBusy())
             continue;
+        if (condition())
+            break;
         if (const auto next = platform.clock().nextDue())
             platform.clock().advance(*next);
     }
@@ -115,7 +130,8 @@ void DriveWorld::setMounted(bool mounted) const {
 }
 
 bool DriveWorld::isBusy() const {
-    if (awaitsAnswer())
+    const bool holdsCommands = QFile::exists(markPath(u"mount-waits"_s)) || QFile::exists(markPath(u"unmount-waits"_s));
+    if (awaitsAnswer() || (!holdsCommands && runsBackgroundCommand()))
         return true;
     // An engine takes its time to start, and does so in real time.
     const auto *process = drive ? drive->findChild<EngineProcess *>() : nullptr;

@@ -34,8 +34,8 @@ public:
     DriveEngine &makeDrive();
     [[nodiscard]] bool goLive();
 
-    // Lets time pass as long as `condition` does not hold, but not while the engine starts or owes an answer: both take
-    // real time. False when it does not come to hold.
+    // Lets time pass as long as `condition` does not hold, but not while the engine starts or owes an answer, nor while a
+    // command runs: these take real time. False when it does not come to hold.
     [[nodiscard]] bool advanceUntil(const std::function<bool()> &condition);
     [[nodiscard]] bool advanceUntil(DriveState state);
     // Lets so much time pass, with all that happens meanwhile.
@@ -48,7 +48,7 @@ public:
     // What the mount table says of the mount point, without the drive.
     void setMounted(bool mounted) const;
     // The system commands run since the last call, each with its parameters.
-    [[nodiscard]] QStringList takeCommands() const;
+    QStringList takeCommands() const;
     // Their first words only.
     [[nodiscard]] QStringList takeCommandNames() const;
     // Every state assigned since the drive was made.
