@@ -217,7 +217,7 @@ void DriveEngine::shutdownNow() {
     m_stopRequested = true;
     m_pollTask.cancel();
     m_restartTask.cancel();
-    stopWatchingMount();
+    tendMountForTheLastTime();
     if (!m_process)
         return;
     Shell::run(Platform::current().systemCommands->unmount(mountPoint()), unmountTimeout);

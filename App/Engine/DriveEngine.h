@@ -99,6 +99,7 @@ private:
     [[nodiscard]] QString serverName() const;
     void watchMount();
     void stopWatchingMount();
+    void tendMountForTheLastTime();
     [[nodiscard]] QCoro::Task<> mountLost(bool stillListed);
     void forceUnmount();
     void clearLeftovers(const QString &binary);

@@ -108,6 +108,13 @@ void DriveEngine::stopWatchingMount() {
     m_mountWatch.release()->deleteLater();
 }
 
+void DriveEngine::tendMountForTheLastTime() {
+    // A server that somebody has stopped would not notice that its mount is removed, and stay for ever.
+    if (m_mountWatch)
+        m_mountWatch->tend();
+    stopWatchingMount();
+}
+
 QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
     const QPointer self(this);
     const quint64 generation = m_launchGeneration;

@@ -139,7 +139,7 @@ QCoro::Task<> DriveEngine::detach() {
 
     m_stopRequested = true;
     m_pollTask.cancel();
-    stopWatchingMount();
+    tendMountForTheLastTime();
     co_await Shell::runInBackground(Platform::current().systemCommands->unmount(mountPoint()), unmountTimeout);
     if (!self || !isCurrent(*this, generation))
         co_return;

@@ -122,9 +122,9 @@ void TestHome::expireTokens() {
     google.control("POST", u"/grants/expire"_s, {{"clientId"_L1, m_clientId}});
 }
 
-QString TestHome::accountFile(int lifetime) {
+QString TestHome::accountFile(const QJsonObject &token) {
     const QString file = path() + u"/account.json"_s;
-    const QJsonObject account{{"token"_L1, newToken(lifetime)}, {"email"_L1, "person@example.com"_L1}};
+    const QJsonObject account{{"token"_L1, token}, {"email"_L1, "person@example.com"_L1}};
     if (!writeTo(file, QJsonDocument(account).toJson()))
         throw LocalGoogle::Failure(u"The account file cannot be written"_s);
     return file;

@@ -40,8 +40,9 @@ public:
     [[nodiscard]] QJsonObject newToken(int lifetime = 3599);
     void revokeGrant();
     void expireTokens();
-    // A file with the account for the application to connect.
-    [[nodiscard]] QString accountFile(int lifetime = 3599);
+    // A file with the account for the application to connect, by default with a new grant.
+    [[nodiscard]] QString accountFile() { return accountFile(newToken()); }
+    [[nodiscard]] QString accountFile(const QJsonObject &token);
 
     // The processes of this home.
     [[nodiscard]] QList<ProcessInfo> processes() const { return processesOf(path().toUtf8()); }

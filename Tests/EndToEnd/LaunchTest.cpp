@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+// How the engine is started, as the kernel sees it, and where the account's secrets can be seen.
+#include "Tests/EndToEnd/Application.h"
+#include "Tests/EndToEnd/TestHome.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+class LaunchTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void argumentsAreExact();
+    void environmentIsInheritedExceptTheEnginesOwn();
+    void secretsStayHidden();
+
+private:
+    [[nodiscard]] ProcessInfo engine() const;
+
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<Application> m_application;
+};
+
+void LaunchTest::init() {
+    m_home = std::make_unique<TestHome>();
+    m_application = std::make_unique<Application>(*m_home);
+}
+
+void LaunchTest::cleanup() {
+    m_application.reset();
+    m_home.reset();
+}
+
+ProcessInfo LaunchTest::engine() const {
+    const QList<ProcessInfo> processes = m_home->processes();
+    for (const ProcessInfo &process : processes)
+        if (process.program() == "QuillmountEngine")
+            return process;
+    return {};
+}
+
+void LaunchTest::argumentsAreExact() {
+    QVERIFY(m_application->goLive());
+    const QByteArrayList arguments = engine().arguments;
+    const QByteArray home = m_home->path().toUtf8();
+    QCOMPARE(arguments.size(), 48);
+    const QByteArray nfs = arguments[5];
+    const QByteArray remoteControl = arguments[43];
+    QVERIFY(nfs.startsWith("127.0.0.1:") && remoteControl.startsWith("127.0.0.1:") && nfs != remoteControl);
+    // clang-format off: one option a line
+    const QByteArrayList expected{
+        qgetenv("QUILLMOUNT_BIN") + "/QuillmountEngine",
+        "serve",
+        "nfs",
+        "drive:Quillmount",
+        "--addr",
+        nfs,
+        "--config",
+        home + "/.local/share/Quillmount/engine.conf",
+        "--cache-dir",
+        home + "/.cache/Quillmount",
+        "--vfs-cache-mode",
+        "full",
+        "--vfs-cache-max-size",
+        "20000000000",
+        "--vfs-cache-max-age",
+        "720h",
+        "--vfs-cache-min-free-space",
+        "5G",
+        "--vfs-write-back",
+        "5s",
+        "--vfs-read-ahead",
+        "256M",
+        "--buffer-size",
+        "64M",
+        "--dir-cache-time",
+        "1000h",
+        "--poll-interval",
+        "30s",
+        "--drive-chunk-size",
+        "64M",
+        "--drive-acknowledge-abuse",
+        "--nfs-cache-type",
+        "disk",
+        "--user-agent",
+        "Quillmount/" QUILLMOUNT_VERSION,
+        "--timeout",
+        "30s",
+        "--contimeout",
+        "15s",
+        "--low-level-retries",
+        "10",
+        "--rc",
+        "--rc-addr",
+        remoteControl,
+        "--log-file",
+        home + "/.local/state/Logs/Quillmount/engine.log",
+        "--log-level",
+        "NOTICE",
+    };
+    // clang-format on
+    QCOMPARE(arguments, expected);
+}
+
+void LaunchTest::environmentIsInheritedExceptTheEnginesOwn() {
+    m_application->environment.insert(u"SOMETHING"_s, u"else"_s);
+    QMap<QByteArray, QByteArray> expected;
+    const QStringList names = m_application->environment.keys();
+    for (const QString &name : names)
+        expected.insert(name.toLocal8Bit(), m_application->environment.value(name).toLocal8Bit());
+    // Each of these would change what the engine does.
+    m_application->environment.insert(u"RCLONE_VFS_CACHE_MODE"_s, u"off"_s);
+    m_application->environment.insert(u"RCLONE_DRIVE_TRASHED_ONLY"_s, u"true"_s);
+    m_application->environment.insert(u"RCLONE_RC_USER"_s, u"somebody"_s);
+    m_application->environment.insert(u"RCLONE_CONFIG"_s, u"/nowhere"_s);
+    QVERIFY(m_application->goLive());
+
+    QMap<QByteArray, QByteArray> environment = engine().environment;
+    expected.insert("RCLONE_CONFIG", m_home->engineConfiguration().toUtf8());
+    for (const char *credential : {"RCLONE_RC_USER", "RCLONE_RC_PASS"}) {
+        QCOMPARE(environment.value(credential).size(), 32);
+        expected.insert(credential, environment.value(credential));
+    }
+    QVERIFY(environment["RCLONE_RC_USER"] != environment["RCLONE_RC_PASS"]);
+    QCOMPARE(environment, expected);
+}
+
+void LaunchTest::secretsStayHidden() {
+    const QJsonObject token = m_home->newToken();
+    const QString account = m_home->accountFile(token);
+    QByteArrayList secrets{m_home->clientSecret().toUtf8(), token["refresh_token"_L1].toString().toUtf8(),
+                           token["access_token"_L1].toString().toUtf8()};
+    m_application->start({u"--connect-account"_s, account});
+
+    // Looked at all the time, since the commands that start and mount the drive come and go.
+    QByteArray seen;
+    constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    bool configurationWasRight = true;
+    const auto look = [&] {
+        const QList<ProcessInfo> processes = m_home->processes();
+        for (const ProcessInfo &process : processes)
+            seen += process.description() + '\n';
+        QFile configuration(m_home->engineConfiguration());
+        if (configuration.open(QIODevice::ReadOnly)) {
+            const QByteArray text = configuration.readAll();
+            configurationWasRight = configurationWasRight && configuration.permissions() == ownerOnly &&
+                                    text.startsWith("[drive]\n") && text.contains(secrets[1]) && text.endsWith('\n');
+        }
+        return m_application->state() == u"live"_s;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(look(), 20'000);
+    QVERIFY(configurationWasRight);
+    QVERIFY2(!QFile::exists(account), "the account file is removed once it is read");
+    secrets += engine().environment.value("RCLONE_RC_PASS");
+    secrets += engine().environment.value("RCLONE_RC_USER");
+
+    QVERIFY(m_home->save(u"file"_s, "contents"));
+    QTRY_VERIFY_WITH_TIMEOUT(look() && m_home->onGoogle(u"file"_s), 20'000);
+    QFile engineLog(m_home->engineLog());
+    QVERIFY(engineLog.open(QIODevice::ReadOnly));
+    seen += engineLog.readAll() + m_application->output() + m_application->log();
+    QVERIFY(seen.contains("QuillmountEngine") && seen.contains("quillmount-mount") && seen.contains("-> live"));
+    for (const QByteArray &secret : std::as_const(secrets)) {
+        QVERIFY(secret.size() > 8);
+        QVERIFY(!seen.contains(secret));
+    }
+}
+
+QTEST_GUILESS_MAIN(LaunchTest)
+#include "LaunchTest.moc"
