@@ -11,6 +11,23 @@ namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr auto engineOnly = "QUILLMOUNT_ENGINE_"_L1;
+
+void handOver(QProcessEnvironment &environment) {
+    const QStringList names = environment.keys();
+    for (const QString &name : names) {
+        if (!name.startsWith(engineOnly))
+            continue;
+        const QString value = environment.value(name);
+        environment.remove(name);
+        environment.insert(name.mid(engineOnly.size()), value);
+    }
+}
+
+} // namespace
+
 EngineLaunch EngineLaunch::prepare() {
     EngineLaunch launch;
     launch.remoteControlPort = Ports::free();
@@ -81,7 +98,8 @@ QStringList EngineLaunch::arguments() const {
 
 QProcessEnvironment EngineLaunch::environment(const QProcessEnvironment &inherited) const {
     QProcessEnvironment environment = inherited;
-    const QStringList names = inherited.keys();
+    handOver(environment);
+    const QStringList names = environment.keys();
     for (const QString &name : names)
         if (name.startsWith("RCLONE_"_L1))
             environment.remove(name);

@@ -22,6 +22,8 @@ struct EngineLaunch {
     [[nodiscard]] QStringList arguments() const;
 
     // `inherited` without the variables that would configure the engine behind our back, and with those that it needs.
+    // A variable with QUILLMOUNT_ENGINE_ before its name is for the engine alone (QUILLMOUNT_ENGINE_HTTPS_PROXY becomes
+    // its HTTPS_PROXY): neither the application nor the browser that it opens goes by it.
     [[nodiscard]] QProcessEnvironment environment(const QProcessEnvironment &inherited) const;
 };
 

@@ -72,6 +72,9 @@ void EngineLaunchTest::environment() {
     inherited.insert(u"RCLONE_CONFIG"_s, u"/elsewhere"_s);
     inherited.insert(u"RCLONE_RC_PASS"_s, u"guessed"_s);
     inherited.insert(u"RCLONE_VFS_WRITE_BACK"_s, u"1h"_s);
+    inherited.insert(u"QUILLMOUNT_ENGINE_HTTPS_PROXY"_s, u"http://127.0.0.1:8"_s);
+    inherited.insert(u"QUILLMOUNT_ENGINE_NO_PROXY"_s, QString());
+    inherited.insert(u"QUILLMOUNT_ENGINE_RCLONE_RC_ADDR"_s, u"0.0.0.0:1"_s);
     EngineLaunch launch;
     launch.remoteControlUser = u"someone"_s;
     launch.remoteControlPassword = u"secret"_s;
@@ -80,9 +83,9 @@ void EngineLaunchTest::environment() {
     variables.sort();
     const QString configuration = platform.directories().applicationSupport() + u"/Quillmount/engine.conf"_s;
     QCOMPARE(variables,
-             QStringList({u"HTTPS_PROXY=http://127.0.0.1:9"_s, u"PATH=/bin"_s, u"RCLONE_CONFIG="_s + configuration,
-                          u"RCLONE_RC_PASS=secret"_s, u"RCLONE_RC_USER=someone"_s, u"XRCLONE_CONFIG=kept"_s,
-                          u"rclone_config=kept too"_s}));
+             QStringList({u"HTTPS_PROXY=http://127.0.0.1:8"_s, u"NO_PROXY="_s, u"PATH=/bin"_s,
+                          u"RCLONE_CONFIG="_s + configuration, u"RCLONE_RC_PASS=secret"_s, u"RCLONE_RC_USER=someone"_s,
+                          u"XRCLONE_CONFIG=kept"_s, u"rclone_config=kept too"_s}));
 }
 
 void EngineLaunchTest::prepare() {
