@@ -27,12 +27,15 @@ QString lastName(const QString &path) {
 }
 } // namespace
 
-ControlServer::ControlServer(DriveStore &store, Grants &grants, Faults &faults, RequestLog &log, ProxyServer &proxy)
+ControlServer::ControlServer(DriveStore &store, Grants &grants, AuthorizationCodes &codes, Faults &faults,
+                             RequestLog &log, ProxyServer &proxy, AccountsServer &accounts)
     : m_store(store)
     , m_grants(grants)
+    , m_codes(codes)
     , m_faults(faults)
     , m_log(log)
     , m_proxy(proxy)
+    , m_accounts(accounts)
     , m_token(DriveTree::newId())
     , m_listener([this](int descriptor) { serve(descriptor); }) {}
 
@@ -85,6 +88,7 @@ QJsonValue ControlServer::dispatch(const HttpRequest &request, const QJsonObject
     }
     if (call == "POST /connections/cut") {
         m_proxy.cutConnections();
+        m_accounts.cutConnections();
         return QJsonObject();
     }
     if (call == "POST /settings") {
@@ -151,12 +155,26 @@ QJsonValue ControlServer::network(const QJsonObject &body) {
         throw ApiError::invalidParameter(u"state"_s, state);
     }
     m_proxy.setNetwork(states.value(state));
+    m_accounts.setNetwork(state == "up"_L1       ? Listener::Mode::Open
+                          : state == "silent"_L1 ? Listener::Mode::Silent
+                                                 : Listener::Mode::Refuse);
     return QJsonObject();
 }
 
 QJsonValue ControlServer::settings(const QJsonObject &body) {
     if (body.contains("tokenLifetime"_L1)) {
         m_grants.setLifetime(body.value("tokenLifetime"_L1).toInt(Grants::usualLifetime));
+    }
+    if (body.contains("codeLifetime"_L1)) {
+        m_codes.setLifetime(body.value("codeLifetime"_L1).toInt(AuthorizationCodes::usualLifetime));
+    }
+    if (body.contains("automatic"_L1)) {
+        const QString name = body.value("automatic"_L1).toString();
+        const auto answerer = AccountsServer::answererNamed(name);
+        if (!answerer && !name.isEmpty()) {
+            throw ApiError::invalidParameter(u"automatic"_s, name);
+        }
+        m_accounts.setAnswerer(answerer.value_or(AccountsServer::Answerer::Person));
     }
     if (body.contains("rootVisible"_L1)) {
         m_proxy.drive().setRootVisible(body.value("rootVisible"_L1).toBool());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Tests/GoogleStandIn/AccountsServer.h"
 #include "Tests/GoogleStandIn/ProxyServer.h"
 
 #include <QJsonValue>
@@ -13,14 +14,17 @@ namespace quillmount::standin {
 /// - POST /network {"state": "up" | "refused" | "silent" | "noSuchHost"}; POST /connections/cut
 /// - GET/POST /quota {"limit": bytes, 0 for none}
 /// - POST /grants {"clientId","clientSecret"[,"scope","lifetime"]} gives token JSON; POST /grants/revoke and
-///   /grants/expire {"clientId": "" for all}; POST /settings {"tokenLifetime","rootVisible"}
+///   /grants/expire {"clientId": "" for all}
+/// - POST /settings {"tokenLifetime" and "codeLifetime" (seconds),"rootVisible",
+///   "automatic": "agree" | "refuse" | "untick" | "" (a person answers the page)}
 /// - GET /requests[?from=N], DELETE /requests, GET /statistics
 /// - POST /files {"action": "write" | "folder" | "trash" | "remove" | "rename", "path", "content" (base64), "to",
 ///   "app"}: another writer's change of a file of the drive; GET /files?path=P
 class ControlServer {
 public:
     /// Throws StartError.
-    ControlServer(DriveStore &store, Grants &grants, Faults &faults, RequestLog &log, ProxyServer &proxy);
+    ControlServer(DriveStore &store, Grants &grants, AuthorizationCodes &codes, Faults &faults, RequestLog &log,
+                  ProxyServer &proxy, AccountsServer &accounts);
 
     quint16 port() const { return m_listener.port(); }
     const QString &token() const { return m_token; }
@@ -38,9 +42,11 @@ private:
 
     DriveStore &m_store;
     Grants &m_grants;
+    AuthorizationCodes &m_codes;
     Faults &m_faults;
     RequestLog &m_log;
     ProxyServer &m_proxy;
+    AccountsServer &m_accounts;
     QString m_token;
     Listener m_listener; // Last: its threads use everything above.
 };

@@ -30,6 +30,7 @@ GoogleClient::GoogleClient(const LocalGoogle &google)
     : m_token(QJsonDocument::fromJson(google.token())["access_token"_L1].toString().toLatin1()) {
     const QUrl proxy(google.proxy());
     m_network.setProxy(QNetworkProxy(QNetworkProxy::HttpProxy, proxy.host(), quint16(proxy.port())));
+    m_direct.setProxy(QNetworkProxy::NoProxy);
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.setCaCertificates(QSslCertificate::fromPath(google.certificateAuthority()));
     QSslConfiguration::setDefaultConfiguration(configuration);
@@ -43,7 +44,9 @@ QNetworkReply *GoogleClient::start(const QByteArray &method, const QString &path
     for (const auto &[name, value] : headers) {
         request.setRawHeader(name, value);
     }
-    return m_network.sendCustomRequest(request, method, body);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    const bool isDirect = QUrl(address).host() == "127.0.0.1"_L1;
+    return (isDirect ? m_direct : m_network).sendCustomRequest(request, method, body);
 }
 
 GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {

@@ -29,7 +29,7 @@ public:
     Answer get(const QString &path) { return send("GET", path, {}, {}); }
     Answer json(const QByteArray &method, const QString &path, const QJsonObject &body);
     /// `path` starts with "/", or is a whole address. The bearer token is added unless a header "Authorization" is
-    /// given.
+    /// given. An address of this machine is asked without the proxy; redirects are not followed.
     Answer send(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
     /// Starts a request and leaves it to the caller.
     QNetworkReply *start(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
@@ -45,6 +45,7 @@ public:
 
 private:
     QNetworkAccessManager m_network;
+    QNetworkAccessManager m_direct; // To the local Google itself.
     QByteArray m_token;
 };
 

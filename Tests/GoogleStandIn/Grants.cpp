@@ -13,13 +13,11 @@ using namespace Qt::StringLiterals;
 
 namespace quillmount::standin {
 
-namespace {
 QString randomToken(const QString &prefix) {
     QByteArray bytes(48, Qt::Uninitialized);
     QRandomGenerator::system()->fillRange(reinterpret_cast<quint32 *>(bytes.data()), bytes.size() / 4);
     return prefix + QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
-} // namespace
 
 Grants::Grants(const QString &path)
     : m_path(path) {
@@ -79,13 +77,52 @@ AccessToken Grants::newAccess(Grant &grant, int lifetimeSeconds) {
     return grant.access.last();
 }
 
+void Grants::addClient(const QString &clientId, const QString &clientSecret) {
+    const std::lock_guard lock(m_mutex);
+    m_clients.insert(clientId, clientSecret);
+    save();
+}
+
+bool Grants::knows(const QString &clientId) const {
+    const std::lock_guard lock(m_mutex);
+    return m_clients.contains(clientId);
+}
+
+void Grants::checkClient(const QString &clientId, const QString &clientSecret) const {
+    const std::lock_guard lock(m_mutex);
+    check(clientId, clientSecret);
+}
+
+void Grants::check(const QString &clientId, const QString &clientSecret) const {
+    if (!m_clients.contains(clientId)) {
+        throw OAuthError{401, u"invalid_client"_s, u"The OAuth client was not found."_s};
+    }
+    if (clientSecret.isEmpty()) {
+        throw OAuthError{400, u"invalid_request"_s, u"client_secret is missing."_s};
+    }
+    if (m_clients.value(clientId) != clientSecret) {
+        throw OAuthError{401, u"invalid_client"_s, u"Unauthorized"_s};
+    }
+}
+
+AccessToken Grants::issue(const QString &clientId, const QString &scope, bool refreshable, QString *refreshToken) {
+    const std::lock_guard lock(m_mutex);
+    *refreshToken = refreshable ? randomToken(u"1//"_s) : QString();
+    m_grants.append(
+        {.clientId = clientId, .refreshToken = *refreshToken, .scope = scope, .revoked = false, .access = {}});
+    const AccessToken access = newAccess(m_grants.last(), m_lifetime);
+    save();
+    return access;
+}
+
 QJsonObject Grants::grant(const QString &clientId, const QString &clientSecret, const QString &scope,
                           int lifetimeSeconds, bool reuse) {
     const std::lock_guard lock(m_mutex);
     m_clients.insert(clientId, clientSecret);
     Grant *grant = nullptr;
     for (Grant &candidate : m_grants) {
-        if (reuse && candidate.clientId == clientId && candidate.scope == scope && !candidate.revoked) {
+        if (reuse && candidate.clientId == clientId && candidate.scope == scope && !candidate.revoked &&
+            !candidate.refreshToken.isEmpty()) {
             grant = &candidate;
         }
     }
@@ -108,12 +145,7 @@ QJsonObject Grants::grant(const QString &clientId, const QString &clientSecret, 
 AccessToken Grants::refresh(const QString &clientId, const QString &clientSecret, const QString &refreshToken,
                             QString *scope) {
     const std::lock_guard lock(m_mutex);
-    if (!m_clients.contains(clientId)) {
-        throw OAuthError{401, u"invalid_client"_s, u"The OAuth client was not found."_s};
-    }
-    if (m_clients.value(clientId) != clientSecret) {
-        throw OAuthError{401, u"invalid_client"_s, u"Unauthorized"_s};
-    }
+    check(clientId, clientSecret);
     for (Grant &grant : m_grants) {
         if (grant.refreshToken == refreshToken && grant.clientId == clientId && !grant.revoked) {
             const AccessToken access = newAccess(grant, m_lifetime);
@@ -132,8 +164,12 @@ Viewer Grants::authorize(const QByteArray &header) {
         for (const AccessToken &access : grant.access) {
             if (access.token == token && !grant.revoked && access.expiresMs > nowMs()) {
                 const QStringList scopes = grant.scope.split(u' ');
-                return {.app = grant.clientId,
-                        .everything = scopes.contains("https://www.googleapis.com/auth/drive"_L1)};
+                const bool everything = scopes.contains("https://www.googleapis.com/auth/drive"_L1);
+                if (!everything && !scopes.contains("https://www.googleapis.com/auth/drive.file"_L1)) {
+                    throw ApiError(403, u"insufficientPermissions"_s,
+                                   u"Request had insufficient authentication scopes."_s);
+                }
+                return {.app = grant.clientId, .everything = everything};
             }
         }
     }

@@ -303,6 +303,8 @@ QByteArray HttpConnection::reasonPhrase(int status) {
         return "No Content";
     case 206:
         return "Partial Content";
+    case 303:
+        return "See Other";
     case 308:
         return "Resume Incomplete";
     case 400:

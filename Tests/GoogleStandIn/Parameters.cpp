@@ -64,6 +64,15 @@ int Parameters::number(const QString &name, int absent, int least, int most) con
     return number;
 }
 
+QString Parameters::firstNotIn(const QSet<QString> &known) const {
+    for (auto it = m_values.begin(); it != m_values.end(); ++it) {
+        if (!known.contains(it.key())) {
+            return it.key();
+        }
+    }
+    return {};
+}
+
 void Parameters::requireKnown(const QSet<QString> &known) const {
     static const QSet<QString> everywhere{u"alt"_s,       u"fields"_s, u"prettyPrint"_s,
                                           u"quotaUser"_s, u"key"_s,    u"$.xgafv"_s};

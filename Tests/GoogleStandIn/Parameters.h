@@ -21,6 +21,8 @@ public:
     bool flag(const QString &name, bool absent) const;
     /// Throws ApiError for anything but a decimal number within the limits.
     int number(const QString &name, int absent, int least, int most) const;
+    /// A name that is not in `known`; empty when there is none.
+    QString firstNotIn(const QSet<QString> &known) const;
     /// Refuses every name that is neither in `known` nor among those that all of Google's calls take.
     void requireKnown(const QSet<QString> &known) const;
 

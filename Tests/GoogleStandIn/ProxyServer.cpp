@@ -3,10 +3,6 @@
 
 #include "Tests/GoogleStandIn/ApiError.h"
 
-#include <QScopeGuard>
-
-#include <sys/socket.h>
-
 using namespace Qt::StringLiterals;
 
 namespace quillmount::standin {
@@ -23,18 +19,9 @@ QStringList segmentsAfter(const QByteArray &path, const QByteArray &prefix) {
     }
     return segments;
 }
-
-void sendError(HttpConnection &connection, const ApiError &error) {
-    HttpHeaders headers{{"Content-Type", "application/json; charset=UTF-8"}};
-    if (error.status() == 401) {
-        headers.emplace_back("WWW-Authenticate",
-                             "Bearer realm=\"https://accounts.google.com/\", error=\"invalid_token\"");
-    }
-    connection.send(error.status(), headers, error.toJson());
-}
 } // namespace
 
-ProxyServer::ProxyServer(DriveStore &store, Grants &grants, Faults &faults, RequestLog &log,
+ProxyServer::ProxyServer(DriveStore &store, Grants &grants, TokenEndpoint &token, Faults &faults, RequestLog &log,
                          const CertificateAuthority &authority)
     : m_grants(grants)
     , m_faults(faults)
@@ -42,7 +29,8 @@ ProxyServer::ProxyServer(DriveStore &store, Grants &grants, Faults &faults, Requ
     , m_authority(authority)
     , m_drive(store)
     , m_upload(store)
-    , m_token(grants)
+    , m_token(token)
+    , m_service(faults, log)
     , m_listener([this](int descriptor) { serve(descriptor); }) {}
 
 ProxyServer::~ProxyServer() {
@@ -102,62 +90,12 @@ void ProxyServer::serveTunnel(int descriptor, const QString &host) {
             if (!request) {
                 return;
             }
-            serveRequest(connection, *request, host);
+            m_service.serve(connection, *request, host, [&](Call &call) { dispatch(call, host); });
         } catch (const ApiError &error) {
-            sendError(connection, error);
+            RequestService::sendError(connection, error);
             return;
         }
     }
-}
-
-void ProxyServer::serveRequest(HttpConnection &connection, const HttpRequest &request, const QString &host) {
-    const qint64 number = m_log.begin(QString::fromLatin1(request.method), host, request.path, request.query);
-    Call call{.connection = connection, .request = request, .parameters = {}, .viewer = {}, .kind = u"unknown"_s};
-    QString outcome = u"lost"_s;
-    const auto note = qScopeGuard([&] {
-        connection.setAnswerObserver(nullptr);
-        m_log.end(number, call.kind, connection.statusSent(), outcome, connection.bodyBytesRead(),
-                  connection.bodyBytesSent());
-    });
-    connection.setAnswerObserver(
-        [&](int status) { m_log.answering(number, call.kind, status, connection.bodyBytesRead()); });
-    const std::optional<Fault> fault = m_faults.match(host, request);
-    try {
-        try {
-            if (fault && fault->status != 0) {
-                throw ApiError(fault->status, fault->reason, fault->message);
-            }
-            if (fault) {
-                connection.setInterference(fault->interference);
-            }
-            if (fault && fault->interference.requestBytes == 0) {
-                throw Interrupted();
-            }
-            dispatch(call, host);
-            connection.drainBody();
-        } catch (const ApiError &error) {
-            if (connection.statusSent() != 0) {
-                throw ConnectionLost();
-            }
-            connection.drainBody();
-            sendError(connection, error);
-        }
-        outcome = u"answered"_s;
-    } catch (const Interrupted &) {
-        outcome = fault->interference.end == Interference::End::Stall ? u"stalled"_s : u"dropped"_s;
-        interrupt(fault->id, fault->interference.end, connection.transport());
-        throw;
-    }
-}
-
-void ProxyServer::interrupt(int faultId, Interference::End end, Transport &transport) {
-    if (end == Interference::End::Stall) {
-        m_faults.hold(faultId, transport.descriptor());
-    }
-    // Cut without the words that end a TLS connection in good order.
-    const linger now{.l_onoff = 1, .l_linger = 0};
-    ::setsockopt(transport.descriptor(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    ::shutdown(transport.descriptor(), SHUT_RDWR);
 }
 
 void ProxyServer::dispatch(Call &call, const QString &host) {

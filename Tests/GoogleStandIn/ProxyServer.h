@@ -3,10 +3,9 @@
 
 #include "Tests/GoogleStandIn/CertificateAuthority.h"
 #include "Tests/GoogleStandIn/DriveApi.h"
-#include "Tests/GoogleStandIn/Faults.h"
 #include "Tests/GoogleStandIn/Grants.h"
 #include "Tests/GoogleStandIn/Listener.h"
-#include "Tests/GoogleStandIn/RequestLog.h"
+#include "Tests/GoogleStandIn/RequestService.h"
 #include "Tests/GoogleStandIn/TokenEndpoint.h"
 #include "Tests/GoogleStandIn/UploadApi.h"
 
@@ -24,7 +23,7 @@ public:
     };
 
     /// Throws StartError.
-    ProxyServer(DriveStore &store, Grants &grants, Faults &faults, RequestLog &log,
+    ProxyServer(DriveStore &store, Grants &grants, TokenEndpoint &token, Faults &faults, RequestLog &log,
                 const CertificateAuthority &authority);
     ~ProxyServer();
 
@@ -36,10 +35,8 @@ public:
 private:
     void serve(int descriptor);
     void serveTunnel(int descriptor, const QString &host);
-    void serveRequest(HttpConnection &connection, const HttpRequest &request, const QString &host);
     void dispatch(Call &call, const QString &host);
     void dispatchDrive(Call &call);
-    void interrupt(int faultId, Interference::End end, Transport &transport);
 
     Grants &m_grants;
     Faults &m_faults;
@@ -47,7 +44,8 @@ private:
     const CertificateAuthority &m_authority;
     DriveApi m_drive;
     UploadApi m_upload;
-    TokenEndpoint m_token;
+    TokenEndpoint &m_token;
+    RequestService m_service;
     std::atomic<bool> m_noSuchHost = false;
     Listener m_listener; // Last: its threads use everything above.
 };

@@ -18,8 +18,8 @@ QString withoutSecrets(const QByteArray &query) {
     QStringList pairs =
         QString::fromUtf8(QByteArray::fromPercentEncoding(QByteArray(query).replace('+', ' '))).split(u'&');
     for (QString &pair : pairs) {
-        for (const QString &name :
-             {u"upload_id"_s, u"access_token"_s, u"oauth_token"_s, u"key"_s, u"code"_s, u"token"_s}) {
+        for (const QString &name : {u"upload_id"_s, u"access_token"_s, u"oauth_token"_s, u"key"_s, u"code"_s,
+                                    u"token"_s, u"state"_s, u"code_challenge"_s}) {
             if (pair.startsWith(name + u'=')) {
                 pair = name + u"=…"_s;
             }

@@ -2,6 +2,7 @@
 #include "TokenEndpoint.h"
 
 #include "Tests/GoogleStandIn/ApiError.h"
+#include "Tests/GoogleStandIn/IdentityClaim.h"
 #include "Tests/GoogleStandIn/TimeText.h"
 
 using namespace Qt::StringLiterals;
@@ -10,6 +11,7 @@ namespace quillmount::standin {
 
 namespace {
 constexpr qint64 formLimit = 64 * 1024;
+const HttpHeaders noStore{{"Cache-Control", "no-store"}};
 
 struct Client {
     QString id;
@@ -32,6 +34,31 @@ Client readClient(const HttpRequest &request, const Parameters &form) {
     QByteArray secret = pair.mid(colon + 1);
     return {percentDecoded(id.replace('+', ' ')), percentDecoded(secret.replace('+', ' '))};
 }
+
+void requireOnly(const Parameters &form, const QStringList &ofTheGrant) {
+    QSet<QString> known{u"grant_type"_s, u"client_id"_s, u"client_secret"_s};
+    for (const QString &name : ofTheGrant) {
+        known.insert(name);
+        if (form.value(name).isEmpty() && name != "code_verifier"_L1) {
+            throw OAuthError{400, u"invalid_request"_s, u"Missing required parameter: "_s + name};
+        }
+    }
+    const QString unknown = form.firstNotIn(known);
+    if (!unknown.isEmpty()) {
+        throw OAuthError{400, u"invalid_request"_s, u"Parameter not allowed for this message type: "_s + unknown};
+    }
+}
+
+QJsonObject answer(const AccessToken &access, const QString &clientId, const QString &scope) {
+    QJsonObject object{{"access_token"_L1, access.token},
+                       {"expires_in"_L1, (access.expiresMs - nowMs() + 500) / 1000},
+                       {"scope"_L1, scope},
+                       {"token_type"_L1, "Bearer"_L1}};
+    if (const QString identity = identityToken(clientId, scope.split(u' ')); !identity.isEmpty()) {
+        object.insert("id_token"_L1, identity);
+    }
+    return object;
+}
 } // namespace
 
 void TokenEndpoint::handle(Call &call) {
@@ -45,10 +72,14 @@ void TokenEndpoint::handle(Call &call) {
         }
         const Parameters form = Parameters::parse(call.connection.readWholeBody(formLimit));
         const Client client = readClient(call.request, form);
-        if (form.value(u"grant_type"_s) != "refresh_token"_L1) {
-            throw OAuthError{400, u"unsupported_grant_type"_s, u"Invalid grant_type"_s};
+        const QString grant = form.value(u"grant_type"_s);
+        if (grant == "authorization_code"_L1) {
+            redeem(call, form, client.id, client.secret);
+        } else if (grant == "refresh_token"_L1) {
+            refresh(call, form, client.id, client.secret);
+        } else {
+            throw OAuthError{400, u"unsupported_grant_type"_s, u"Invalid grant_type: "_s + grant};
         }
-        refresh(call, form, client.id, client.secret);
     } catch (const OAuthError &error) {
         call.connection.drainBody();
         call.sendJson(error.status, {{"error"_L1, error.error}, {"error_description"_L1, error.description}});
@@ -58,19 +89,28 @@ void TokenEndpoint::handle(Call &call) {
     }
 }
 
+void TokenEndpoint::redeem(Call &call, const Parameters &form, const QString &clientId, const QString &clientSecret) {
+    call.kind = u"token.code"_s;
+    requireOnly(form, {u"code"_s, u"redirect_uri"_s, u"code_verifier"_s});
+    m_grants.checkClient(clientId, clientSecret);
+    const AuthorizationCodes::Agreement agreement =
+        m_codes.redeem(form.value(u"code"_s), clientId, form.value(u"redirect_uri"_s), form.value(u"code_verifier"_s));
+    QString refreshToken;
+    const QString scope = agreement.scopes.join(u' ');
+    const AccessToken access = m_grants.issue(clientId, scope, agreement.refreshable, &refreshToken);
+    QJsonObject object = answer(access, clientId, scope);
+    if (!refreshToken.isEmpty()) {
+        object.insert("refresh_token"_L1, refreshToken);
+    }
+    call.sendJson(200, object, noStore);
+}
+
 void TokenEndpoint::refresh(Call &call, const Parameters &form, const QString &clientId, const QString &clientSecret) {
     call.kind = u"token.refresh"_s;
-    if (!form.contains(u"refresh_token"_s)) {
-        throw OAuthError{400, u"invalid_request"_s, u"Missing required parameter: refresh_token"_s};
-    }
+    requireOnly(form, {u"refresh_token"_s});
     QString scope;
     const AccessToken access = m_grants.refresh(clientId, clientSecret, form.value(u"refresh_token"_s), &scope);
-    call.sendJson(200,
-                  {{"access_token"_L1, access.token},
-                   {"expires_in"_L1, (access.expiresMs - nowMs() + 500) / 1000},
-                   {"scope"_L1, scope},
-                   {"token_type"_L1, "Bearer"_L1}},
-                  {{"Cache-Control", "no-store"}});
+    call.sendJson(200, answer(access, clientId, scope), noStore);
 }
 
 } // namespace quillmount::standin

@@ -1,24 +1,28 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Tests/GoogleStandIn/AuthorizationCodes.h"
 #include "Tests/GoogleStandIn/Call.h"
-#include "Tests/GoogleStandIn/Grants.h"
 
 namespace quillmount::standin {
 
-/// https://oauth2.googleapis.com/token with the refresh grant, the client named by a Basic header or in the form.
+/// https://oauth2.googleapis.com/token with the grants of a code (PKCE) and of a refresh token, the client named by a
+/// Basic header or in the form. Thread-safe.
 class TokenEndpoint {
 public:
-    explicit TokenEndpoint(Grants &grants)
-        : m_grants(grants) {}
+    TokenEndpoint(Grants &grants, AuthorizationCodes &codes)
+        : m_grants(grants)
+        , m_codes(codes) {}
 
     /// Always answers, in OAuth's form.
     void handle(Call &call);
 
 private:
+    void redeem(Call &call, const Parameters &form, const QString &clientId, const QString &clientSecret);
     void refresh(Call &call, const Parameters &form, const QString &clientId, const QString &clientSecret);
 
     Grants &m_grants;
+    AuthorizationCodes &m_codes;
 };
 
 } // namespace quillmount::standin

@@ -18,8 +18,9 @@ struct Options {
     QString directory;
     QString readyFile;
     QString clientId;
-    QString clientSecret;
-    QString accountFile;
+    bool hasGrant = false;
+    QString clientSecret = {};
+    AccountsServer::Answerer answerer = AccountsServer::Answerer::Person;
     qint64 quotaLimit = -1;
 };
 
@@ -40,22 +41,30 @@ Options readOptions(const QCoreApplication &application) {
     const QCommandLineOption grant(u"grant"_s, u"Client that gets a grant; its token goes to the ready file."_s,
                                    u"CLIENT"_s);
     const QCommandLineOption secret(u"client-secret-file"_s, u"File with that client's secret."_s, u"FILE"_s);
-    const QCommandLineOption seed(u"seed-account"_s, u"File that gets that token as an account to connect."_s,
-                                  u"FILE"_s);
+    const QCommandLineOption client(u"client"_s, u"Client that is known, and has to ask for a grant."_s, u"CLIENT"_s);
+    const QCommandLineOption automatic(
+        u"automatic"_s, u"Answer the page for the person: \"agree\", \"refuse\" or \"untick\"."_s, u"ANSWER"_s);
     const QCommandLineOption quota(u"quota"_s, u"Bytes of storage, 0 for no limit (at first: 15 GB)."_s, u"BYTES"_s);
-    parser.addOptions({directory, ready, grant, secret, seed, quota});
+    parser.addOptions({directory, ready, grant, client, secret, automatic, quota});
     parser.process(application);
     if (!parser.isSet(directory) || !parser.positionalArguments().isEmpty() ||
-        parser.isSet(grant) != parser.isSet(secret)) {
+        (parser.isSet(grant) || parser.isSet(client)) != parser.isSet(secret) ||
+        (parser.isSet(grant) && parser.isSet(client))) {
         parser.showHelp(2);
     }
     Options options{.directory = parser.value(directory),
                     .readyFile = parser.value(ready),
-                    .clientId = parser.value(grant),
-                    .clientSecret = {},
-                    .accountFile = parser.value(seed)};
+                    .clientId = parser.isSet(grant) ? parser.value(grant) : parser.value(client),
+                    .hasGrant = parser.isSet(grant)};
     if (parser.isSet(secret)) {
         options.clientSecret = readSecret(parser.value(secret));
+    }
+    if (parser.isSet(automatic)) {
+        const auto answerer = AccountsServer::answererNamed(parser.value(automatic));
+        if (!answerer) {
+            throw StartError(u"--automatic is \"agree\", \"refuse\" or \"untick\"."_s);
+        }
+        options.answerer = *answerer;
     }
     if (parser.isSet(quota)) {
         bool ok = false;
@@ -78,23 +87,25 @@ void run(const Options &options, const sigset_t &signalsToWaitFor) {
     const FolderSync sync(store, folder);
     Faults faults;
     RequestLog log;
-    ProxyServer proxy(store, grants, faults, log, authority);
-    const ControlServer control(store, grants, faults, log, proxy);
+    AuthorizationCodes codes;
+    TokenEndpoint token(grants, codes);
+    AccountsServer accounts(grants, codes, token, faults, log);
+    accounts.setAnswerer(options.answerer);
+    ProxyServer proxy(store, grants, token, faults, log, authority);
+    const ControlServer control(store, grants, codes, faults, log, proxy, accounts);
 
     QJsonObject ready{{"proxy"_L1, u"http://127.0.0.1:%1"_s.arg(proxy.port())},
                       {"certificateAuthority"_L1, authority.certificatePath()},
+                      {"accounts"_L1, u"http://127.0.0.1:%1"_s.arg(accounts.port())},
                       {"control"_L1, u"http://127.0.0.1:%1/"_s.arg(control.port())},
                       {"controlToken"_L1, control.token()},
                       {"files"_L1, folder.files()}};
-    if (!options.clientId.isEmpty()) {
-        const QJsonObject token =
-            grants.grant(options.clientId, options.clientSecret, u"https://www.googleapis.com/auth/drive.file"_s,
-                         Grants::usualLifetime, true);
-        ready.insert("token"_L1, token);
-        const QJsonObject account{{"token"_L1, token}, {"email"_L1, "person@example.com"_L1}};
-        if (!options.accountFile.isEmpty() && !writeAtomically(options.accountFile, QJsonDocument(account).toJson())) {
-            throw StartError(u"The file %1 cannot be written."_s.arg(options.accountFile));
-        }
+    if (options.hasGrant) {
+        ready.insert("token"_L1,
+                     grants.grant(options.clientId, options.clientSecret,
+                                  u"https://www.googleapis.com/auth/drive.file"_s, Grants::usualLifetime, true));
+    } else if (!options.clientId.isEmpty()) {
+        grants.addClient(options.clientId, options.clientSecret);
     }
     if (!options.readyFile.isEmpty() && !writeAtomically(options.readyFile, QJsonDocument(ready).toJson())) {
         throw StartError(u"The file %1 cannot be written."_s.arg(options.readyFile));

@@ -128,6 +128,10 @@ QByteArray LocalGoogle::engineConfiguration() const {
            "\nclient_secret = " + clientSecret().toUtf8() + "\nscope = drive.file\ntoken = " + token() + "\n";
 }
 
+void LocalGoogle::answerThePage(const QString &answer) {
+    control("POST", u"/settings"_s, {{"automatic"_L1, answer}});
+}
+
 int LocalGoogle::fault(const QJsonObject &fault) {
     return control("POST", u"/faults"_s, fault).value("id"_L1).toInt();
 }

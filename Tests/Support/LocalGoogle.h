@@ -45,6 +45,12 @@ public:
     QString proxy() const { return m_ready.value(QLatin1StringView("proxy")).toString(); }
     QString certificateAuthority() const { return m_ready.value(QLatin1StringView("certificateAuthority")).toString(); }
 
+    /// Where accounts are asked, without TLS and not by the proxy: "http://127.0.0.1:port". The page is at
+    /// "/o/oauth2/v2/auth", the token endpoint at "/token".
+    QString accounts() const { return m_ready.value(QLatin1StringView("accounts")).toString(); }
+    /// Who answers the page: "agree", "refuse" or "untick" is its own answer, nothing waits for a person's.
+    void answerThePage(const QString &answer);
+
     QString controlAddress() const { return m_ready.value(QLatin1StringView("control")).toString(); }
 
     /// The client that has a grant, and its token as the engine's configuration keeps it (JSON of one line).
@@ -63,6 +69,8 @@ public:
     /// Switches a fault on; its number. Members:
     /// - which requests: "method", "host", "path" (a prefix), "query" (a part of it), "skip", "count" (default: all);
     /// - {"kind":"answer","status":403,"reason":"storageQuotaExceeded"[,"message"]} instead of the call;
+    /// - {"kind":"text","text":"…"[,"status"]}: that body instead of the call, by default with 200;
+    /// - {"kind":"omit","member":"refresh_token"}: the answer of the call without that member;
     /// - {"kind":"stall"} or {"kind":"drop"} with "of":"request" or "response" and "afterBytes" (body bytes; of the
     ///   response 0: the call is done, but nothing is answered);
     /// - {"kind":"slow","bytesPerSecond":n}.
@@ -86,7 +94,8 @@ public:
 
     /// The requests served since the start (or clearRequests()), oldest first: "method","host","path","query","kind",
     /// "status","outcome","received","sent","milliseconds". Kinds: files.get/list/create/update/delete/download,
-    /// upload.create/update/start/chunk, about, changes.startPageToken/list, token.refresh, connect.refused.
+    /// upload.create/update/start/chunk, about, changes.startPageToken/list, token.code/refresh, auth.page/decision,
+    /// connect.refused.
     QJsonArray requests();
     void clearRequests();
     /// How many requests of that kind have been served.

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "Tests/GoogleStandIn/AuthorizationCodes.h"
+#include "Tests/GoogleStandIn/Listener.h"
+#include "Tests/GoogleStandIn/RequestService.h"
+#include "Tests/GoogleStandIn/TokenEndpoint.h"
+
+namespace quillmount::standin {
+
+/// Google's accounts without TLS, so that any browser gets there: the page on which a person agrees, and the token
+/// endpoint. In the list of requests, and to faults, its host is "accounts.google.com".
+class AccountsServer {
+public:
+    /// Who answers the question on the page.
+    enum class Answerer {
+        Person,
+        Agree,  ///< The page answers itself: the browser is sent on with everything agreed to.
+        Refuse, ///< … with a refusal.
+        Untick, ///< … with everything but the Drive.
+    };
+
+    static constexpr auto authorizationPath = "/o/oauth2/v2/auth";
+    static constexpr auto decisionPath = "/o/oauth2/v2/decision";
+
+    /// Throws StartError.
+    AccountsServer(const Grants &grants, AuthorizationCodes &codes, TokenEndpoint &token, Faults &faults,
+                   RequestLog &log);
+
+    quint16 port() const { return m_listener.port(); }
+    void setAnswerer(Answerer answerer) { m_answerer = answerer; }
+    void setNetwork(Listener::Mode mode) { m_listener.setMode(mode); }
+    void cutConnections() { m_listener.cutConnections(); }
+    /// "agree", "refuse" or "untick"; nothing for another word.
+    static std::optional<Answerer> answererNamed(const QString &name);
+
+private:
+    void serve(int descriptor);
+    void dispatch(Call &call);
+    void ask(Call &call);
+    void decide(Call &call);
+    void sendOn(Call &call, const AuthorizationRequest &request, Answerer answer);
+    static void sendPage(Call &call, int status, const QByteArray &page);
+
+    const Grants &m_grants;
+    AuthorizationCodes &m_codes;
+    TokenEndpoint &m_token;
+    RequestService m_service;
+    std::atomic<Answerer> m_answerer = Answerer::Person;
+    Listener m_listener; // Last: its threads use everything above.
+};
+
+} // namespace quillmount::standin

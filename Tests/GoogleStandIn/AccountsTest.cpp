@@ -1,0 +1,398 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/GoogleStandIn/GoogleClient.h"
+
+#include <QCryptographicHash>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QTest>
+#include <QUrlQuery>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using namespace quillmount;
+
+namespace {
+
+const QString driveScope = u"https://www.googleapis.com/auth/drive.file"_s;
+const QString emailScope = u"https://www.googleapis.com/auth/userinfo.email"_s;
+const QString redirect = u"http://127.0.0.1:5"_s; // Nothing here ever goes there.
+const QString verifier = u"a-verifier.of_43~characters-aaaaaaaaaaaaaaaaaaaa"_s;
+
+using Fields = QMap<QString, QString>;
+
+// `changes` put in, a null text takes the field out.
+QByteArray form(Fields fields, const Fields &changes) {
+    fields.insert(changes);
+    QByteArrayList pairs;
+    for (auto it = fields.begin(); it != fields.end(); ++it) {
+        if (!it.value().isNull()) {
+            pairs.append(it.key().toLatin1() + '=' + QUrl::toPercentEncoding(it.value()));
+        }
+    }
+    return pairs.join('&');
+}
+
+} // namespace
+
+/// Where people agree, and where what they agreed to becomes tokens.
+class AccountsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void personAnswersThePage_data();
+    void personAnswersThePage();
+    void pageAnswersItself_data();
+    void pageAnswersItself();
+    void pageIsRefused_data();
+    void pageIsRefused();
+    void answerCountsOnce();
+    void codeIsRefused_data();
+    void codeIsRefused();
+    void codeLivesShortly();
+    void refreshTokenHasItsPrice_data();
+    void refreshTokenHasItsPrice();
+    void grantOutlivesTheProgramAndItsCodeDoesNot();
+    void tokenEndpointFails_data();
+    void tokenEndpointFails();
+    void nothingSecretIsNoted();
+
+private:
+    using Answer = GoogleClient::Answer;
+
+    Fields question() const;
+    Answer openPage(const Fields &changes = {}) {
+        return m_client->send(
+            "GET", m_google->accounts() + u"/o/oauth2/v2/auth?"_s + QString::fromLatin1(form(question(), changes)), {},
+            {});
+    }
+    Answer post(const QString &path, const QByteArray &body) {
+        return m_client->send("POST", m_google->accounts() + path, body,
+                              {{"Content-Type", "application/x-www-form-urlencoded"}, {"Authorization", {}}});
+    }
+    Answer decide(const Answer &page, const QByteArray &decision);
+    /// What the redirect that answers a decision carries.
+    static QUrlQuery carried(const Answer &answer) {
+        return QUrlQuery(QUrl::fromEncoded(answer.headers.value("location")));
+    }
+    static QString carried(const Answer &answer, const QString &name) {
+        return carried(answer).queryItemValue(name, QUrl::FullyDecoded);
+    }
+    QString newCode(const Fields &changes = {}) {
+        return carried(decide(openPage(changes), "decision=agree&drive=yes"), u"code"_s);
+    }
+    Answer redeem(const QString &code, const Fields &changes = {});
+    Answer refresh(const QString &token);
+    int drive(const Answer &tokens);
+
+    std::unique_ptr<LocalGoogle> m_google;
+    std::unique_ptr<GoogleClient> m_client;
+};
+
+void AccountsTest::init() {
+    m_google = std::make_unique<LocalGoogle>();
+    m_client = std::make_unique<GoogleClient>(*m_google);
+}
+
+void AccountsTest::cleanup() {
+    m_client.reset();
+    m_google.reset();
+}
+
+Fields AccountsTest::question() const {
+    const QByteArray challenge = QCryptographicHash::hash(verifier.toLatin1(), QCryptographicHash::Sha256)
+                                     .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    return {{u"client_id"_s, m_google->clientId()},
+            {u"redirect_uri"_s, redirect},
+            {u"response_type"_s, u"code"_s},
+            {u"scope"_s, u"openid email "_s + driveScope},
+            {u"code_challenge"_s, QString::fromLatin1(challenge)},
+            {u"code_challenge_method"_s, u"S256"_s},
+            {u"access_type"_s, u"offline"_s},
+            {u"prompt"_s, u"consent"_s},
+            {u"state"_s, u"a state&more"_s}};
+}
+
+AccountsTest::Answer AccountsTest::decide(const Answer &page, const QByteArray &decision) {
+    static const QRegularExpression ticket(u"name=\"ticket\" value=\"([^\"]+)\""_s);
+    const QString found = ticket.match(QString::fromUtf8(page.body)).captured(1);
+    return post(u"/o/oauth2/v2/decision"_s, "ticket=" + found.toLatin1() + '&' + decision);
+}
+
+AccountsTest::Answer AccountsTest::redeem(const QString &code, const Fields &changes) {
+    const Fields fields{{u"code"_s, code},
+                        {u"client_id"_s, m_google->clientId()},
+                        {u"client_secret"_s, m_google->clientSecret()},
+                        {u"redirect_uri"_s, redirect},
+                        {u"grant_type"_s, u"authorization_code"_s},
+                        {u"code_verifier"_s, verifier}};
+    return post(u"/token"_s, form(fields, changes));
+}
+
+AccountsTest::Answer AccountsTest::refresh(const QString &token) {
+    return post(u"/token"_s, form({{u"refresh_token"_s, token},
+                                   {u"client_id"_s, m_google->clientId()},
+                                   {u"client_secret"_s, m_google->clientSecret()},
+                                   {u"grant_type"_s, u"refresh_token"_s}},
+                                  {}));
+}
+
+int AccountsTest::drive(const Answer &tokens) {
+    m_client->setToken(tokens.json["access_token"_L1].toString());
+    return m_client->get(u"/drive/v3/about?fields=storageQuota"_s).status;
+}
+
+void AccountsTest::personAnswersThePage_data() {
+    QTest::addColumn<QByteArray>("decision");
+    QTest::addColumn<QString>("scopes"); // none: refused
+    QTest::newRow("agrees") << QByteArray("decision=agree&drive=yes") << u"openid "_s + emailScope + u' ' + driveScope;
+    QTest::newRow("leaves the box unticked") << QByteArray("decision=agree") << u"openid "_s + emailScope;
+    QTest::newRow("refuses") << QByteArray("decision=refuse&drive=yes") << QString();
+}
+
+void AccountsTest::personAnswersThePage() {
+    QFETCH(QByteArray, decision);
+    QFETCH(QString, scopes);
+    const Answer page = openPage();
+    QCOMPARE(page.status, 200);
+    QVERIFY(page.body.contains("type=\"checkbox\" name=\"drive\"") && !page.body.contains(" checked"));
+    const Answer answer = decide(page, decision);
+    QCOMPARE(answer.status, 303);
+    QVERIFY(answer.headers.value("location").startsWith(redirect.toLatin1() + "/?"));
+    QCOMPARE(carried(answer, u"state"_s), u"a state&more"_s);
+    QCOMPARE(carried(answer, u"error"_s), scopes.isEmpty() ? u"access_denied"_s : QString());
+    QCOMPARE(carried(answer).hasQueryItem(u"code"_s), !scopes.isEmpty());
+    if (scopes.isEmpty()) {
+        return;
+    }
+    const Answer tokens = redeem(carried(answer, u"code"_s));
+    QCOMPARE(tokens.status, 200);
+    QCOMPARE(tokens.json["scope"_L1].toString(), scopes);
+    QCOMPARE(tokens.json["token_type"_L1].toString(), u"Bearer"_s);
+    QCOMPARE(tokens.json["expires_in"_L1].toInt(), 3599);
+    QCOMPARE(drive(tokens), scopes.contains(driveScope) ? 200 : 403);
+
+    const Answer renewed = refresh(tokens.json["refresh_token"_L1].toString());
+    QCOMPARE(renewed.status, 200);
+    QVERIFY(!renewed.json.contains("refresh_token"_L1));
+    for (const Answer &which : {tokens, renewed}) {
+        const QByteArrayList parts = which.json["id_token"_L1].toString().toLatin1().split('.');
+        QCOMPARE(parts.size(), 3);
+        const QJsonObject claims =
+            QJsonDocument::fromJson(QByteArray::fromBase64(parts[1], QByteArray::Base64UrlEncoding)).object();
+        QCOMPARE(claims["email"_L1].toString(), u"person@example.com"_s);
+        QCOMPARE(claims["aud"_L1].toString(), m_google->clientId());
+    }
+}
+
+void AccountsTest::pageAnswersItself_data() {
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<int>("granted"); // scopes
+    QTest::newRow("agree") << u"agree"_s << 3;
+    QTest::newRow("untick") << u"untick"_s << 2;
+    QTest::newRow("refuse") << u"refuse"_s << 0;
+}
+
+void AccountsTest::pageAnswersItself() {
+    QFETCH(QString, answer);
+    QFETCH(int, granted);
+    m_google->answerThePage(answer);
+    const Answer page = openPage();
+    QCOMPARE(page.status, 303);
+    QCOMPARE(carried(page, u"state"_s), u"a state&more"_s);
+    QCOMPARE(carried(page).hasQueryItem(u"error"_s), granted == 0);
+    const QString scopes = redeem(carried(page, u"code"_s)).json["scope"_L1].toString();
+    QCOMPARE(int(scopes.split(u' ', Qt::SkipEmptyParts).size()), granted);
+    // What Google would not ask, nobody answers.
+    QCOMPARE(openPage({{u"client_id"_s, u"x"_s}}).status, 401);
+    m_google->answerThePage({});
+    QCOMPARE(openPage().status, 200);
+}
+
+void AccountsTest::pageIsRefused_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("error");
+    const auto row = [](const char *title, const char *name, const QString &value, const char *error,
+                        int status = 400) {
+        QTest::newRow(title) << QString::fromLatin1(name) << value << status << QByteArray(error);
+    };
+    for (const char *name :
+         {"client_id", "redirect_uri", "response_type", "scope", "code_challenge", "code_challenge_method"}) {
+        row(QByteArray("without ").append(name).constData(), name, {}, "Missing required parameter");
+    }
+    row("unknown client", "client_id", u"x"_s, "invalid_client", 401);
+    row("unknown parameter", "unheard", u"of"_s, "Parameter not allowed for this message type: unheard");
+    row("another machine", "redirect_uri", u"http://192.168.0.1:5"_s, "redirect_uri_mismatch");
+    row("a name", "redirect_uri", u"http://localhost:5"_s, "redirect_uri_mismatch");
+    row("a name that begins like the address", "redirect_uri", u"http://127.0.0.1.example.com:5"_s,
+        "redirect_uri_mismatch");
+    row("the address as a user", "redirect_uri", u"http://127.0.0.1:5@example.com:5"_s, "redirect_uri_mismatch");
+    row("a scheme of its own", "redirect_uri", u"quillmount://127.0.0.1:5"_s, "redirect_uri_mismatch");
+    row("a token at once", "response_type", u"token"_s, "unsupported_response_type");
+    row("unknown scope", "scope", u"openid everything"_s, "invalid_scope");
+    row("verifier in the clear", "code_challenge_method", u"plain"_s, "invalid_request");
+    row("challenge too short", "code_challenge", u"abc"_s, "invalid_request");
+    row("mark-up", "client_id", u"<script>x</script>"_s, "invalid_client", 401);
+    row("mark-up that is shown", "scope", u"<script>x</script>"_s, "&lt;script&gt;");
+}
+
+void AccountsTest::pageIsRefused() {
+    QFETCH(QString, name);
+    QFETCH(QString, value);
+    QFETCH(int, status);
+    QFETCH(QByteArray, error);
+    for (const QString &answer : {QString(), u"agree"_s}) {
+        m_google->answerThePage(answer);
+        const Answer page = openPage({{name, value}});
+        QCOMPARE(page.status, status);
+        QVERIFY2(page.body.contains(error), page.body.constData());
+        QVERIFY(!page.body.contains("<script"));
+        // Nobody is sent to an address that is not trusted.
+        QVERIFY(!page.headers.contains("location"));
+    }
+}
+
+void AccountsTest::answerCountsOnce() {
+    const Answer page = openPage();
+    QCOMPARE(decide(page, "decision=maybe").status, 400);
+    QCOMPARE(decide(page, "decision=agree").status, 303);
+    QCOMPARE(decide(page, "decision=agree").status, 400);
+    QCOMPARE(post(u"/o/oauth2/v2/decision"_s, "decision=agree&ticket=").status, 400);
+    QCOMPARE(m_client->send("GET", m_google->accounts() + u"/favicon.ico"_s, {}, {}).status, 404);
+    QCOMPARE(m_client->send("GET", m_google->accounts() + u"/o/oauth2/v2/auth"_s, {}, {{"Host", "example.com"}}).status,
+             400);
+}
+
+void AccountsTest::codeIsRefused_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<bool>("isUsedUp");
+    const auto row = [](const char *title, const char *name, const QString &value, const char *error,
+                        bool isUsedUp = false, int status = 400) {
+        QTest::newRow(title) << QString::fromLatin1(name) << value << status << QString::fromLatin1(error) << isUsedUp;
+    };
+    row("other code", "code", u"4/0Ax"_s, "invalid_grant");
+    row("no code", "code", {}, "invalid_request");
+    row("other redirect", "redirect_uri", redirect + u'/', "redirect_uri_mismatch", true);
+    row("no redirect", "redirect_uri", {}, "invalid_request");
+    row("other verifier", "code_verifier", verifier + u'x', "invalid_grant", true);
+    row("no verifier", "code_verifier", {}, "invalid_grant", true);
+    row("other secret", "client_secret", u"x"_s, "invalid_client", false, 401);
+    row("no secret", "client_secret", {}, "invalid_request");
+    row("other client", "client_id", u"x"_s, "invalid_client", false, 401);
+    row("another's code", "client_id", u"another"_s, "invalid_grant", true);
+    row("unknown field", "state", u"x"_s, "invalid_request");
+    row("other grant", "grant_type", u"implicit"_s, "unsupported_grant_type");
+}
+
+void AccountsTest::codeIsRefused() {
+    QFETCH(QString, name);
+    QFETCH(QString, value);
+    QFETCH(bool, isUsedUp);
+    // Another client, known by the same secret.
+    m_google->control("POST", u"/grants"_s,
+                      {{"clientId"_L1, "another"_L1}, {"clientSecret"_L1, m_google->clientSecret()}});
+    const QString code = newCode();
+    const Answer refused = redeem(code, {{name, value}});
+    QTEST(refused.status, "status");
+    QTEST(refused.json["error"_L1].toString(), "error");
+    QVERIFY(!refused.json["error_description"_L1].toString().isEmpty());
+    QCOMPARE(redeem(code).status, isUsedUp ? 400 : 200);
+    QCOMPARE(redeem(code).json["error"_L1].toString(), u"invalid_grant"_s);
+}
+
+void AccountsTest::codeLivesShortly() {
+    m_google->control("POST", u"/settings"_s, {{"codeLifetime"_L1, 0}});
+    QCOMPARE(redeem(newCode()).json["error"_L1].toString(), u"invalid_grant"_s);
+}
+
+void AccountsTest::refreshTokenHasItsPrice_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<bool>("hasIdentity");
+    QTest::newRow("online") << u"access_type"_s << u"online"_s << true;
+    QTest::newRow("access not named") << u"access_type"_s << QString() << true;
+    QTest::newRow("no consent asked for") << u"prompt"_s << QString() << true;
+    QTest::newRow("the Drive alone") << u"scope"_s << driveScope << false;
+}
+
+void AccountsTest::refreshTokenHasItsPrice() {
+    QFETCH(QString, name);
+    QFETCH(QString, value);
+    QFETCH(bool, hasIdentity);
+    const Answer tokens = redeem(newCode({{name, value}}));
+    QCOMPARE(tokens.status, 200);
+    QCOMPARE(drive(tokens), 200);
+    QCOMPARE(tokens.json.contains("refresh_token"_L1), !hasIdentity);
+    QCOMPARE(tokens.json.contains("id_token"_L1), hasIdentity);
+    QCOMPARE(refresh({}).status, 400);
+}
+
+void AccountsTest::grantOutlivesTheProgramAndItsCodeDoesNot() {
+    const Answer tokens = redeem(newCode());
+    const QString code = newCode();
+    QCOMPARE(m_google->stop(), 0);
+    m_google->start();
+    m_client = std::make_unique<GoogleClient>(*m_google);
+    QCOMPARE(redeem(code).status, 400);
+    QCOMPARE(drive(tokens), 200);
+    m_google->expireTokens();
+    QCOMPARE(drive(tokens), 401);
+    QCOMPARE(drive(refresh(tokens.json["refresh_token"_L1].toString())), 200);
+}
+
+void AccountsTest::tokenEndpointFails_data() {
+    QTest::addColumn<QJsonObject>("fault");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body"); // a part of it
+    QTest::newRow("400") << QJsonObject{{"kind"_L1, "answer"_L1}, {"status"_L1, 400}, {"reason"_L1, "invalid_grant"_L1}}
+                         << 400 << QByteArray(R"("error":"invalid_grant")");
+    QTest::newRow("500") << QJsonObject{{"kind"_L1, "answer"_L1},
+                                        {"status"_L1, 500},
+                                        {"reason"_L1, "internal_failure"_L1}}
+                         << 500 << QByteArray("internal_failure");
+    QTest::newRow("not JSON") << QJsonObject{{"kind"_L1, "text"_L1}, {"text"_L1, "<html>"_L1}} << 200
+                              << QByteArray("<html>");
+    QTest::newRow("no refresh token") << QJsonObject{{"kind"_L1, "omit"_L1}, {"member"_L1, "refresh_token"_L1}} << 200
+                                      << QByteArray("\"access_token\":\"");
+    QTest::newRow("cut") << QJsonObject{{"kind"_L1, "drop"_L1}} << 0 << QByteArray();
+}
+
+void AccountsTest::tokenEndpointFails() {
+    QFETCH(QJsonObject, fault);
+    fault.insert("host"_L1, "accounts.google.com"_L1);
+    fault.insert("path"_L1, "/token"_L1);
+    m_google->fault(fault);
+    const Answer answer = redeem(newCode());
+    QTEST(answer.status, "status");
+    QFETCH(QByteArray, body);
+    QVERIFY2(answer.body.contains(body) && !answer.body.contains("refresh_token"), answer.body.constData());
+    m_google->clearFaults();
+    QCOMPARE(redeem(newCode()).status, 200);
+}
+
+void AccountsTest::nothingSecretIsNoted() {
+    const QString code = newCode();
+    const Answer tokens = redeem(code);
+    redeem(code);
+    QCOMPARE(m_google->count(u"auth.page"_s), 1);
+    QCOMPARE(m_google->count(u"auth.decision"_s), 1);
+    QCOMPARE(m_google->count(u"token.code"_s), 2);
+    const QByteArray all = QJsonDocument(m_google->requests()).toJson();
+    for (const QString &secret :
+         {code, verifier, question()[u"code_challenge"_s], question()[u"state"_s], m_google->clientSecret(),
+          tokens.json["access_token"_L1].toString(), tokens.json["refresh_token"_L1].toString(),
+          tokens.json["id_token"_L1].toString(), u"person@example.com"_s}) {
+        QVERIFY(secret.size() > 8 && !all.contains(secret.toUtf8()));
+    }
+}
+
+QTEST_GUILESS_MAIN(AccountsTest)
+#include "AccountsTest.moc"
