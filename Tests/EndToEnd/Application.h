@@ -29,6 +29,8 @@ public:
     [[nodiscard]] const QStringList &states() const { return m_states; }
     [[nodiscard]] QString state() const { return m_states.isEmpty() ? QString() : m_states.last(); }
 
+    // Types on its terminal, or writes to its standard input.
+    void type(const QByteArray &keys) { m_process.write(keys); }
     // Sends a signal to the process that was started.
     void signal(int number) const;
     // Waits for its end. The status; -1 when it was killed or does not end in time.

@@ -16,6 +16,7 @@ class EndOfApplicationTest : public QObject {
 private Q_SLOTS:
     void endsCleanlyOnSignal_data();
     void endsCleanlyOnSignal();
+    void endsCleanlyOnControlC();
     void endsCleanlyWhileStarting_data();
     void endsCleanlyWhileStarting();
     void uploadsSurviveAKill();
@@ -36,6 +37,20 @@ void EndOfApplicationTest::endsCleanlyOnSignal() {
     Application application(home);
     QVERIFY(application.goLive());
     application.signal(number);
+    QCOMPARE(application.end(), 0);
+    QVERIFY(home.isQuiet());
+}
+
+void EndOfApplicationTest::endsCleanlyOnControlC() {
+    TestHome home;
+    Application application(home);
+    // A terminal of its own, whose Ctrl+C reaches every process that belongs to it.
+    application.command = {u"/usr/bin/script"_s, u"-qefc"_s,
+                           u"exec '%1' --connect-account '%2'"_s.arg(application.command.first(), home.accountFile()),
+                           u"/dev/null"_s};
+    application.start();
+    QTRY_VERIFY_WITH_TIMEOUT(application.output().contains("Drive: "), 20'000);
+    application.type("\x03");
     QCOMPARE(application.end(), 0);
     QVERIFY(home.isQuiet());
 }

@@ -119,6 +119,7 @@ void LaunchTest::environmentIsInheritedExceptTheEnginesOwn() {
     m_application->environment.insert(u"RCLONE_DRIVE_TRASHED_ONLY"_s, u"true"_s);
     m_application->environment.insert(u"RCLONE_RC_USER"_s, u"somebody"_s);
     m_application->environment.insert(u"RCLONE_CONFIG"_s, u"/nowhere"_s);
+    m_application->environment.insert(u"QUILLMOUNT_ENGINE_RCLONE_CACHE_DIR"_s, u"/nowhere"_s);
     QVERIFY(m_application->goLive());
 
     QMap<QByteArray, QByteArray> environment = engine().environment;

@@ -138,6 +138,14 @@ pid_t TestHome::processNamed(const QByteArray &program) const {
     return 0;
 }
 
+pid_t TestHome::processWith(const QByteArray &argument) const {
+    const QList<ProcessInfo> all = processes();
+    for (const ProcessInfo &process : all)
+        if (process.arguments.contains(argument))
+            return process.pid;
+    return 0;
+}
+
 bool TestHome::isMounted() const {
     return isListed(mountPoint().toUtf8()).value_or(true);
 }

@@ -48,6 +48,8 @@ public:
     [[nodiscard]] QList<ProcessInfo> processes() const { return processesOf(path().toUtf8()); }
     // The one of that name; 0 when there is none.
     [[nodiscard]] pid_t processNamed(const QByteArray &program) const;
+    // The one that has such an argument, or runs such a script; 0 when there is none.
+    [[nodiscard]] pid_t processWith(const QByteArray &argument) const;
     [[nodiscard]] pid_t application() const { return processNamed("quillmount"); }
     [[nodiscard]] pid_t engine() const { return processNamed("QuillmountEngine"); }
     [[nodiscard]] pid_t mountServer() const { return processNamed("quillmount-mount"); }
