@@ -42,6 +42,10 @@ struct FileState {
     int asking = 0;                   ///< attribute calls under way
     std::uint64_t endWhileAsking = 0; ///< how far writes reached that were confirmed during such calls
     std::uint64_t stream = 0;
+    std::uint64_t reach = 0;  ///< the end of the file on the server once everything sent has arrived
+    int reading = 0;          ///< read calls under way
+    int readersWaiting = 0;   ///< readers whose turn comes when the writes under way have ended
+    bool exclusive = false;   ///< the size is being set
     std::uint64_t errors = 0; ///< how many writes the server refused
     int lastError = 0;
     std::set<OpenFile *> opened;
@@ -65,6 +69,8 @@ struct Result {
 ///   once more. While a file or folder is being renamed or removed, no call is under way with a handle in its tree.
 /// - What a program has written is sent behind its back and confirmed before the file counts as closed. Everything that
 ///   depends on the content waits for it.
+/// - Calls that open one file on the server take turns: reads among themselves, writes among themselves, a change of size
+///   alone. The server does not keep them apart: a write that grows a file loses bytes when another call opens it meanwhile.
 /// - "No such file" is only believed when the folder can be listed, for the server says so too when it has no network.
 class FileSystem {
 public:
@@ -153,6 +159,11 @@ private:
     Task<void> afterLastClose(InodePtr inode);
     Task<int> readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
                         std::size_t &got);
+    Task<void> beginReading(InodePtr inode);
+    void endReading(const InodePtr &inode);
+    Task<void> beginExclusive(InodePtr inode);
+    void endExclusive(const InodePtr &inode);
+    Task<int> fillGap(InodePtr inode, std::uint64_t end);
     Task<void> fetchBlock(InodePtr inode, ReadAhead::BlockPtr block);
     Task<bool> answerFromBlocks(Request &request, std::vector<ReadAhead::BlockPtr> blocks, std::uint64_t offset,
                                 std::size_t size);
@@ -160,7 +171,7 @@ private:
                            bool fromPageCache);
     void changed(Inode &inode);
     void pump(const InodePtr &inode);
-    Task<void> send(InodePtr inode, WriteBehind::Chunk *chunk);
+    Task<void> send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap);
     Task<void> settle(InodePtr inode);
     int takeError(OpenFile &file);
 

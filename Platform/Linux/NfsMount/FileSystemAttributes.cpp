@@ -89,6 +89,8 @@ Task<Result<Attributes>> FileSystem::fetchAttributes(InodePtr inode) {
     if (result.error == 0 && result.value.type != inode->type())
         result.error = ESTALE;
     if (result.error == 0) {
+        if (inode->file && inode->file->pending.isEmpty())
+            inode->file->reach = result.value.size;
         result.value = withPending(*inode, result.value);
         if (inode->file)
             inode->file->size = result.value.size;
@@ -131,15 +133,22 @@ void FileSystem::noteChange(FileState &state, const Change &change) {
 }
 
 Task<int> FileSystem::applyChange(InodePtr inode, AttributeChange change, Attributes &after) {
-    if (inode->file)
+    if (change.size) {
+        stateOf(*inode);
+        co_await beginExclusive(inode);
+    } else if (inode->file) {
         co_await settle(inode);
+    }
     const Result<Change> result = co_await onHandle<Change>(
         Procedure::SetAttributes, inode, [&](const Handle &handle) { return m_client.setAttributes(handle, change); });
     changed(*inode);
-    if (inode->file) {
+    if (inode->file)
         noteChange(*inode->file, result.value);
-        if (change.size && inode->file->asking > 0)
-            inode->file->endWhileAsking = 0;
+    if (change.size) {
+        if (result.error == 0)
+            inode->file->reach = *change.size;
+        inode->file->endWhileAsking = 0;
+        endExclusive(inode);
     }
     if (result.error == 0 && result.value.hasAfter) {
         after = result.value.after;

@@ -79,14 +79,50 @@ Task<void> FileSystem::open(Request request, InodePtr inode, fuse_file_info info
         dropOpen(info.fh);
 }
 
+Task<void> FileSystem::beginReading(InodePtr inode)
+{
+    const std::shared_ptr<FileState> state = inode->file;
+    co_await settle(inode);
+    ++state->readersWaiting;
+    while (state->pending.inFlight() > 0 || state->exclusive)
+        co_await state->settled.wait();
+    --state->readersWaiting;
+    ++state->reading;
+}
+
+void FileSystem::endReading(const InodePtr &inode)
+{
+    --inode->file->reading;
+    pump(inode);
+    inode->file->settled.open();
+}
+
+Task<void> FileSystem::beginExclusive(InodePtr inode)
+{
+    const std::shared_ptr<FileState> state = inode->file;
+    co_await settle(inode);
+    while (state->pending.inFlight() > 0 || state->reading > 0 || state->exclusive)
+        co_await state->settled.wait();
+    state->exclusive = true;
+}
+
+void FileSystem::endExclusive(const InodePtr &inode)
+{
+    inode->file->exclusive = false;
+    pump(inode);
+    inode->file->settled.open();
+}
+
 Task<int> FileSystem::readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
                                 std::size_t &got) {
     got = 0;
     for (int doubts = 0; got < size;) {
+        co_await beginReading(inode);
         const Result<ReadResult> part =
             co_await onHandle<ReadResult>(Procedure::Read, inode, [&](const Handle &handle) {
                 return m_client.read(handle, offset + got, buffer + got, size - got, ahead);
             });
+        endReading(inode);
         if (part.error != 0)
             co_return part.error;
         const ReadResult &result = part.value;
@@ -141,16 +177,15 @@ Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t off
     }
     const std::shared_ptr<OpenFile> file = found->second;
     const InodePtr inode = file->inode;
-    // The server must know of everything up to here, or it would take the middle of the file for its end.
-    if (file->state->pending.end() > offset)
-        co_await settle(inode);
+    // While the file is also being written, what was read ahead would be thrown away at once.
     if (file->state->pending.isEmpty()) {
         for (ReadAhead::BlockPtr &block : file->ahead.note(offset, size, file->state->size))
             spawn(fetchBlock(inode, std::move(block)));
         const std::uint64_t known = file->state->size;
-        const std::size_t inside = offset < known ? std::min<std::uint64_t>(size, known - offset) : 0;
-        std::vector<ReadAhead::BlockPtr> blocks = file->ahead.covering(offset, inside);
-        if (!blocks.empty() && inside == size && co_await answerFromBlocks(request, std::move(blocks), offset, size))
+        std::vector<ReadAhead::BlockPtr> blocks;
+        if (offset + size <= known)
+            blocks = file->ahead.covering(offset, size);
+        if (!blocks.empty() && co_await answerFromBlocks(request, std::move(blocks), offset, size))
             co_return;
     }
     Buffer buffer(size);
@@ -221,15 +256,50 @@ Task<void> FileSystem::finishWrite(Request request, std::shared_ptr<OpenFile> fi
     request.answer([&](fuse_req_t target) { return fuse_reply_write(target, size); });
 }
 
-void FileSystem::pump(const InodePtr &inode) {
-    while (WriteBehind::Chunk *chunk = inode->file->pending.nextToSend())
-        spawn(send(inode, chunk));
+void FileSystem::pump(const InodePtr &inode)
+{
+    FileState &state = *inode->file;
+    while (state.reading == 0 && state.readersWaiting == 0 && !state.exclusive) {
+        WriteBehind::Chunk *chunk = state.pending.nextToSend();
+        if (!chunk)
+            return;
+        const bool afterGap = chunk->offset > state.reach;
+        state.reach = std::max(state.reach, chunk->end());
+        state.exclusive = afterGap;
+        spawn(send(inode, chunk, afterGap));
+    }
 }
 
-Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk) {
+/// Grows the file to \a end. A write beyond the end leaves a gap, which the server forgets to be zeros when it is asked for
+/// the size at the same moment; a size that was set it remembers.
+Task<int> FileSystem::fillGap(InodePtr inode, std::uint64_t end)
+{
+    while (inode->file->pending.inFlight() > 1)
+        co_await inode->file->settled.wait();
+    // Somebody else may have made it longer meanwhile.
+    const Result<Attributes> now = co_await onHandle<Attributes>(
+        Procedure::GetAttributes, inode, [&](const Handle &handle) { return m_client.getAttributes(handle); });
+    if (now.error != 0 || now.value.size >= end)
+        co_return now.error;
+    AttributeChange change;
+    change.size = end;
+    const Result<Change> grown = co_await onHandle<Change>(
+        Procedure::SetAttributes, inode, [&](const Handle &handle) { return m_client.setAttributes(handle, change); });
+    if (grown.error == 0)
+        noteChange(*inode->file, grown.value);
+    co_return grown.error;
+}
+
+Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap)
+{
     const std::shared_ptr<FileState> state = inode->file;
     std::size_t done = 0;
     int error = 0;
+    if (afterGap) {
+        error = co_await fillGap(inode, chunk->offset);
+        state->exclusive = false;
+        pump(inode);
+    }
     while (done < chunk->bytes.size() && error == 0) {
         const Result<WriteResult> part =
             co_await onHandle<WriteResult>(Procedure::Write, inode, [&](const Handle &handle) {
