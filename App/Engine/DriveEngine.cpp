@@ -112,12 +112,19 @@ void DriveEngine::retry() {
     m_restartTask.cancel();
     if (m_process && m_state.isFailed()) {
         // A failed drive can still have its engine; `start` would take it for one that needs nothing.
-        spawn(endEngineThenStart());
+        spawn(detachThenStart());
         return;
     }
     if (m_state.isFailed())
         setState(State::stopped);
     start();
+}
+
+QCoro::Task<> DriveEngine::detachThenStart() {
+    const QPointer self(this);
+    co_await detach();
+    if (self)
+        start();
 }
 
 QCoro::Task<> DriveEngine::endEngine() {
@@ -128,13 +135,6 @@ QCoro::Task<> DriveEngine::endEngine() {
         co_await detach();
         // Somebody else may have started another one meanwhile.
     } while (self && m_process && generation != m_launchGeneration);
-}
-
-QCoro::Task<> DriveEngine::endEngineThenStart() {
-    const QPointer self(this);
-    co_await endEngine();
-    if (self)
-        start();
 }
 
 QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) {

@@ -89,8 +89,9 @@ private:
     void engineExited(quint64 generation);
     void restartAfter(Clock::Duration delay);
     [[nodiscard]] QCoro::Task<> detach();
+    [[nodiscard]] QCoro::Task<> detachThenStart();
+    // Detaches until no engine runs.
     [[nodiscard]] QCoro::Task<> endEngine();
-    [[nodiscard]] QCoro::Task<> endEngineThenStart();
 
     [[nodiscard]] QCoro::Task<> waitForMountThenPoll(quint16 nfsPort, std::stop_token stop);
     [[nodiscard]] QCoro::Task<bool> waitForMount(quint16 nfsPort, std::stop_token stop);
