@@ -61,10 +61,6 @@ GoogleAuth::~GoogleAuth() {
     endAttempt(AuthError::cancelled);
 }
 
-QString GoogleAuth::driveScope() {
-    return u"https://www.googleapis.com/auth/drive.file"_s;
-}
-
 QCoro::Task<GoogleAuth::Result> GoogleAuth::signIn(std::stop_token stop) {
     const Credentials credentials = Credentials::current();
     const auto endpoints = GoogleEndpoints::current();

@@ -55,7 +55,7 @@ public:
     [[nodiscard]] static QCoro::Task<std::optional<QString>> idToken(QString refresh);
 
     // The permission for files that the application made, Google's full name of it.
-    [[nodiscard]] static QString driveScope();
+    [[nodiscard]] static QString driveScope() { return QStringLiteral("https://www.googleapis.com/auth/drive.file"); }
 
 Q_SIGNALS:
     // The browser has come back with a code, which is exchanged now.
