@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/AccountConnection.h"
 #include "App/AppDelegate.h"
 #include "App/Engine/EngineConfig.h"
+#include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
 #include "Platform/Platform.h"
 
@@ -32,8 +34,8 @@ QCoro::Task<> connectAccount(DriveEngine *engine, QString file) {
     co_await engine->connect(QString::fromUtf8(token), email);
 }
 
-// Runs the application and returns its exit status.
-int run(const QString &accountFile) {
+// Runs the application and returns its exit status. `signIn`: when there is no account, the person is asked for one.
+int run(const QString &accountFile, bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
     DriveEngine &engine = delegate.engine();
@@ -45,12 +47,21 @@ int run(const QString &accountFile) {
         std::printf("Drive: %s\n", qUtf8Printable(engine.mountPoint()));
         std::fflush(stdout);
     });
+    AccountConnection account(engine);
+    QObject::connect(&account, &AccountConnection::stateChanged, &delegate, [&] {
+        if (account.state() != AccountConnection::State::failed)
+            return;
+        std::puts(qUtf8Printable(account.errorText()));
+        std::fflush(stdout);
+    });
     QMetaObject::invokeMethod(
         &delegate,
         [&] {
             delegate.applicationDidFinishLaunching();
             if (!accountFile.isEmpty())
                 spawn(connectAccount(&engine, accountFile));
+            else if (signIn && !Paths::hasEngineConfig())
+                account.start();
         },
         Qt::QueuedConnection);
     return QApplication::exec();
@@ -75,13 +86,15 @@ int main(int argc, char **argv) {
     const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
     const QCommandLineOption account(u"connect-account"_s, u"Connect the account in FILE, and remove FILE."_s,
                                      u"FILE"_s);
-    options.addOptions({background, account});
+    // For development: there is no window yet in which a person could begin it.
+    const QCommandLineOption signIn(u"sign-in"_s, u"Begin the sign-in at once when there is no account."_s);
+    options.addOptions({background, account, signIn});
     options.process(application);
 
     Platform::install(makePlatform());
     int status = 0;
     if (Platform::current().singleInstance->acquire())
-        status = run(options.value(account));
+        status = run(options.value(account), options.isSet(signIn));
     else
         std::puts("Quillmount is already running for this home.");
     Platform::install(nullptr);
