@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+// From no account to a live drive, over the browser and back, and what the person is told when it does not get there.
+#include "Tests/EndToEnd/Application.h"
+#include "Tests/EndToEnd/TestHome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTest>
+#include <QUrlQuery>
+
+#include <csignal>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString tokenEndpoint = u"/token"_s;
+
+QByteArray contents(const QString &path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool write(const QString &path, const QByteArray &bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+} // namespace
+
+class SignInTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void leadsToALiveDrive();
+    void tellsWhyItFailed_data();
+    void tellsWhyItFailed();
+    void isGivenUpAtTheEnd_data();
+    void isGivenUpAtTheEnd();
+
+private:
+    // The application's programs with a dictionary that leads to the local Google, and a browser without a window.
+    void makeBundle() const;
+    void makeBrowser() const;
+    // Where the browser was in the end, with the code; empty until it is there.
+    [[nodiscard]] QUrl whereBrowserEnded() const {
+        return QUrl(QString::fromLatin1(contents(m_home->path() + u"/address"_s)));
+    }
+    [[nodiscard]] QByteArray pageShown() const { return contents(m_home->path() + u"/page.html"_s); }
+    // The token in the engine's configuration; empty while there is none.
+    [[nodiscard]] QJsonObject engineToken() const;
+    // The last grant that the local Google gave.
+    [[nodiscard]] QJsonObject lastGrant() const;
+
+    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<Application> m_application;
+};
+
+void SignInTest::init() {
+    m_home = std::make_unique<TestHome>();
+    m_application = std::make_unique<Application>(*m_home);
+    makeBundle();
+    makeBrowser();
+    m_home->google.answerThePage(u"agree"_s);
+}
+
+void SignInTest::cleanup() {
+    m_application.reset();
+    m_home.reset();
+}
+
+void SignInTest::makeBundle() const {
+    const QString bundle = m_home->path() + u"/bundle"_s;
+    QVERIFY(QDir().mkpath(bundle));
+    for (const QString &name : {u"quillmount"_s, u"quillmount-mount"_s, u"QuillmountEngine"_s})
+        QVERIFY(QFile::copy(qEnvironmentVariable("QUILLMOUNT_BIN") + u'/' + name, bundle + u'/' + name));
+    const LocalGoogle &google = m_home->google;
+    const QJsonObject info{{"QMGoogleClientID"_L1, google.clientId()},
+                           {"QMGoogleClientSecret"_L1, google.clientSecret()},
+                           {"QMGoogleAuthorizationEndpoint"_L1, google.accounts() + u"/o/oauth2/v2/auth"_s},
+                           {"QMGoogleTokenEndpoint"_L1, google.accounts() + tokenEndpoint}};
+    QVERIFY(write(bundle + u"/Info.json"_s, QJsonDocument(info).toJson()));
+    m_application->command = {bundle + u"/quillmount"_s};
+}
+
+void SignInTest::makeBrowser() const {
+    const QString folder = m_home->path() + u"/programs"_s;
+    QVERIFY(QDir().mkpath(folder));
+    const QString opener = folder + u"/xdg-open"_s;
+    QVERIFY(write(opener, R"(#!/bin/sh
+exec >"$HOME/address.new"
+curl --silent --noproxy '*' --location --output "$HOME/page.html" --write-out '%{url_effective}' -- "$1"
+mv "$HOME/address.new" "$HOME/address"
+)"));
+    QVERIFY(QFile::setPermissions(opener, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QProcessEnvironment &environment = m_application->environment;
+    environment.insert(u"PATH"_s, folder + u':' + environment.value(u"PATH"_s));
+    // The proxy is the engine's; the application and its browser get on without one.
+    for (const QString &name : {u"HTTPS_PROXY"_s, u"SSL_CERT_FILE"_s})
+        environment.insert(u"QUILLMOUNT_ENGINE_"_s + name, environment.value(name));
+    environment.insert(u"HTTPS_PROXY"_s, u"http://127.0.0.1:1"_s);
+    environment.remove(u"SSL_CERT_FILE"_s);
+}
+
+QJsonObject SignInTest::engineToken() const {
+    const QByteArrayList lines = contents(m_home->engineConfiguration()).split('\n');
+    for (const QByteArray &line : lines)
+        if (line.startsWith("token = "))
+            return QJsonDocument::fromJson(line.mid(8)).object();
+    return {};
+}
+
+QJsonObject SignInTest::lastGrant() const {
+    const QByteArray state = contents(m_home->google.directory() + u"/.state/grants.json"_s);
+    return QJsonDocument::fromJson(state)["grants"_L1].toArray().last().toObject();
+}
+
+void SignInTest::leadsToALiveDrive() {
+    // The engine renews a token some seconds before its end.
+    m_home->google.control("POST", u"/settings"_s, {{"tokenLifetime"_L1, 15}});
+    m_application->start({u"--sign-in"_s});
+    QByteArray seen;
+    QJsonObject token;
+    const auto look = [&] {
+        const QList<ProcessInfo> processes = m_home->processes();
+        for (const ProcessInfo &process : processes)
+            seen += process.description() + '\n';
+        if (token.isEmpty())
+            token = engineToken();
+        return m_application->state() == u"live"_s;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(look(), 20'000);
+    QVERIFY(pageShown().contains("You're connected"));
+    QCOMPARE(token["refresh_token"_L1], lastGrant()["refresh"_L1]);
+    QVERIFY(m_home->save(u"letter.txt"_s, "Dear Google"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_home->onGoogle(u"letter.txt"_s), QByteArray("Dear Google"), 20'000);
+
+    QTRY_VERIFY_WITH_TIMEOUT(look() && engineToken()["access_token"_L1] != token["access_token"_L1], 40'000);
+    QCOMPARE(engineToken()["refresh_token"_L1], token["refresh_token"_L1]);
+    QVERIFY(m_home->google.count(u"token.refresh"_s) > 0);
+    QCOMPARE(m_home->google.count(u"token.code"_s), 1);
+
+    const QUrlQuery redirect(whereBrowserEnded());
+    QFile engineLog(m_home->engineLog());
+    QVERIFY(engineLog.open(QIODevice::ReadOnly));
+    const QByteArray logs = engineLog.readAll() + m_application->output() + m_application->log();
+    QVERIFY(seen.contains("QuillmountEngine") && logs.contains("-> live"));
+    const QStringList secrets{redirect.queryItemValue(u"code"_s, QUrl::FullyDecoded),
+                              redirect.queryItemValue(u"code"_s, QUrl::FullyEncoded),
+                              token["access_token"_L1].toString(),
+                              token["refresh_token"_L1].toString(),
+                              engineToken()["access_token"_L1].toString(),
+                              m_home->google.clientSecret(),
+                              u"person@example.com"_s};
+    for (const QString &secret : secrets) {
+        QVERIFY(secret.size() > 8);
+        QVERIFY(!logs.contains(secret.toUtf8()) && !seen.contains(secret.toUtf8()));
+    }
+    // The browser is told the state, and so is whoever looks at its arguments; the logs are not.
+    QVERIFY(!logs.contains(redirect.queryItemValue(u"state"_s).toUtf8()));
+
+    // The account is there now.
+    m_application->signal(SIGTERM);
+    QCOMPARE(m_application->end(), 0);
+    m_application->start({u"--sign-in"_s});
+    QVERIFY(m_application->comesTo(u"live"_s));
+    QCOMPARE(m_home->google.count(u"auth.page"_s), 1);
+}
+
+void SignInTest::tellsWhyItFailed_data() {
+    QTest::addColumn<QString>("answer");
+    QTest::addColumn<QJsonObject>("fault"); // of the token endpoint
+    QTest::addColumn<QByteArray>("sentence");
+    const QString agree = u"agree"_s;
+    const QByteArray unconfirmed = "Google didn't confirm the sign-in. Please try again.\n";
+    const QByteArray unreachable = "Couldn't reach Google. Check your internet connection and try again.\n";
+    QTest::newRow("refused") << u"refuse"_s << QJsonObject()
+                             << QByteArray("Google access wasn't granted. Try again and leave the Google Drive box "
+                                           "ticked.\n");
+    QTest::newRow("box left unticked") << u"untick"_s << QJsonObject()
+                                       << QByteArray("Google Drive access wasn't allowed. Click Try Again and tick the "
+                                                     "box that lets Quillmount use Google Drive.\n");
+    QTest::newRow("400") << agree
+                         << QJsonObject{{"kind"_L1, "answer"_L1}, {"status"_L1, 400}, {"reason"_L1, "invalid_grant"_L1}}
+                         << unconfirmed;
+    QTest::newRow("500") << agree
+                         << QJsonObject{{"kind"_L1, "answer"_L1}, {"status"_L1, 500}, {"reason"_L1, "internal"_L1}}
+                         << unconfirmed;
+    QTest::newRow("not JSON") << agree << QJsonObject{{"kind"_L1, "text"_L1}, {"text"_L1, "<html>"_L1}} << unconfirmed;
+    QTest::newRow("no refresh token") << agree << QJsonObject{{"kind"_L1, "omit"_L1}, {"member"_L1, "refresh_token"_L1}}
+                                      << unconfirmed;
+    QTest::newRow("cut") << agree << QJsonObject{{"kind"_L1, "drop"_L1}} << unreachable;
+    QTest::newRow("stalled, then cut") << agree << QJsonObject{{"kind"_L1, "stall"_L1}} << unreachable;
+}
+
+void SignInTest::tellsWhyItFailed() {
+    QFETCH(QString, answer);
+    QFETCH(QJsonObject, fault);
+    QFETCH(QByteArray, sentence);
+    m_home->google.answerThePage(answer);
+    int number = 0;
+    if (!fault.isEmpty()) {
+        fault.insert("path"_L1, tokenEndpoint);
+        number = m_home->google.fault(fault);
+    }
+    m_application->start({u"--sign-in"_s});
+    if (fault["kind"_L1] == "stall"_L1) {
+        QTRY_VERIFY_WITH_TIMEOUT(m_home->hits(number) > 0, 20'000);
+        QVERIFY(m_application->output().isEmpty());
+        m_home->google.clearFaults();
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(m_application->output(), sentence, 20'000);
+    QTRY_VERIFY(!whereBrowserEnded().isEmpty());
+    QVERIFY(pageShown().contains(answer == "refuse"_L1 ? "Sign-in didn't finish" : "You're connected"));
+    QVERIFY(m_application->states().isEmpty() && m_application->isRunning());
+    QVERIFY(m_home->engine() == 0 && !QFile::exists(m_home->engineConfiguration()));
+    // The code is not tried again.
+    QVERIFY(number == 0 || m_home->google.count(u"token.code"_s) <= 1);
+    const QString code = QUrlQuery(whereBrowserEnded()).queryItemValue(u"code"_s, QUrl::FullyDecoded);
+    QVERIFY(code.isEmpty() == (answer == "refuse"_L1));
+    QVERIFY(code.isEmpty() || !m_application->log().contains(code.toUtf8()));
+
+    m_application->signal(SIGTERM);
+    QCOMPARE(m_application->end(), 0);
+}
+
+void SignInTest::isGivenUpAtTheEnd_data() {
+    QTest::addColumn<QString>("path"); // whose request is left waiting
+    QTest::newRow("at the page") << u"/o/oauth2/v2/auth"_s;
+    QTest::newRow("while tokens are asked for") << tokenEndpoint;
+}
+
+void SignInTest::isGivenUpAtTheEnd() {
+    QFETCH(QString, path);
+    const int stalled = m_home->google.fault({{"kind"_L1, "stall"_L1}, {"path"_L1, path}});
+    m_application->start({u"--sign-in"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(m_home->hits(stalled) > 0, 20'000);
+    m_application->signal(SIGTERM);
+    QCOMPARE(m_application->end(5), 0);
+    QCOMPARE(m_application->output(), QByteArray());
+    QVERIFY(!QFile::exists(m_home->engineConfiguration()));
+    m_home->google.clearFaults(); // and the browser goes on, too
+    QTRY_VERIFY_WITH_TIMEOUT(m_home->isQuiet(), 20'000);
+}
+
+QTEST_GUILESS_MAIN(SignInTest)
+#include "SignInTest.moc"
