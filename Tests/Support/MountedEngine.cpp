@@ -152,6 +152,11 @@ QString MountedEngine::makeMountPoint(const QString &name) {
     return m_directory.filePath(name);
 }
 
+QString MountedEngine::engineLog() const {
+    QFile file(m_directory.filePath(QStringLiteral("engine.log")));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
 bool MountedEngine::waitFor(const std::function<bool()> &condition, int milliseconds) {
     QDeadlineTimer deadline(milliseconds);
     while (!condition()) {

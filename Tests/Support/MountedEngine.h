@@ -52,6 +52,9 @@ public:
     /// A folder beside the mount, on the local disk.
     QString local() const { return m_directory.filePath(QStringLiteral("local")); }
 
+    /// The engine's log so far, for the message of a test that failed.
+    QString engineLog() const;
+
     /// Looks at \a condition again and again until it holds; false after \a milliseconds.
     static bool waitFor(const std::function<bool()> &condition, int milliseconds = 20'000);
 

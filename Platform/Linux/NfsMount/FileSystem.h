@@ -149,6 +149,7 @@ private:
     Task<int> moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName);
     Task<int> sillyRename(InodePtr inode);
     Task<int> removeName(InodePtr folder, std::string name, Procedure procedure);
+    Task<int> removeEmptyFolder(InodePtr folder, std::string name, InodePtr target);
     Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
     void namesChanged(Inode &folder);
 

@@ -11,6 +11,8 @@
 namespace quillmount::nfsmount {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::size_t longestName = 255;
 
 std::uint64_t randomNumber() {
@@ -201,17 +203,32 @@ Task<void> FileSystem::unlink(Request request, InodePtr folder, std::string name
     request.fail(error);
 }
 
-Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name) {
-    const InodePtr target = m_table.child(*folder, name);
-    int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
-    if (error == EIO && target) {
-        // The server has one error for everything. Programs depend on this one being told apart.
+Task<int> FileSystem::removeEmptyFolder(InodePtr folder, std::string name, InodePtr target)
+{
+    auto pause = 100ms;
+    while (true) {
+        const int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
+        if (error != EIO || !target)
+            co_return error;
+        // The server has one error for everything. Programs depend on a full folder being told apart.
         const Result<DirectoryPage> page = co_await onHandle<DirectoryPage>(
             Procedure::List, target, [&](const Handle &handle) { return m_client.peek(handle); });
         constexpr std::size_t ownNames = 2; // "." and ".."
-        if (page.error == 0 && page.value.entries.size() > ownNames)
-            error = ENOTEMPTY;
+        if (page.error != 0)
+            co_return error;
+        if (page.value.entries.size() > ownNames)
+            co_return ENOTEMPTY;
+        // Nothing is in it any more, but the server may still be busy with a file that has just been removed.
+        if (pause > 1s)
+            co_return error;
+        co_await m_loop.sleep(pause);
+        pause *= 2;
     }
+}
+
+Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name)
+{
+    const int error = co_await removeEmptyFolder(folder, name, m_table.child(*folder, name));
     request.fail(error);
 }
 
@@ -225,10 +242,8 @@ Task<int> FileSystem::clearPlace(InodePtr folder, std::string name, InodePtr sou
     }
     if (!target)
         co_return 0;
-    if (target->isDirectory() && (!source || source->isDirectory())) {
-        const int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
-        co_return error == EIO ? ENOTEMPTY : error;
-    }
+    if (target->isDirectory() && (!source || source->isDirectory()))
+        co_return co_await removeEmptyFolder(folder, name, target);
     if (target->opens > 0)
         co_return co_await sillyRename(target);
     co_return 0;
@@ -244,10 +259,11 @@ Task<void> FileSystem::rename(Request request, InodePtr folder, std::string name
     const InodePtr source = m_table.child(*folder, name);
     const InodePtr target = m_table.child(*newFolder, newName);
     std::vector<InodePtr> frozen;
-    for (const InodePtr &inode : {source, target}) {
-        if (inode)
-            frozen.push_back(inode);
-    }
+    if (source)
+        frozen.push_back(source);
+    // A folder that is replaced is empty, and is asked about while it is being removed.
+    if (target && !target->isDirectory())
+        frozen.push_back(target);
     co_await freeze(frozen);
     error = co_await clearPlace(newFolder, newName, source, target, flags);
     const bool setAside =
