@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+// How the application starts and ends.
+#include "App/AppDelegate.h"
+#include "App/Support/Paths.h"
+#include "Platform/Testing/MemoryAlerts.h"
+#include "Platform/Testing/MemoryTerminationSignals.h"
+#include "Tests/Engine/DriveWorld.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <csignal>
+
+using namespace quillmount;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+class AppDelegateTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void firstStartIsQuiet();
+    void quit_data();
+    void quit();
+    void signalsEndTheDrive_data();
+    void signalsEndTheDrive();
+    void tellsOfFilesSetAside();
+
+private:
+    // Time goes on once the engine answers, in steps so small that no deadline passes meanwhile.
+    static bool waitInSteps(DriveWorld &world, const std::function<bool()> &condition) {
+        return waitFor([&] {
+            if (world.engine.isReady(world.engine.pid()))
+                world.platform.clock().advance(10ms);
+            return condition();
+        });
+    }
+    static bool goLive(DriveWorld &world, AppDelegate &delegate) {
+        delegate.applicationDidFinishLaunching();
+        return waitInSteps(world, [&] { return delegate.engine().state() == DriveState::live; });
+    }
+};
+
+void AppDelegateTest::firstStartIsQuiet() {
+    DriveWorld world(DriveWorld::signedOut);
+    AppDelegate delegate(world.setup);
+    delegate.applicationDidFinishLaunching();
+    QCOMPARE(delegate.engine().state(), DriveState(DriveState::signedOut));
+    QCOMPARE(world.engine.starts(), 0);
+}
+
+void AppDelegateTest::quit_data() {
+    QTest::addColumn<int>("queued");
+    QTest::addColumn<int>("inProgress");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QString>("question");
+    QTest::addColumn<bool>("ends");
+    QTest::newRow("nothing pending") << 0 << 0 << 0 << QString() << true;
+    QTest::newRow("one, kept running") << 1 << 0 << 0 << u"1 file still uploading"_s << false;
+    QTest::newRow("three, kept running") << 2 << 1 << 0 << u"3 files still uploading"_s << false;
+    QTest::newRow("two, quit anyway") << 0 << 2 << 1 << u"2 files still uploading"_s << true;
+}
+
+void AppDelegateTest::quit() {
+    QFETCH(const int, queued);
+    QFETCH(const int, inProgress);
+    QFETCH(const int, answer);
+    QFETCH(const QString, question);
+    QFETCH(const bool, ends);
+    DriveWorld world;
+    world.engine.setQueuedUploads(queued, inProgress);
+    AppDelegate delegate(world.setup);
+    QVERIFY(goLive(world, delegate));
+    QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == queued + inProgress; }));
+    world.platform.alerts().answerNext(answer);
+    const auto reply = delegate.applicationShouldTerminate();
+    QCOMPARE(reply == AppDelegate::TerminateReply::now, ends);
+    QCOMPARE(delegate.engine().isMounted(), !ends);
+    const auto questions = world.platform.alerts().questions();
+    QCOMPARE(questions.size(), question.isEmpty() ? 0 : 1);
+    for (const auto &asked : questions) {
+        QCOMPARE(asked.message, question);
+        QCOMPARE(asked.informative,
+                 u"Quitting ejects the drive. Unfinished uploads are kept on this Mac and finish the "
+                 "next time Quillmount opens."_s);
+        QCOMPARE(asked.buttons, QStringList({u"Keep Running"_s, u"Quit Anyway"_s}));
+    }
+    if (!ends)
+        delegate.engine().shutdownNow();
+}
+
+void AppDelegateTest::signalsEndTheDrive_data() {
+    QTest::addColumn<int>("signal");
+    QTest::newRow("terminate") << SIGTERM;
+    QTest::newRow("interrupt") << SIGINT;
+    QTest::newRow("hang up") << SIGHUP;
+}
+
+void AppDelegateTest::signalsEndTheDrive() {
+    QFETCH(const int, signal);
+    DriveWorld world;
+    world.engine.setQueuedUploads(5);
+    AppDelegate delegate(world.setup);
+    const QSignalSpy terminated(&delegate, &AppDelegate::terminated);
+    QVERIFY(goLive(world, delegate));
+    world.platform.terminationSignals().deliver(signal);
+    // Nobody is asked, and the end is told only once the drive is gone.
+    QCOMPARE(terminated.size(), 1);
+    QCOMPARE(terminated.first().first().toInt(), 0);
+    QVERIFY(!delegate.engine().isMounted());
+    QVERIFY(world.platform.alerts().questions().isEmpty());
+}
+
+void AppDelegateTest::tellsOfFilesSetAside() {
+    DriveWorld world;
+    QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
+    QFile stray(Paths::homeMountPoint() + u"/stray.txt"_s);
+    QVERIFY(stray.open(QIODevice::WriteOnly));
+    stray.close();
+    AppDelegate delegate(world.setup);
+    QVERIFY(goLive(world, delegate));
+    QCOMPARE(world.platform.alerts().notices().size(), 1);
+    QVERIFY(world.platform.alerts().notices().first().text.contains(Paths::homeMountPoint()));
+    delegate.engine().shutdownNow();
+}
+
+QTEST_GUILESS_MAIN(AppDelegateTest)
+#include "AppDelegateTest.moc"
