@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/AccountConnection.h"
 #include "App/AppDelegate.h"
-#include "App/Engine/EngineConfig.h"
 #include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
 #include "Platform/Platform.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <cstdio>
 #include <sys/resource.h>
@@ -20,22 +16,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Connects the account in `file` (JSON: "token", an object, and "email"). The file is removed: it holds the token.
-QCoro::Task<> connectAccount(DriveEngine *engine, QString file) {
-    QFile account(file);
-    if (!account.open(QIODevice::ReadOnly))
-        qFatal("the account file cannot be read");
-    const QJsonObject fields = QJsonDocument::fromJson(account.readAll()).object();
-    account.remove();
-    const QByteArray token = QJsonDocument(fields["token"_L1].toObject()).toJson(QJsonDocument::Compact);
-    std::optional<QString> email;
-    if (fields["email"_L1].isString())
-        email = fields["email"_L1].toString();
-    co_await engine->connect(QString::fromUtf8(token), email);
-}
-
 // Runs the application and returns its exit status. `signIn`: when there is no account, the person is asked for one.
-int run(const QString &accountFile, bool signIn) {
+int run(bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
     DriveEngine &engine = delegate.engine();
@@ -58,9 +40,7 @@ int run(const QString &accountFile, bool signIn) {
         &delegate,
         [&] {
             delegate.applicationDidFinishLaunching();
-            if (!accountFile.isEmpty())
-                spawn(connectAccount(&engine, accountFile));
-            else if (signIn && !Paths::hasEngineConfig())
+            if (signIn && !Paths::hasEngineConfig())
                 account.start();
         },
         Qt::QueuedConnection);
@@ -84,17 +64,15 @@ int main(int argc, char **argv) {
     options.setApplicationDescription(u"Makes a folder of Google Drive appear as a drive."_s);
     options.addHelpOption();
     const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
-    const QCommandLineOption account(u"connect-account"_s, u"Connect the account in FILE, and remove FILE."_s,
-                                     u"FILE"_s);
     // For development: there is no window yet in which a person could begin it.
     const QCommandLineOption signIn(u"sign-in"_s, u"Begin the sign-in at once when there is no account."_s);
-    options.addOptions({background, account, signIn});
+    options.addOptions({background, signIn});
     options.process(application);
 
     Platform::install(makePlatform());
     int status = 0;
     if (Platform::current().singleInstance->acquire())
-        status = run(options.value(account), options.isSet(signIn));
+        status = run(options.isSet(signIn));
     else
         std::puts("Quillmount is already running for this home.");
     Platform::install(nullptr);

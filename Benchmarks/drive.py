@@ -64,9 +64,13 @@ class Drive:
         wait_until(ready.exists, 20, "the local Google")
         facts = json.loads(ready.read_text())
         self.environment |= {"HTTPS_PROXY": facts["proxy"], "SSL_CERT_FILE": facts["certificateAuthority"]}
-        account = self.world / "account"
-        account.write_text(json.dumps({"token": facts["token"]}))
-        return account
+        return json.dumps(facts["token"])
+
+    def add_account(self, token):
+        configuration = self.home / ".local/share/Quillmount/engine.conf"
+        configuration.parent.mkdir(parents=True, exist_ok=True)
+        configuration.write_text(f"[drive]\ntype = drive\nclient_id = {CLIENT[0]}\nclient_secret = {CLIENT[1]}\n"
+                                 f"scope = drive.file\ntoken = {token}\n")
 
     def start_application(self, *options):
         self.application = self.run(self.binaries / "quillmount", *options, stdout=subprocess.PIPE,
@@ -206,12 +210,13 @@ def main():
         many.mkdir(parents=True)
         for number in range(10_000):
             (many / f"{number:05}.txt").write_bytes(b"x")
-        account = drive.start_google()
+        token = drive.start_google()
         drive.start_application()
         time.sleep(1)
         measure(load(drive, "without an account", 20))
         drive.end(drive.application)
-        seconds = timed(lambda: (drive.start_application("--connect-account", account), drive.await_live()))
+        drive.add_account(token)
+        seconds = timed(lambda: (drive.start_application(), drive.await_live()))
         rows.append(("from the start of the application to live", f"{seconds:.2f} s", ""))
         measure(load(drive, "live and idle", 60))
         measure(listings(drive))

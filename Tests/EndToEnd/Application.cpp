@@ -45,7 +45,8 @@ void Application::start(const QStringList &arguments) {
 }
 
 bool Application::goLive() {
-    start({u"--connect-account"_s, m_home.accountFile()});
+    m_home.addAccount();
+    start();
     return comesTo(u"live"_s);
 }
 

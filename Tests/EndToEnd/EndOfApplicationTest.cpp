@@ -45,9 +45,9 @@ void EndOfApplicationTest::endsCleanlyOnControlC() {
     TestHome home;
     Application application(home);
     // A terminal of its own, whose Ctrl+C reaches every process that belongs to it.
-    application.command = {u"/usr/bin/script"_s, u"-qefc"_s,
-                           u"exec '%1' --connect-account '%2'"_s.arg(application.command.first(), home.accountFile()),
+    application.command = {u"/usr/bin/script"_s, u"-qefc"_s, u"exec '%1'"_s.arg(application.command.first()),
                            u"/dev/null"_s};
+    home.addAccount();
     application.start();
     QTRY_VERIFY_WITH_TIMEOUT(application.output().contains("Drive: "), 20'000);
     application.type("\x03");
@@ -65,7 +65,8 @@ void EndOfApplicationTest::endsCleanlyWhileStarting() {
     QFETCH(QByteArray, program);
     TestHome home;
     Application application(home);
-    application.start({u"--connect-account"_s, home.accountFile()});
+    home.addAccount();
+    application.start();
     QTRY_VERIFY_WITH_TIMEOUT(home.processNamed(program) != 0, 20'000);
     application.signal(SIGTERM);
     QCOMPARE(application.end(), 0);

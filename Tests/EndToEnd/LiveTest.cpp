@@ -22,7 +22,8 @@ private Q_SLOTS:
 void LiveTest::filesGoBothWays() {
     TestHome home;
     Application application(home);
-    application.start({u"--connect-account"_s, home.accountFile()});
+    home.addAccount();
+    application.start();
     QTRY_VERIFY_WITH_TIMEOUT(home.engine() != 0, 10'000);
     QElapsedTimer sinceEngine;
     sinceEngine.start();

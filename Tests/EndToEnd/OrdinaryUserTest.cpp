@@ -101,11 +101,11 @@ void OrdinaryUserTest::usesTheDrive() {
     QFile file(source);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
     file.close();
-    const QString account = m_home->accountFile();
+    m_home->addAccount();
     if (m_isRoot)
         giveAway(m_home->path());
 
-    m_application->start({u"--connect-account"_s, account});
+    m_application->start();
     QVERIFY(m_application->comesTo(u"live"_s));
     QFile mounts(u"/proc/%1/mountinfo"_s.arg(m_home->application()));
     QVERIFY(mounts.open(QIODevice::ReadOnly));

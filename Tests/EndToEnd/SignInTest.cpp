@@ -17,6 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString tokenEndpoint = u"/token"_s;
+constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
 
 QByteArray contents(const QString &path) {
     QFile file(path);
@@ -125,15 +126,18 @@ void SignInTest::leadsToALiveDrive() {
     m_application->start({u"--sign-in"_s});
     QByteArray seen;
     QJsonObject token;
+    bool isPrivate = true;
     const auto look = [&] {
         const QList<ProcessInfo> processes = m_home->processes();
         for (const ProcessInfo &process : processes)
             seen += process.description() + '\n';
         if (token.isEmpty())
             token = engineToken();
+        isPrivate = isPrivate && (token.isEmpty() || QFile::permissions(m_home->engineConfiguration()) == ownerOnly);
         return m_application->state() == u"live"_s;
     };
     QTRY_VERIFY_WITH_TIMEOUT(look(), 20'000);
+    QVERIFY(isPrivate);
     QVERIFY(pageShown().contains("You're connected"));
     QCOMPARE(token["refresh_token"_L1], lastGrant()["refresh"_L1]);
     QVERIFY(m_home->save(u"letter.txt"_s, "Dear Google"));

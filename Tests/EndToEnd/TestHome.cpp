@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QTest>
@@ -122,12 +123,14 @@ void TestHome::expireTokens() {
     google.control("POST", u"/grants/expire"_s, {{"clientId"_L1, m_clientId}});
 }
 
-QString TestHome::accountFile(const QJsonObject &token) {
-    const QString file = path() + u"/account.json"_s;
-    const QJsonObject account{{"token"_L1, token}, {"email"_L1, "person@example.com"_L1}};
-    if (!writeTo(file, QJsonDocument(account).toJson()))
-        throw LocalGoogle::Failure(u"The account file cannot be written"_s);
-    return file;
+void TestHome::addAccount(const QJsonObject &token) const {
+    const QString file = engineConfiguration();
+    const QByteArray configuration =
+        "[drive]\ntype = drive\nclient_id = " + m_clientId.toUtf8() + "\nclient_secret = " + m_clientSecret.toUtf8() +
+        "\nscope = drive.file\ntoken = " + QJsonDocument(token).toJson(QJsonDocument::Compact) + "\n";
+    if (!QDir().mkpath(QFileInfo(file).path()) || !writeTo(file, configuration) ||
+        !QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner))
+        throw LocalGoogle::Failure(u"The engine's configuration cannot be written"_s);
 }
 
 pid_t TestHome::processNamed(const QByteArray &program) const {

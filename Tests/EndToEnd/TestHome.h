@@ -40,9 +40,9 @@ public:
     [[nodiscard]] QJsonObject newToken(int lifetime = 3599);
     void revokeGrant();
     void expireTokens();
-    // A file with the account for the application to connect, by default with a new grant.
-    [[nodiscard]] QString accountFile() { return accountFile(newToken()); }
-    [[nodiscard]] QString accountFile(const QJsonObject &token);
+    // Leaves the home as a sign-in does that came to this token, by default to one of a new grant.
+    void addAccount() { addAccount(newToken()); }
+    void addAccount(const QJsonObject &token) const;
 
     // The processes of this home.
     [[nodiscard]] QList<ProcessInfo> processes() const { return processesOf(path().toUtf8()); }
