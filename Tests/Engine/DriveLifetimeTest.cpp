@@ -29,7 +29,7 @@ bool liveAndIdle(DriveWorld &world) {
     return live;
 }
 
-bool runs(const DriveWorld &world, const QString &command) {
+bool runs(DriveWorld &world, const QString &command) {
     QStringList names;
     return waitFor([&] { return (names += world.takeCommandNames()).contains(command); });
 }

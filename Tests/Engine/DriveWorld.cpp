@@ -16,6 +16,7 @@
 #include <QNetworkReply>
 
 #include <algorithm>
+#include <utility>
 
 namespace quillmount {
 
@@ -138,14 +139,12 @@ bool DriveWorld::isBusy() const {
     return process && process->isRunning() && !engine.isReady(process->processId());
 }
 
-QStringList DriveWorld::takeCommands() const {
-    const QString log = markPath(u"commands"_s);
-    QStringList commands = QString::fromUtf8(contents(log)).split(u'\n', Qt::SkipEmptyParts);
-    QFile::remove(log);
-    return commands;
+QStringList DriveWorld::takeCommands() {
+    const QStringList all = QString::fromUtf8(contents(markPath(u"commands"_s))).split(u'\n', Qt::SkipEmptyParts);
+    return all.mid(std::exchange(m_commandsTaken, all.size()));
 }
 
-QStringList DriveWorld::takeCommandNames() const {
+QStringList DriveWorld::takeCommandNames() {
     QStringList names = takeCommands();
     for (QString &name : names)
         name = name.section(u' ', 0, 0);

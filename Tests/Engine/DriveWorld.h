@@ -48,9 +48,9 @@ public:
     // What the mount table says of the mount point, without the drive.
     void setMounted(bool mounted) const;
     // The system commands run since the last call, each with its parameters.
-    QStringList takeCommands() const;
+    QStringList takeCommands();
     // Their first words only.
-    [[nodiscard]] QStringList takeCommandNames() const;
+    [[nodiscard]] QStringList takeCommandNames();
     // Every state assigned since the drive was made.
     [[nodiscard]] const QStringList &states() const { return m_states; }
 
@@ -61,6 +61,7 @@ private:
     [[nodiscard]] bool isBusy() const;
 
     QStringList m_states;
+    qsizetype m_commandsTaken = 0;
 };
 
 } // namespace quillmount

@@ -23,7 +23,10 @@ EngineScript::EngineScript(const QString &folder)
 }
 
 QString EngineScript::executable() {
-    return qEnvironmentVariable("FAKE_ENGINE");
+    const QString path = qEnvironmentVariable("FAKE_ENGINE");
+    if (path.isEmpty())
+        qFatal("FAKE_ENGINE does not name the scripted engine; ctest sets it");
+    return path;
 }
 
 void EngineScript::set(const QString &name, const QJsonValue &value) {
