@@ -38,6 +38,7 @@ private Q_SLOTS:
     void quotaPeriod();
     void lastError_data();
     void lastError();
+    void lastErrorOfADriveThatStarts();
     void refreshWithoutEngine();
 
 private:
@@ -266,6 +267,17 @@ void DrivePollTest::lastError() {
     QVERIFY(world.engine.requests(vfsStats) > asked);
     QVERIFY(world.hasEngine());
     QTEST(world.drive->state().name(), "state");
+}
+
+void DrivePollTest::lastErrorOfADriveThatStarts() {
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    world.engine.setAnswer(coreStats, object("{\"lastError\":\"invalid_grant\",\"speed\":1}"));
+    world.makeDrive().start();
+    world.advance(1s);
+    QVERIFY(refreshed(world));
+    QCOMPARE(world.drive->stats().bytesPerSecond, 1.0);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
 }
 
 void DrivePollTest::refreshWithoutEngine() {
