@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 // From no account to a live drive, over the browser and back, and what the person is told when it does not get there.
 #include "Tests/EndToEnd/Application.h"
-#include "Tests/EndToEnd/TestHome.h"
+#include "Tests/EndToEnd/SignInHome.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QTest>
@@ -18,16 +17,6 @@ namespace {
 
 const QString tokenEndpoint = u"/token"_s;
 constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
-
-QByteArray contents(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool write(const QString &path, const QByteArray &bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 } // namespace
 
@@ -44,28 +33,26 @@ private Q_SLOTS:
     void isGivenUpAtTheEnd();
 
 private:
-    // The application's programs with a dictionary that leads to the local Google, and a browser without a window.
-    void makeBundle() const;
-    void makeBrowser() const;
     // Where the browser was in the end, with the code; empty until it is there.
-    [[nodiscard]] QUrl whereBrowserEnded() const {
-        return QUrl(QString::fromLatin1(contents(m_home->path() + u"/address"_s)));
-    }
-    [[nodiscard]] QByteArray pageShown() const { return contents(m_home->path() + u"/page.html"_s); }
+    [[nodiscard]] QUrl whereBrowserEnded() const { return QUrl(QString::fromLatin1(m_home->read(u"address"_s))); }
+    [[nodiscard]] QByteArray pageShown() const { return m_home->read(u"page.html"_s); }
     // The token in the engine's configuration; empty while there is none.
     [[nodiscard]] QJsonObject engineToken() const;
     // The last grant that the local Google gave.
     [[nodiscard]] QJsonObject lastGrant() const;
 
-    std::unique_ptr<TestHome> m_home;
+    std::unique_ptr<SignInHome> m_home;
     std::unique_ptr<Application> m_application;
 };
 
 void SignInTest::init() {
-    m_home = std::make_unique<TestHome>();
+    m_home = std::make_unique<SignInHome>();
     m_application = std::make_unique<Application>(*m_home);
-    makeBundle();
-    makeBrowser();
+    m_home->prepare(*m_application);
+    // A browser without a window.
+    m_home->setBrowser(R"(exec >"$HOME/address.new"
+curl --silent --noproxy '*' --location --output "$HOME/page.html" --write-out '%{url_effective}' -- "$1"
+mv "$HOME/address.new" "$HOME/address")");
     m_home->google.answerThePage(u"agree"_s);
 }
 
@@ -74,41 +61,8 @@ void SignInTest::cleanup() {
     m_home.reset();
 }
 
-void SignInTest::makeBundle() const {
-    const QString bundle = m_home->path() + u"/bundle"_s;
-    QVERIFY(QDir().mkpath(bundle));
-    for (const QString &name : {u"quillmount"_s, u"quillmount-mount"_s, u"QuillmountEngine"_s})
-        QVERIFY(QFile::copy(qEnvironmentVariable("QUILLMOUNT_BIN") + u'/' + name, bundle + u'/' + name));
-    const LocalGoogle &google = m_home->google;
-    const QJsonObject info{{"QMGoogleClientID"_L1, google.clientId()},
-                           {"QMGoogleClientSecret"_L1, google.clientSecret()},
-                           {"QMGoogleAuthorizationEndpoint"_L1, google.accounts() + u"/o/oauth2/v2/auth"_s},
-                           {"QMGoogleTokenEndpoint"_L1, google.accounts() + tokenEndpoint}};
-    QVERIFY(write(bundle + u"/Info.json"_s, QJsonDocument(info).toJson()));
-    m_application->command = {bundle + u"/quillmount"_s};
-}
-
-void SignInTest::makeBrowser() const {
-    const QString folder = m_home->path() + u"/programs"_s;
-    QVERIFY(QDir().mkpath(folder));
-    const QString opener = folder + u"/xdg-open"_s;
-    QVERIFY(write(opener, R"(#!/bin/sh
-exec >"$HOME/address.new"
-curl --silent --noproxy '*' --location --output "$HOME/page.html" --write-out '%{url_effective}' -- "$1"
-mv "$HOME/address.new" "$HOME/address"
-)"));
-    QVERIFY(QFile::setPermissions(opener, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    QProcessEnvironment &environment = m_application->environment;
-    environment.insert(u"PATH"_s, folder + u':' + environment.value(u"PATH"_s));
-    // The proxy is the engine's; the application and its browser get on without one.
-    for (const QString &name : {u"HTTPS_PROXY"_s, u"SSL_CERT_FILE"_s})
-        environment.insert(u"QUILLMOUNT_ENGINE_"_s + name, environment.value(name));
-    environment.insert(u"HTTPS_PROXY"_s, u"http://127.0.0.1:1"_s);
-    environment.remove(u"SSL_CERT_FILE"_s);
-}
-
 QJsonObject SignInTest::engineToken() const {
-    const QByteArrayList lines = contents(m_home->engineConfiguration()).split('\n');
+    const QByteArrayList lines = m_home->read(u".local/share/Quillmount/engine.conf"_s).split('\n');
     for (const QByteArray &line : lines)
         if (line.startsWith("token = "))
             return QJsonDocument::fromJson(line.mid(8)).object();
@@ -116,7 +70,8 @@ QJsonObject SignInTest::engineToken() const {
 }
 
 QJsonObject SignInTest::lastGrant() const {
-    const QByteArray state = contents(m_home->google.directory() + u"/.state/grants.json"_s);
+    QFile file(m_home->google.directory() + u"/.state/grants.json"_s);
+    const QByteArray state = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     return QJsonDocument::fromJson(state)["grants"_L1].toArray().last().toObject();
 }
 
