@@ -23,7 +23,6 @@ RedirectConnection::RedirectConnection(QTcpSocket *socket, RedirectResponder res
     : QObject(parent)
     , m_socket(socket)
     , m_responder(std::move(responder)) {
-    // The server that accepted it would take it along when it goes, with the answer half written.
     m_socket->setParent(this);
     m_socket->setReadBufferSize(longestRequest);
     connect(m_socket, &QTcpSocket::readyRead, this, &RedirectConnection::receive);

@@ -12,8 +12,10 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
 
@@ -45,6 +47,7 @@ private Q_SLOTS:
     void replay();
     void strangers_data();
     void strangers();
+    void answerOutlivesTheRequest();
     void idleConnections();
     void unreadRequestIsNotIdle();
     void silenceEnds();
@@ -193,6 +196,27 @@ void RedirectListenerTest::strangers() {
         handleEvents();
     }
     verifySignIn(code);
+}
+
+// A connection that is closed over unread input is reset, and then some systems drop what the other side has not read.
+void RedirectListenerTest::answerOutlivesTheRequest() {
+    Browser browser(m_port);
+    browser.socket().setReadBufferSize(1);
+    browser.send("GET /?error=x HTTP/1.1\r\n" + QByteArray("X: y\r\n").repeated(100'000));
+    QVERIFY(waitFor([&] { return browser.socket().bytesAvailable() == 1 && browser.socket().bytesToWrite() == 0; }));
+    for (int i = 0; i < 20; ++i)
+        handleEvents();
+
+    QByteArray received = browser.socket().read(1);
+    ssize_t count = -1;
+    const bool ended = waitFor([&] {
+        char piece[4096];
+        while ((count = ::recv(int(browser.socket().socketDescriptor()), piece, sizeof piece, MSG_DONTWAIT)) > 0)
+            received.append(piece, count);
+        return count == 0 || errno != EAGAIN;
+    });
+    QVERIFY2(ended && count == 0, "the connection was reset");
+    QCOMPARE(received, page(false));
 }
 
 void RedirectListenerTest::idleConnections() {

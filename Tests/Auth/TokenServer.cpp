@@ -16,8 +16,10 @@ TokenServer::TokenServer() {
     if (!m_server.listen(QHostAddress(QHostAddress::LocalHost)))
         qFatal("no port for the token endpoint");
     connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection())
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            ++m_connections;
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(socket); });
+        }
     });
     setTokens(goodTokens());
 }

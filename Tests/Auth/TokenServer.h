@@ -30,6 +30,9 @@ public:
     [[nodiscard]] QUrl url() const;
     [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
 
+    // How many times somebody came, whatever they asked.
+    [[nodiscard]] int connections() const { return m_connections; }
+
     // What is sent to every request from now on.
     void setRaw(const QByteArray &bytes, Manner manner = answering);
     void setAnswer(const QByteArray &status, const QByteArray &body, const QByteArray &fields = {});
@@ -45,6 +48,7 @@ private:
     QByteArray m_raw;
     Manner m_manner = answering;
     QList<Request> m_requests;
+    int m_connections = 0;
 };
 
 } // namespace quillmount
