@@ -12,6 +12,7 @@ require (
 	github.com/rclone/rclone v1.76.0
 	github.com/spf13/cobra v1.10.2
 	golang.org/x/sys v0.49.0
+	google.golang.org/api v0.304.0
 )
 
 require (
@@ -86,7 +87,6 @@ require (
 	golang.org/x/term v0.47.0 // indirect
 	golang.org/x/text v0.43.0 // indirect
 	golang.org/x/time v0.16.0 // indirect
-	google.golang.org/api v0.304.0 // indirect
 	google.golang.org/genproto/googleapis/rpc v0.0.0-20261005182115-fad411399dd8 // indirect
 	google.golang.org/grpc v1.84.0 // indirect
 	google.golang.org/protobuf v1.36.12 // indirect

@@ -38,6 +38,7 @@ func adaptServe(log *engineLog) {
 	nfs.Command.Run = func(command *cobra.Command, args []string) {
 		cmd.CheckArgs(1, 1, command, args)
 		log.start.begin()
+		renewRefusedToken(args[0])
 		remote := cmd.NewFsSrc(args)
 		cmd.Run(false, true, command, func() error {
 			ctx := context.Background()

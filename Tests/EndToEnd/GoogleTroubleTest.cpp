@@ -25,6 +25,8 @@ private Q_SLOTS:
     void revokedGrantAtStart_data();
     void revokedGrantAtStart();
     void revokedGrantWhileLive();
+    void refusedTokenWhileLive();
+    void noNetworkWhileTheTokenExpires();
     void noNetworkAtStart_data();
     void noNetworkAtStart();
     void fullGoogleLosesNothing();
@@ -33,6 +35,7 @@ private Q_SLOTS:
 void GoogleTroubleTest::revokedGrantAtStart_data() {
     QTest::addColumn<int>("lifetime");
     QTest::newRow("with an expired access token") << 1;
+    QTest::newRow("with an access token that looks valid") << 3599;
 }
 
 void GoogleTroubleTest::revokedGrantAtStart() {
@@ -64,6 +67,37 @@ void GoogleTroubleTest::revokedGrantWhileLive() {
 
     QVERIFY(drive.goLive());
     QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"pending.bin"_s), contents, 30'000);
+}
+
+void GoogleTroubleTest::refusedTokenWhileLive() {
+    TestHome home;
+    DriveInHome drive(home);
+    QVERIFY(drive.goLive());
+    home.revokeGrant();
+    const QByteArray contents = someBytes(100'001, 1);
+    QVERIFY(home.save(u"pending.bin"_s, contents));
+    // The engine believes in its token until its time is over, so this can only be told as a file that fails.
+    QTRY_COMPARE_WITH_TIMEOUT(drive.engine().stats().erroredFiles, 1, 30'000);
+    QCOMPARE(drive.engine().stats().pendingUploads(), 1);
+    drive.connect();
+    QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"pending.bin"_s), contents, 30'000);
+}
+
+void GoogleTroubleTest::noNetworkWhileTheTokenExpires() {
+    TestHome home;
+    DriveInHome drive(home);
+    drive.connect(14);
+    QVERIFY(drive.comesTo(DriveState::live));
+    home.google.setNetwork(u"noSuchHost"_s);
+    const QByteArray contents = someBytes(100'001, 1);
+    QVERIFY(home.save(u"pending.bin"_s, contents));
+    QTRY_COMPARE_WITH_TIMEOUT(drive.engine().stats().erroredFiles, 1, 30'000);
+    // Nobody has to sign in again because a laptop was carried out of reach.
+    QVERIFY(ErrorMapper::lastLogError().contains("no such host"_L1));
+    QCOMPARE(drive.engine().state(), DriveState::live);
+    home.google.setNetwork(u"up"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"pending.bin"_s), contents, 40'000);
+    QCOMPARE(drive.states(), QStringList({u"stopped"_s, u"starting"_s, u"live"_s}));
 }
 
 void GoogleTroubleTest::noNetworkAtStart_data() {

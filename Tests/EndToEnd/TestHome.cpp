@@ -153,6 +153,10 @@ bool TestHome::isMounted() const {
     return isListed(mountPoint().toUtf8()).value_or(true);
 }
 
+bool TestHome::isQuiet() const {
+    return engine() == 0 && !isMounted() && QTest::qWaitFor([this] { return processes().isEmpty(); });
+}
+
 int TestHome::stallUploads(qint64 afterBytes, int count) {
     return google.fault({{"kind"_L1, "stall"_L1},
                          {"path"_L1, "/upload/"_L1},

@@ -56,8 +56,9 @@ public:
 
     // The kernel lists the mount. The mount itself is not touched.
     [[nodiscard]] bool isMounted() const;
-    // Nothing runs and nothing is mounted.
-    [[nodiscard]] bool isQuiet() const { return processes().isEmpty() && !isMounted(); }
+    // Whether the drive has ended: now there is neither engine nor mount, and a moment later no process at all. The one
+    // that served the mount ends by itself.
+    [[nodiscard]] bool isQuiet() const;
 
     // From now on Google takes so many bytes of each upload and then lets it wait, at most `count` times. The number of
     // the fault.
