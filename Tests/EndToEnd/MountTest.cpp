@@ -3,6 +3,7 @@
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <csignal>
@@ -34,6 +35,11 @@ public:
 private:
     QProcess m_shell;
 };
+
+bool isStopped(pid_t pid) {
+    QFile file(u"/proc/%1/stat"_s.arg(pid));
+    return file.open(QIODevice::ReadOnly) && file.readAll().contains(") T ");
+}
 
 } // namespace
 
@@ -85,7 +91,9 @@ void MountTest::stoppedServerDoesNotHinderTheEnd() {
     TestHome home;
     Application application(home);
     QVERIFY(application.goLive());
-    ::kill(home.mountServer(), SIGSTOP);
+    const pid_t server = home.mountServer();
+    ::kill(server, SIGSTOP);
+    QTRY_VERIFY(isStopped(server));
     application.signal(SIGTERM);
     QCOMPARE(application.end(), 0);
     QVERIFY(home.isQuiet());
