@@ -28,6 +28,7 @@ private Q_SLOTS:
     void retryWithARunningEngine_data();
     void retryWithARunningEngine();
     void retryOfALiveDriveChangesNothing();
+    void impatience_data();
     void impatience();
     void waitingEjectIsOvertaken();
 
@@ -129,20 +130,38 @@ void DriveReconnectTest::retryOfALiveDriveChangesNothing() {
     QCOMPARE(world.takeCommands(), QStringList());
 }
 
+void DriveReconnectTest::impatience_data() {
+    QTest::addColumn<bool>("signsOut");
+    QTest::newRow("a new account") << false;
+    QTest::newRow("no account any more") << true;
+}
+
 void DriveReconnectTest::impatience() {
+    QFETCH(bool, signsOut);
     DriveWorld world;
+    world.engine.set(u"ignoreTerminate"_s, true);
     QVERIFY(world.goLive() && revoke(world));
-    // Twice "try again", and then a new account while both are at work: one drive, with the new account.
+    const auto hasAsked = [&world](int times) {
+        return waitFor([&] { return world.engine.records(u"signal"_s).size() == times; });
+    };
+    // "Try again" twice, and something else before that has come to its end. Each waits for the engine to go, and the
+    // first to see it gone starts another.
     world.drive->retry();
+    QVERIFY(hasAsked(1));
     world.drive->retry();
-    const auto connected = started(world.drive->connect(newToken, std::nullopt));
-    QVERIFY(world.advanceUntil([&] { return connected->isDone && world.drive->state() == DriveState::live; }));
+    QVERIFY(hasAsked(2));
+    const auto last = started(signsOut ? world.drive->signOut() : world.drive->connect(newToken, std::nullopt));
+    QVERIFY(hasAsked(3));
+    QVERIFY(world.advanceUntil([&] { return last->isDone; }));
+    if (!signsOut)
+        QVERIFY(world.advanceUntil(DriveState::live));
     world.advance(60s);
-    QCOMPARE(world.drive->state(), DriveState(DriveState::live));
-    QCOMPARE(EngineConfig::refreshToken(), std::optional(u"second"_s));
+    QCOMPARE(world.drive->state().name(), signsOut ? u"signedOut"_s : u"live"_s);
+    QCOMPARE(EngineConfig::refreshToken(), signsOut ? std::nullopt : std::optional(u"second"_s));
+    QCOMPARE(world.hasEngine(), !signsOut);
     const QList<QJsonObject> starts = world.engine.records(u"start"_s);
     for (const QJsonObject &start : starts)
-        QCOMPARE(processExists(start["pid"_L1].toInteger()), start == starts.last());
+        QCOMPARE(processExists(start["pid"_L1].toInteger()), !signsOut && start == starts.last());
 }
 
 void DriveReconnectTest::waitingEjectIsOvertaken() {

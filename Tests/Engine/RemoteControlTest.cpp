@@ -38,8 +38,6 @@ private:
 };
 
 void RemoteControlTest::initTestCase() {
-    // A proxy that would swallow every request that went through it.
-    qputenv("http_proxy", "http://127.0.0.1:1");
     m_platform = std::make_unique<ScopedPlatform>();
     Paths::ensureDirectories();
     m_engine = std::make_unique<EngineScript>(QFileInfo(Paths::engineConfig()).path());

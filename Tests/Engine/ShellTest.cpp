@@ -82,12 +82,14 @@ void ShellTest::commandsStartWithDefaultSignals() {
     sigaddset(&blocked, SIGTERM);
     sigprocmask(SIG_BLOCK, &blocked, &before);
     const auto handler = signal(SIGINT, SIG_IGN);
-    const int status = runScript(u"grep -E '^Sig(Blk|Ign)' /proc/self/status > \"$0/signals\""_s, folder.path());
+    // Not through a shell, which clears the mask by itself.
+    const int status = Shell::run(u"/bin/cp"_s, {u"/proc/self/status"_s, folder.path()}, 10);
     signal(SIGINT, handler);
     sigprocmask(SIG_SETMASK, &before, nullptr);
 
     QCOMPARE(status, 0);
-    const QList<QByteArray> lines = contents(folder.path() + u"/signals"_s).trimmed().split('\n');
+    QList<QByteArray> lines = contents(folder.path() + u"/status"_s).split('\n');
+    lines.removeIf([](const QByteArray &line) { return !line.startsWith("SigBlk") && !line.startsWith("SigIgn"); });
     QCOMPARE(lines.size(), 2);
     for (const QByteArray &line : lines) {
         // The standard signals; the C library keeps two of the others for itself.
