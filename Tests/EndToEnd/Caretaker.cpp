@@ -5,6 +5,8 @@
 #include "Tests/EndToEnd/ProcessTable.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 
 #include <chrono>
@@ -59,8 +61,8 @@ Caretaker::Caretaker(const QByteArray &home, const QByteArray &mountPoint) {
         ::setsid();
         ::close(ends[1]);
         char byte = 0;
-        if (::read(ends[0], &byte, 1) == 0)
-            endEverything(home, mountPoint);
+        if (::read(ends[0], &byte, 1) == 0 && endEverything(home, mountPoint))
+            QDir(QFile::decodeName(home)).removeRecursively();
         ::_exit(0);
     }
     ::close(ends[0]);
