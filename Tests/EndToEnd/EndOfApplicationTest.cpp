@@ -5,10 +5,23 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
+
+// Brings an application that is being started to where it is to end; false when it does not get there.
+using Moment = std::function<bool(TestHome &, Application &)>;
+Q_DECLARE_METATYPE(Moment)
+
+namespace {
+
+bool appears(const TestHome &home, const QByteArray &program) {
+    return QTest::qWaitFor([&] { return home.processNamed(program) != 0; }, 20'000);
+}
+
+} // namespace
 
 class EndOfApplicationTest : public QObject {
     Q_OBJECT
@@ -17,8 +30,8 @@ private Q_SLOTS:
     void endsCleanlyOnSignal_data();
     void endsCleanlyOnSignal();
     void endsCleanlyOnControlC();
-    void endsCleanlyWhileStarting_data();
-    void endsCleanlyWhileStarting();
+    void endsInEveryState_data();
+    void endsInEveryState();
     void uploadsSurviveAKill();
     void uploadsSurviveForcedEnd();
     void secondStartDisturbsNothing();
@@ -55,23 +68,59 @@ void EndOfApplicationTest::endsCleanlyOnControlC() {
     QVERIFY(home.isQuiet());
 }
 
-void EndOfApplicationTest::endsCleanlyWhileStarting_data() {
-    QTest::addColumn<QByteArray>("program");
-    QTest::newRow("as the engine starts") << QByteArray("QuillmountEngine");
-    QTest::newRow("as the drive is mounted") << QByteArray("quillmount-mount");
+void EndOfApplicationTest::endsInEveryState_data() {
+    QTest::addColumn<Moment>("moment");
+    QTest::addColumn<int>("number");
+    const std::pair<const char *, Moment> moments[] = {
+        {"as the engine starts", [](TestHome &home, Application &) { return appears(home, "QuillmountEngine"); }},
+        {"as the drive is mounted", [](TestHome &home, Application &) { return appears(home, "quillmount-mount"); }},
+        {"before the engine is started again",
+         [](TestHome &home, Application &application) {
+             return application.comesTo(u"live"_s) && ::kill(home.engine(), SIGKILL) == 0 &&
+                    application.comesTo(u"starting"_s);
+         }},
+        {"while an eject waits for uploads",
+         [](TestHome &home, Application &application) {
+             home.stallUploads();
+             return application.comesTo(u"live"_s) && home.save(u"pending"_s, "pending") &&
+                    QProcess::execute(u"/usr/bin/fusermount3"_s, {u"-u"_s, home.mountPoint()}) == 0 &&
+                    application.comesTo(u"ejecting"_s);
+         }},
+        {"while the engine hangs",
+         [](TestHome &home, Application &application) {
+             return application.comesTo(u"live"_s) && ::kill(home.engine(), SIGSTOP) == 0;
+         }},
+    };
+    for (const auto &[name, moment] : moments) {
+        QTest::addRow("asked %s", name) << moment << SIGTERM;
+        QTest::addRow("killed %s", name) << moment << SIGKILL;
+    }
 }
 
-void EndOfApplicationTest::endsCleanlyWhileStarting() {
-    QFETCH(QByteArray, program);
+void EndOfApplicationTest::endsInEveryState() {
+    QFETCH(Moment, moment);
+    QFETCH(int, number);
     TestHome home;
     Application application(home);
     home.addAccount();
     application.start();
-    QTRY_VERIFY_WITH_TIMEOUT(home.processNamed(program) != 0, 20'000);
-    application.signal(SIGTERM);
-    QCOMPARE(application.end(), 0);
+    QVERIFY(moment(home, application));
+    application.signal(number);
+    QCOMPARE(application.end(), number == SIGTERM ? 0 : -1);
     // A mount command that was under way may take a moment to find that its server is gone.
-    QTRY_VERIFY_WITH_TIMEOUT(home.isQuiet(), 15'000);
+    QTRY_VERIFY_WITH_TIMEOUT(number == SIGKILL || home.isQuiet(), 15'000);
+
+    // Whatever was left, the next start ends up with a drive that works.
+    Application next(home);
+    next.start();
+    QVERIFY(next.comesTo(u"live"_s));
+    QVERIFY(home.save(u"file"_s, "saved"));
+    const QList<ProcessInfo> processes = home.processes();
+    QCOMPARE(std::ranges::count(processes, "QuillmountEngine", &ProcessInfo::program), 1);
+    QCOMPARE(std::ranges::count(processes, "quillmount-mount", &ProcessInfo::program), 1);
+    next.signal(SIGTERM);
+    QCOMPARE(next.end(), 0);
+    QVERIFY(home.isQuiet());
 }
 
 void EndOfApplicationTest::uploadsSurviveAKill() {
