@@ -34,8 +34,8 @@ public:
     DriveEngine &makeDrive();
     [[nodiscard]] bool goLive();
 
-    // Lets time pass as long as `condition` does not hold, but not while the engine starts or owes an answer, nor while a
-    // command runs: these take real time. False when it does not come to hold.
+    // Lets time pass as long as `condition` does not hold, but not while the engine starts or owes an answer, nor while
+    // a command runs: these take real time. False when it does not come to hold.
     [[nodiscard]] bool advanceUntil(const std::function<bool()> &condition);
     [[nodiscard]] bool advanceUntil(DriveState state);
     // Lets so much time pass, with all that happens meanwhile.
