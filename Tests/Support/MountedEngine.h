@@ -49,6 +49,8 @@ public:
     QString mountPoint() const { return m_directory.filePath(QStringLiteral("mnt")); }
     /// The folder that the engine serves.
     QString backend() const { return m_directory.filePath(QStringLiteral("backend")); }
+    /// Where the engine keeps data and what it has not uploaded yet.
+    QString cacheFolder() const { return m_directory.filePath(QStringLiteral("cache")); }
     /// A folder beside the mount, on the local disk.
     QString local() const { return m_directory.filePath(QStringLiteral("local")); }
 

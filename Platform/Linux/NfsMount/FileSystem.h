@@ -69,8 +69,10 @@ struct Result {
 ///   once more. While a file or folder is being renamed or removed, no call is under way with a handle in its tree.
 /// - What a program has written is sent behind its back and confirmed before the file counts as closed. Everything that
 ///   depends on the content waits for it.
-/// - Calls that open one file on the server take turns: reads among themselves, writes among themselves, a change of size
-///   alone. The server does not keep them apart: a write that grows a file loses bytes when another call opens it meanwhile.
+/// - Calls that open one file on the server take turns: reads among themselves, writes among themselves, a change of
+/// size
+///   alone. The server does not keep them apart: a write that grows a file loses bytes when another call opens it
+///   meanwhile.
 /// - "No such file" is only believed when the folder can be listed, for the server says so too when it has no network.
 class FileSystem {
 public:

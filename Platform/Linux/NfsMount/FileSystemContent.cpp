@@ -79,8 +79,7 @@ Task<void> FileSystem::open(Request request, InodePtr inode, fuse_file_info info
         dropOpen(info.fh);
 }
 
-Task<void> FileSystem::beginReading(InodePtr inode)
-{
+Task<void> FileSystem::beginReading(InodePtr inode) {
     const std::shared_ptr<FileState> state = inode->file;
     co_await settle(inode);
     ++state->readersWaiting;
@@ -90,15 +89,13 @@ Task<void> FileSystem::beginReading(InodePtr inode)
     ++state->reading;
 }
 
-void FileSystem::endReading(const InodePtr &inode)
-{
+void FileSystem::endReading(const InodePtr &inode) {
     --inode->file->reading;
     pump(inode);
     inode->file->settled.open();
 }
 
-Task<void> FileSystem::beginExclusive(InodePtr inode)
-{
+Task<void> FileSystem::beginExclusive(InodePtr inode) {
     const std::shared_ptr<FileState> state = inode->file;
     co_await settle(inode);
     while (state->pending.inFlight() > 0 || state->reading > 0 || state->exclusive)
@@ -106,8 +103,7 @@ Task<void> FileSystem::beginExclusive(InodePtr inode)
     state->exclusive = true;
 }
 
-void FileSystem::endExclusive(const InodePtr &inode)
-{
+void FileSystem::endExclusive(const InodePtr &inode) {
     inode->file->exclusive = false;
     pump(inode);
     inode->file->settled.open();
@@ -256,8 +252,7 @@ Task<void> FileSystem::finishWrite(Request request, std::shared_ptr<OpenFile> fi
     request.answer([&](fuse_req_t target) { return fuse_reply_write(target, size); });
 }
 
-void FileSystem::pump(const InodePtr &inode)
-{
+void FileSystem::pump(const InodePtr &inode) {
     FileState &state = *inode->file;
     while (state.reading == 0 && state.readersWaiting == 0 && !state.exclusive) {
         WriteBehind::Chunk *chunk = state.pending.nextToSend();
@@ -270,10 +265,9 @@ void FileSystem::pump(const InodePtr &inode)
     }
 }
 
-/// Grows the file to \a end. A write beyond the end leaves a gap, which the server forgets to be zeros when it is asked for
-/// the size at the same moment; a size that was set it remembers.
-Task<int> FileSystem::fillGap(InodePtr inode, std::uint64_t end)
-{
+/// Grows the file to \a end. A write beyond the end leaves a gap, which the server forgets to be zeros when it is asked
+/// for the size at the same moment; a size that was set it remembers.
+Task<int> FileSystem::fillGap(InodePtr inode, std::uint64_t end) {
     while (inode->file->pending.inFlight() > 1)
         co_await inode->file->settled.wait();
     // Somebody else may have made it longer meanwhile.
@@ -290,8 +284,7 @@ Task<int> FileSystem::fillGap(InodePtr inode, std::uint64_t end)
     co_return grown.error;
 }
 
-Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap)
-{
+Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap) {
     const std::shared_ptr<FileState> state = inode->file;
     std::size_t done = 0;
     int error = 0;

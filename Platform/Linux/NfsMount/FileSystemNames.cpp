@@ -203,8 +203,7 @@ Task<void> FileSystem::unlink(Request request, InodePtr folder, std::string name
     request.fail(error);
 }
 
-Task<int> FileSystem::removeEmptyFolder(InodePtr folder, std::string name, InodePtr target)
-{
+Task<int> FileSystem::removeEmptyFolder(InodePtr folder, std::string name, InodePtr target) {
     auto pause = 100ms;
     while (true) {
         const int error = co_await removeName(folder, name, Procedure::RemoveDirectory);
@@ -226,8 +225,7 @@ Task<int> FileSystem::removeEmptyFolder(InodePtr folder, std::string name, Inode
     }
 }
 
-Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name)
-{
+Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name) {
     const int error = co_await removeEmptyFolder(folder, name, m_table.child(*folder, name));
     request.fail(error);
 }

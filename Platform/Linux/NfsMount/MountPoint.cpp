@@ -19,11 +19,12 @@ constexpr mode_t openMode = 0700;
 
 } // namespace
 
-MountPoint::~MountPoint() {
+void MountPoint::giveBack() {
     if (m_folder < 0)
         return;
     fchmod(m_folder, m_mode);
     close(m_folder);
+    m_folder = -1;
 }
 
 std::string MountPoint::prepare(const std::string &path) {
@@ -49,14 +50,19 @@ std::string MountPoint::prepare(const std::string &path) {
     return {};
 }
 
+void MountPoint::noteMount() {
+    const auto found = mountsAt(currentMounts(), m_path);
+    if (!found.empty())
+        m_device = found.back().device;
+}
+
 std::string MountPoint::confirm(const std::string &source) {
     const auto found = mountsAt(currentMounts(), m_path);
-    if (found.size() != 1 || found.front().fileSystem != fileSystem || found.front().source != source)
+    if (found.size() != 1 || found.front().fileSystem != fileSystem || found.front().source != source ||
+        found.front().device != m_device)
         return "the kernel does not show the mount at " + m_path;
-    m_device = found.front().device;
-    fchmod(m_folder, closedMode);
-    close(m_folder);
-    m_folder = -1;
+    m_mode = closedMode;
+    giveBack();
     return {};
 }
 

@@ -12,8 +12,7 @@ namespace quillmount::nfsmount {
 class MountPoint {
 public:
     MountPoint() = default;
-    /// Puts the folder's mode back unless the mount was confirmed.
-    ~MountPoint();
+    ~MountPoint() { giveBack(); }
     MountPoint(const MountPoint &) = delete;
     MountPoint &operator=(const MountPoint &) = delete;
 
@@ -23,10 +22,14 @@ public:
     /// The path with its parent resolved, as the kernel lists it.
     const std::string &path() const { return m_path; }
 
-    /// Finds our mount in the kernel's list and takes the folder's mode back beneath it. Gives a complaint or an empty
-    /// text.
+    /// Finds the mount that has just been made in the kernel's list: from now on `device()` tells it from any other.
+    void noteMount();
+    /// Makes sure that the kernel shows our mount and only ours, and closes the folder beneath it. Gives a complaint or
+    /// an empty text.
     std::string confirm(const std::string &source);
-    /// The device of the confirmed mount, as the kernel's list writes it.
+    /// Puts the folder's mode back, unless the mount was confirmed.
+    void giveBack();
+    /// The device of our mount, as the kernel's list writes it.
     const std::string &device() const { return m_device; }
 
     static constexpr const char *fileSystem = "fuse.quillmount";

@@ -12,8 +12,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How often one call is sent before its connection's repeated loss is taken for the call's own fault.
-constexpr int mostAttempts = 5;
+/// How long a call that is lost again and again waits between two attempts, at most.
+constexpr std::chrono::milliseconds longestPause = 500ms;
 /// A listing's answer must fit into what the library accepts as one record; the server counts 512 bytes an entry.
 constexpr count3 largestListing = 1 << 20;
 
@@ -100,7 +100,10 @@ Task<void> NfsClient::perform(Reply<T> &reply, Lane lane, std::uint64_t stream, 
         Decode{}(*static_cast<Reply<T> *>(into), *static_cast<const Result *>(data));
     };
     callStarted();
-    for (int attempt = 1; !m_dead && !m_gone; ++attempt) {
+    // A call whose connection is lost each time for as long as a silent server is given must be at fault itself.
+    const auto limit = EventLoop::Clock::now() + m_endpoint.deadTimeout;
+    std::chrono::milliseconds pause = 1ms;
+    while (!m_dead && !m_gone) {
         Connection &connection = choose(lane, stream);
         connection.addLoad(1);
         auto end = Connection::CallEnd::Lost;
@@ -112,11 +115,13 @@ Task<void> NfsClient::perform(Reply<T> &reply, Lane lane, std::uint64_t stream, 
             reply.ending = Ending::Answered;
             break;
         }
-        if (end == Connection::CallEnd::Rejected || attempt == mostAttempts) {
+        if (end == Connection::CallEnd::Rejected || EventLoop::Clock::now() >= limit) {
             reply.ending = Ending::Rejected;
             break;
         }
         reply.repeated = true;
+        co_await m_loop.sleep(pause);
+        pause = std::min(2 * pause, longestPause);
     }
     m_liveness.callEnded();
 }
@@ -127,13 +132,14 @@ Task<Reply<Handle>> NfsClient::mountRoot() {
         return rpc_mount3_mnt_async(rpc, callback, argument, data);
     };
     Reply<Handle> answer;
-    co_await perform<mountres3>(answer, Lane::Mount, 0, path, +start, [](Reply<Handle> &reply, const mountres3 &result) {
-        reply.status = result.fhs_status;
-        if (result.fhs_status == MNT3_OK) {
-            const auto &handle = result.mountres3_u.mountinfo.fhandle;
-            reply.value.assign(handle.fhandle3_val, handle.fhandle3_len);
-        }
-    });
+    co_await perform<mountres3>(answer, Lane::Mount, 0, path, +start,
+                                [](Reply<Handle> &reply, const mountres3 &result) {
+                                    reply.status = result.fhs_status;
+                                    if (result.fhs_status == MNT3_OK) {
+                                        const auto &handle = result.mountres3_u.mountinfo.fhandle;
+                                        reply.value.assign(handle.fhandle3_val, handle.fhandle3_len);
+                                    }
+                                });
     co_return answer;
 }
 

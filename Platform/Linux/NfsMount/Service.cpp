@@ -74,6 +74,7 @@ int Service::run() {
             leave();
         return m_done;
     });
+    m_mountPoint.giveBack();
     return m_status;
 }
 
@@ -92,6 +93,7 @@ Task<std::string> Service::tryMount() {
     if (!m_session.mount(m_options.source(), m_mountPoint.path()))
         co_return "cannot mount: " + lastLine(STDERR_FILENO);
     m_mounted = true;
+    m_mountPoint.noteMount();
     const auto limit = EventLoop::Clock::now() + longestHandshake;
     while (!m_session.isEstablished() && !m_session.hasEnded() && EventLoop::Clock::now() < limit)
         co_await m_loop.sleep(1ms);
@@ -127,6 +129,8 @@ void Service::report(const std::string &line) {
 }
 
 bool Service::commandIsThere() const {
+    if (m_channel < 0)
+        return m_committed;
     pollfd descriptor{m_channel, POLLIN | POLLRDHUP, 0};
     return poll(&descriptor, 1, 0) == 0;
 }
