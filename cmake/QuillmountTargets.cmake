@@ -30,7 +30,11 @@ function(quillmount_executable name)
     quillmount_options(${name})
     target_link_libraries(${name} PRIVATE ${arg_LINK})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+    add_dependencies(unit-tests ${name})
 endfunction()
+
+# All that the unit tests need, so that a sanitizer build makes no more than that.
+add_custom_target(unit-tests)
 
 # quillmount_test(name SOURCES … LINK … [LABELS unit|engine|mount|endtoend] [TIMEOUT seconds] [ENVIRONMENT a=b …])
 # One Qt Test executable a feature; "unit" tests also run under the sanitizers.
@@ -47,6 +51,9 @@ function(quillmount_test name)
     target_link_libraries(${name} PRIVATE Qt6::Test ${arg_LINK})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
     add_test(NAME ${name} COMMAND ${name})
+    if("unit" IN_LIST arg_LABELS)
+        add_dependencies(unit-tests ${name})
+    endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QUILLMOUNT_BIN=${PROJECT_BINARY_DIR}/bin;${arg_ENVIRONMENT}")
 endfunction()
