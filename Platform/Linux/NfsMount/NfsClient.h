@@ -3,7 +3,7 @@
 
 #include "Platform/Linux/NfsMount/Connection.h"
 #include "Platform/Linux/NfsMount/Liveness.h"
-#include "Platform/Linux/NfsMount/NfsTypes.h"
+#include "Platform/Linux/NfsMount/NfsDecoding.h"
 
 #include <array>
 #include <functional>
@@ -20,44 +20,10 @@ struct Endpoint {
     std::chrono::seconds deadTimeout{0};
 };
 
-/// What a handle-and-name call gives back.
-struct FoundFile {
-    Handle handle;
-    bool hasAttributes = false;
-    Attributes attributes;
-};
-
-/// Versions of a file right before and right after a call that changed it, as far as the server told.
-struct Change {
-    Version before;
-    bool hasAfter = false;
-    Attributes after;
-};
-
 /// The part of the attributes that a call is to set.
 struct AttributeChange {
     std::optional<std::uint64_t> size;
     std::optional<timespec> modified;
-};
-
-struct ReadResult {
-    char *buffer = nullptr;
-    std::size_t capacity = 0;
-    std::size_t count = 0;
-    bool end = false;
-    bool hasAttributes = false;
-    Attributes attributes;
-};
-
-struct WriteResult {
-    std::size_t count = 0;
-    Change change;
-};
-
-/// Figures of the whole drive in bytes, as the server gave them.
-struct SpaceResult {
-    std::uint64_t total = 0;
-    std::uint64_t free = 0;
 };
 
 /// The calls of NFS version 3, each repeated by itself when its connection is lost.
@@ -104,10 +70,10 @@ private:
     static constexpr std::size_t connectionsPerLane = 4;
     using Pool = std::vector<std::unique_ptr<Connection>>;
 
-    /// Sends a call until it is answered or there is no hope of an answer. \a decode fills the reply from the result.
-    template <class Result, class T, class Args, class Decode>
+    /// Sends a call until it is answered or there is no hope of an answer.
+    template <class Result, class T, class Args>
     Task<void> perform(Reply<T> &reply, Lane lane, std::uint64_t stream, Args *args,
-                       int (*start)(rpc_context *, rpc_cb, Args *, void *), Decode decode);
+                       int (*start)(rpc_context *, rpc_cb, Args *, void *));
 
     Connection &choose(Lane lane, std::uint64_t stream);
     Connection &chooseFrom(Pool &pool, std::size_t most, std::uint64_t stream, std::uint16_t port);

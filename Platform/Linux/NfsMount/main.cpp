@@ -133,7 +133,7 @@ int runCommand(const MountOptions &options) {
     if (line == "ok" && !isShown(options))
         line = "the kernel does not show the mount";
     if (line == "ok" && !signals.hasSignal() && send(channel[0], "c", 1, MSG_NOSIGNAL) == 1)
-        return 0;
+        _exit(0); // while signals are still handled: from here on the mount stays, and the status says so
     retreat(service, channel[0], options);
     if (signals.hasSignal())
         return complain("told to end before the mount was complete");
