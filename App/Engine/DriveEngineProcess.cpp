@@ -168,8 +168,11 @@ void DriveEngine::clearLeftovers(const QString &binary) {
     const SystemCommands &commands = *Platform::current().systemCommands;
     const EngineIdentity engine{binary, Paths::engineConfig()};
     if (Shell::run(commands.findEngines(engine), processCheckTimeout) == 0) {
-        if (isMounted())
+        if (isMounted()) {
+            // A server that somebody has stopped would stay for ever.
+            Platform::current().mountTable->watch(mountPoint())->tend();
             Shell::run(commands.unmount(mountPoint()), unmountTimeout);
+        }
         Shell::run(commands.killEngines(engine), processCheckTimeout);
         std::this_thread::sleep_for(500ms);
     }

@@ -3,6 +3,7 @@
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <algorithm>
@@ -16,6 +17,15 @@ using Moment = std::function<bool(TestHome &, Application &)>;
 Q_DECLARE_METATYPE(Moment)
 
 namespace {
+
+// Stops a process and waits until it stands still.
+bool stop(pid_t pid) {
+    const auto stands = [pid] {
+        QFile file(u"/proc/%1/stat"_s.arg(pid));
+        return file.open(QIODevice::ReadOnly) && file.readAll().contains(") T ");
+    };
+    return ::kill(pid, SIGSTOP) == 0 && QTest::qWaitFor(stands);
+}
 
 bool appears(const TestHome &home, const QByteArray &program) {
     return QTest::qWaitFor([&] { return home.processNamed(program) != 0; }, 20'000);
@@ -88,7 +98,11 @@ void EndOfApplicationTest::endsInEveryState_data() {
          }},
         {"while the engine hangs",
          [](TestHome &home, Application &application) {
-             return application.comesTo(u"live"_s) && ::kill(home.engine(), SIGSTOP) == 0;
+             return application.comesTo(u"live"_s) && stop(home.engine());
+         }},
+        {"while the mount process hangs",
+         [](TestHome &home, Application &application) {
+             return application.comesTo(u"live"_s) && stop(home.mountServer());
          }},
     };
     for (const auto &[name, moment] : moments) {

@@ -3,7 +3,6 @@
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
 
-#include <QFile>
 #include <QTest>
 
 #include <csignal>
@@ -36,11 +35,6 @@ private:
     QProcess m_shell;
 };
 
-bool isStopped(pid_t pid) {
-    QFile file(u"/proc/%1/stat"_s.arg(pid));
-    return file.open(QIODevice::ReadOnly) && file.readAll().contains(") T ");
-}
-
 } // namespace
 
 class MountTest : public QObject {
@@ -49,7 +43,6 @@ class MountTest : public QObject {
 private Q_SLOTS:
     void killedServerIsReplaced();
     void stoppedServerGoesOn();
-    void stoppedServerDoesNotHinderTheEnd();
     void unmountFromOutsideWaitsForUploads();
     void openFileDoesNotHinderTheEnd();
     void shellInsideDoesNotHinderTheEnd();
@@ -85,18 +78,6 @@ void MountTest::stoppedServerGoesOn() {
     QVERIFY(home.save(u"file"_s, "saved all the same"));
     QCOMPARE(home.load(u"file"_s), QByteArray("saved all the same"));
     QCOMPARE(application.states(), states);
-}
-
-void MountTest::stoppedServerDoesNotHinderTheEnd() {
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    const pid_t server = home.mountServer();
-    ::kill(server, SIGSTOP);
-    QTRY_VERIFY(isStopped(server));
-    application.signal(SIGTERM);
-    QCOMPARE(application.end(), 0);
-    QVERIFY(home.isQuiet());
 }
 
 void MountTest::unmountFromOutsideWaitsForUploads() {

@@ -119,10 +119,6 @@ void TestHome::revokeGrant() {
     google.control("POST", u"/grants/revoke"_s, {{"clientId"_L1, m_clientId}});
 }
 
-void TestHome::expireTokens() {
-    google.control("POST", u"/grants/expire"_s, {{"clientId"_L1, m_clientId}});
-}
-
 void TestHome::addAccount(const QJsonObject &token) const {
     const QString file = engineConfiguration();
     const QByteArray configuration =
@@ -157,12 +153,8 @@ bool TestHome::isQuiet() const {
     return engine() == 0 && !isMounted() && QTest::qWaitFor([this] { return processes().isEmpty(); });
 }
 
-int TestHome::stallUploads(qint64 afterBytes, int count) {
-    return google.fault({{"kind"_L1, "stall"_L1},
-                         {"path"_L1, "/upload/"_L1},
-                         {"of"_L1, "request"_L1},
-                         {"afterBytes"_L1, afterBytes},
-                         {"count"_L1, count}});
+int TestHome::stallUploads() {
+    return google.fault({{"kind"_L1, "stall"_L1}, {"path"_L1, "/upload/"_L1}, {"of"_L1, "request"_L1}});
 }
 
 int TestHome::hits(int fault) {

@@ -39,7 +39,6 @@ public:
     // A new grant's token, as the engine's configuration keeps it. `lifetime`: of the access token, in seconds.
     [[nodiscard]] QJsonObject newToken(int lifetime = 3599);
     void revokeGrant();
-    void expireTokens();
     // Leaves the home as a sign-in does that came to this token, by default to one of a new grant.
     void addAccount() { addAccount(newToken()); }
     void addAccount(const QJsonObject &token) const;
@@ -60,9 +59,8 @@ public:
     // that served the mount ends by itself.
     [[nodiscard]] bool isQuiet() const;
 
-    // From now on Google takes so many bytes of each upload and then lets it wait, at most `count` times. The number of
-    // the fault.
-    int stallUploads(qint64 afterBytes = 0, int count = -1);
+    // From now on Google lets every upload wait. The number of the fault.
+    int stallUploads();
     // How many requests the fault has met.
     [[nodiscard]] int hits(int fault);
 
