@@ -4,6 +4,8 @@
 #include "Platform/Linux/NfsMount/ListenerTable.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -89,6 +91,9 @@ void Connection::pollReady(short events) {
             return;
         }
         rpc_service(m_rpc, POLLOUT);
+        // A small question must not wait for the acknowledgement of the one before.
+        const int on = 1;
+        setsockopt(rpc_get_fd(m_rpc), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         m_state = State::Ready;
         m_settled.open();
         return;

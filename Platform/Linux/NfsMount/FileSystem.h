@@ -1,64 +1,16 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include "Platform/Linux/NfsMount/DirectorySnapshot.h"
 #include "Platform/Linux/NfsMount/ErrorMapping.h"
+#include "Platform/Linux/NfsMount/FileState.h"
 #include "Platform/Linux/NfsMount/InodeTable.h"
 #include "Platform/Linux/NfsMount/NfsClient.h"
-#include "Platform/Linux/NfsMount/ReadAhead.h"
 #include "Platform/Linux/NfsMount/Request.h"
 #include "Platform/Linux/NfsMount/SillyName.h"
-#include "Platform/Linux/NfsMount/WriteBehind.h"
 
 #include <set>
 
 namespace quillmount::nfsmount {
-
-struct FileState;
-
-/// One open file of a program.
-struct OpenFile {
-    InodePtr inode;
-    std::shared_ptr<FileState> state;
-    ReadAhead ahead;
-    std::uint64_t errorsSeen = 0;
-};
-
-/// One open folder, with the listing that its reader is walking through.
-struct OpenFolder {
-    InodePtr inode;
-    DirectorySnapshot snapshot;
-    bool loaded = false;
-    EventLoop::Moment loadedAt{};
-};
-
-/// What is known of a file's content as long as its inode lives.
-struct FileState {
-    WriteBehind pending;
-    Gate settled;                     ///< opens whenever something that was pending has been confirmed or given up
-    Version pages;                    ///< the version that the kernel's page cache holds
-    std::uint64_t size = 0;           ///< as last heard; for reading ahead only
-    timespec written{};               ///< when a program wrote last
-    int asking = 0;                   ///< attribute calls under way
-    std::uint64_t endWhileAsking = 0; ///< how far writes reached that were confirmed during such calls
-    std::uint64_t stream = 0;
-    std::uint64_t reach = 0;  ///< the end of the file on the server once everything sent has arrived
-    int reading = 0;          ///< read calls under way
-    int readersWaiting = 0;   ///< readers whose turn comes when the writes under way have ended
-    bool exclusive = false;   ///< the size is being set
-    std::uint64_t errors = 0; ///< how many writes the server refused
-    int lastError = 0;
-    std::set<OpenFile *> opened;
-};
-
-/// The outcome of an operation on a known file.
-template <class T>
-struct Result {
-    int error = 0;
-    int status = 0;
-    bool repeated = false;
-    T value{};
-};
 
 /// The drive as the kernel sees it: each operation of the kernel is a coroutine that makes the calls it needs and
 /// answers.
