@@ -33,6 +33,8 @@ struct FuseOperations {
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
         // The kernel's write-back would hide what other writers do to a file's size.
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_WRITEBACK_CACHE | FUSE_CAP_ATOMIC_O_TRUNC);
+        // A listing brings all attributes anyway, and the kernel would only ask for them one by one later.
+        connection->want &= ~static_cast<unsigned>(FUSE_CAP_READDIRPLUS_AUTO);
         connection->max_read = ReadAhead::blockSize; // must repeat what the mount option says
         connection->max_background = 64;
         connection->congestion_threshold = 48;
