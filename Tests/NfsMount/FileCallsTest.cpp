@@ -13,6 +13,10 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <csignal>
+#include <thread>
+
 using namespace quillmount;
 using namespace Qt::StringLiterals;
 
@@ -31,6 +35,7 @@ private Q_SLOTS:
     void truncatesAndExtends();
     void renames();
     void followsARenamedFolder();
+    void movesWhileFoldersAreRenamed();
     void givesNewFilesOwnContent();
     void refusesWhatItCannotDo();
     void removesFolders();
@@ -235,6 +240,35 @@ void FileCallsTest::followsARenamedFolder() {
     QCOMPARE(content(at("one/two/three/file")), QByteArray("impostor"));
     ::close(file);
     ::close(inside);
+}
+
+void FileCallsTest::movesWhileFoldersAreRenamed() {
+    // A folder waits for the calls in its tree before it is renamed, and the calls wait for the rename: never both.
+    const QByteArray folder = at("renamed");
+    for (const char *name : {"renamed", "renamed/one", "renamed/two"})
+        QCOMPARE(::mkdir(at(name).constData(), 0755), 0);
+    QVERIFY(write(folder + "/one/file", "x"));
+    std::atomic<bool> over{false};
+    std::thread mover([&] {
+        for (int i = 0; !over; ++i) {
+            const char *places[] = {"/one/file", "/two/file"};
+            ::rename((folder + places[i % 2]).constData(), (folder + places[(i + 1) % 2]).constData());
+        }
+    });
+    std::atomic<int> renames{0};
+    std::thread renamer([&] {
+        for (int i = 0; i < 150 && !over; ++i, ++renames) {
+            ::rename(folder.constData(), at("elsewhere").constData());
+            ::rename(at("elsewhere").constData(), folder.constData());
+        }
+    });
+    const bool moved = MountedEngine::waitFor([&] { return renames == 150; });
+    over = true;
+    if (!moved)
+        ::kill(MountedEngine::mountProcess(m_drive.mountPoint()), SIGKILL);
+    mover.join();
+    renamer.join();
+    QVERIFY2(moved, "the drive stands still");
 }
 
 void FileCallsTest::givesNewFilesOwnContent() {

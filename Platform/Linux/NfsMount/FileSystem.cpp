@@ -31,21 +31,26 @@ bool FileSystem::isFrozen(const Inode &inode) const {
                        [&](const Inode *frozen) { return inode.isBelowOrSame(*frozen); });
 }
 
-Task<int> FileSystem::holdHandle(InodePtr inode) {
+/// Both are counted in one step: who counted one and then waited for the other would keep a rename of the first one's
+/// tree from beginning, which may be what the other waits for.
+Task<int> FileSystem::holdHandles(InodePtr inode, InodePtr other) {
     while (true) {
-        while (isFrozen(*inode))
+        while (isFrozen(*inode) || (other && isFrozen(*other)))
             co_await m_thawed.wait();
-        if (inode->isGone())
+        if (inode->isGone() || (other && other->isGone()))
             co_return ESTALE;
-        if (!inode->handle.empty()) {
-            if (inode->busy++ == 0)
-                m_busy.insert(inode.get());
-            co_return 0;
-        }
-        const int error = co_await findAgain(inode);
+        const InodePtr lost = inode->handle.empty() ? inode : other && other->handle.empty() ? other : nullptr;
+        if (!lost)
+            break;
+        const int error = co_await findAgain(lost);
         if (error != 0)
             co_return error;
     }
+    for (const InodePtr &held : {inode, other}) {
+        if (held && held->busy++ == 0)
+            m_busy.insert(held.get());
+    }
+    co_return 0;
 }
 
 void FileSystem::releaseHandle(Inode &inode) {

@@ -80,7 +80,7 @@ private:
     // Calls by handle
     template <class T, class Call>
     Task<Result<T>> onHandle(Procedure procedure, InodePtr inode, Call call);
-    Task<int> holdHandle(InodePtr inode);
+    Task<int> holdHandles(InodePtr inode, InodePtr other = {});
     void releaseHandle(Inode &inode);
     Task<int> findAgain(InodePtr inode);
     Task<int> confirmAbsent(InodePtr folder);

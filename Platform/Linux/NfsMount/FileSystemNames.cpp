@@ -145,28 +145,32 @@ Task<int> FileSystem::removeName(InodePtr folder, std::string name, Procedure pr
 
 /// Renames on the server. Both folders must be reachable by handle, so both are looked up again when one is lost.
 Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName) {
-    Result<Nothing> moved;
+    int error = 0;
     bool repeated = false;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        moved.error = co_await holdHandle(newFolder);
-        if (moved.error != 0)
-            co_return moved.error;
-        const Handle destination = newFolder->handle;
-        moved = co_await onHandle<Nothing>(Procedure::Rename, folder, [&](const Handle &handle) {
-            return m_client.rename(handle, name, destination, newName);
-        });
+        error = co_await holdHandles(folder, newFolder);
+        if (error != 0)
+            co_return error;
+        const Handle from = folder->handle;
+        const Handle to = newFolder->handle;
+        const Reply<Nothing> moved = co_await m_client.rename(from, name, to, newName);
+        releaseHandle(*folder);
         releaseHandle(*newFolder);
         repeated = repeated || moved.repeated;
-        if (moved.error != ESTALE)
+        error = errorNumber(Procedure::Rename, moved);
+        if (error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status)) {
+            namesChanged(*folder);
+            namesChanged(*newFolder);
+            co_return 0;
+        }
+        if (!meansLostHandle(Procedure::Rename, moved.ending, moved.status))
             break;
-        m_table.dropHandles(*newFolder);
+        if (folder->handle == from)
+            m_table.dropHandles(*folder);
+        if (newFolder->handle == to)
+            m_table.dropHandles(*newFolder);
     }
-    if (moved.error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status)) {
-        namesChanged(*folder);
-        namesChanged(*newFolder);
-        co_return 0;
-    }
-    co_return moved.error;
+    co_return error;
 }
 
 /// Lets an open file live on under a hidden name. The caller has frozen it.

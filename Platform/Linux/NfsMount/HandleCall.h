@@ -11,7 +11,7 @@ template <class T, class Call>
 Task<Result<T>> FileSystem::onHandle(Procedure procedure, InodePtr inode, Call call) {
     Result<T> result;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        result.error = co_await holdHandle(inode);
+        result.error = co_await holdHandles(inode);
         if (result.error != 0)
             co_return result;
         const Handle used = inode->handle;
