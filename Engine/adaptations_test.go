@@ -5,11 +5,13 @@ package main
 import (
 	"os"
 	"path/filepath"
+	"reflect"
 	"slices"
 	"strings"
 	"testing"
 	"time"
 
+	"github.com/rclone/rclone/fs/rc"
 	"github.com/rclone/rclone/vfs/vfscache/writeback"
 )
 
@@ -41,12 +43,31 @@ func TestFailedUploads(t *testing.T) {
 	}{
 		"waits for its first try":      {writeback.QueueInfo{Delay: 5}, 5 * time.Second, 0},
 		"failed":                       {writeback.QueueInfo{Tries: 1, Delay: 10}, 5 * time.Second, 1},
-		"failed, tried again just now": {writeback.QueueInfo{Tries: 2, Delay: 10, Uploading: true}, 5 * time.Second, 0},
+		"tried for the first time":     {writeback.QueueInfo{Tries: 1, Delay: 5, Uploading: true}, 5 * time.Second, 0},
+		"failed, tried again just now": {writeback.QueueInfo{Tries: 2, Delay: 10, Uploading: true}, 5 * time.Second, 1},
 		"cancelled by another write":   {writeback.QueueInfo{Tries: 1, Delay: 5}, 5 * time.Second, 0},
 		"failed without any wait":      {writeback.QueueInfo{Tries: 1}, 0, 1},
 	} {
 		if got := failedUploads([]writeback.QueueInfo{c.item}, c.writeBack); got != c.want {
 			t.Errorf("%s: %d, want %d", name, got, c.want)
+		}
+	}
+}
+
+func TestOnlyUploadsAreTransfers(t *testing.T) {
+	download := rc.Params{"name": "photo.raw", "srcFs": "drive:Quillmount", "speed": 100.0}
+	begun := rc.Params{"name": "begun", "srcFs": "cache", "dstFs": "drive:Quillmount"}
+	upload := rc.Params{"name": "saved", "srcFs": "cache", "dstFs": "drive:Quillmount", "speed": 2.5}
+	for _, c := range []struct {
+		given, want []rc.Params
+		speed       float64
+	}{
+		{nil, nil, 0},
+		{[]rc.Params{download}, nil, 0},
+		{[]rc.Params{upload, download, begun, upload}, []rc.Params{upload, begun, upload}, 5},
+	} {
+		if got, speed := uploadsOf(c.given); !reflect.DeepEqual(got, c.want) || speed != c.speed {
+			t.Errorf("%v became %v at %v", c.given, got, speed)
 		}
 	}
 }

@@ -7,6 +7,7 @@ package main
 
 import (
 	"os"
+	"runtime/debug"
 
 	_ "github.com/rclone/rclone/backend/drive"
 	_ "github.com/rclone/rclone/backend/local" // the VFS cache opens its own folders through this backend
@@ -15,8 +16,13 @@ import (
 	_ "github.com/rclone/rclone/cmd/version"
 )
 
+// garbagePercent is how far the heap may grow, beyond what is in use, before garbage is collected. A server of large
+// buffers spends much of its time on collecting them at Go's own 100.
+const garbagePercent = 400
+
 func main() {
 	forbidCoreFiles()
+	debug.SetGCPercent(garbagePercent)
 	os.Args = sizesInBytes(os.Args, sizeFlags())
 	adaptServe(adaptLog())
 	adaptVFSStats()

@@ -10,6 +10,7 @@ import (
 	"regexp"
 	"sync"
 	"sync/atomic"
+	"time"
 
 	"github.com/rclone/rclone/cmd"
 	"github.com/rclone/rclone/cmd/serve/nfs"
@@ -42,8 +43,12 @@ func adaptServe(log *engineLog) {
 		remote := cmd.NewFsSrc(args)
 		cmd.Run(false, true, command, func() error {
 			ctx := context.Background()
+			aside := setAsideDamaged(remote, time.Now())
 			drive := vfs.New(ctx, remote, &vfscommon.Opt)
 			defer drive.Shutdown()
+			if err := noteServed(drive, aside); err != nil {
+				return err
+			}
 			// The server keeps the log level that it finds.
 			log.start.end()
 			server, err := nfs.NewServer(ctx, drive, &nfs.Opt)

@@ -3,11 +3,8 @@
 package main
 
 import (
-	"context"
 	"regexp"
 	"strings"
-
-	"github.com/rclone/rclone/fs/rc"
 )
 
 // tokenWords is what rclone puts before every error of the token endpoint, a missing network included.
@@ -31,18 +28,4 @@ func withoutTokenWords(text string) string {
 		before += tokenWords
 	}
 	return before + withoutTokenWords(after)
-}
-
-// adaptCoreStats gives lastError of "core/stats" the wording of the log.
-func adaptCoreStats() {
-	stats := rc.Calls.Get("core/stats")
-	adapted := *stats
-	adapted.Fn = func(ctx context.Context, in rc.Params) (rc.Params, error) {
-		out, err := stats.Fn(ctx, in)
-		if text, ok := out["lastError"].(string); ok {
-			out["lastError"] = withoutTokenWords(text)
-		}
-		return out, err
-	}
-	rc.Add(adapted)
 }

@@ -8,6 +8,7 @@ import (
 	"math"
 	"net/http"
 	"os"
+	"path/filepath"
 	"strings"
 	"syscall"
 	"testing"
@@ -30,8 +31,8 @@ func TestBareSizesAreBytesAndTheProcessIsTidy(t *testing.T) {
 			t.Errorf("%s is %.0f, want %.0f", key, got, want)
 		}
 	}
-	if got := e.coreLimit(); got != "0 0 bytes" {
-		t.Errorf("core files are limited to %q, want none", got)
+	if got := e.coreLimit(); got != "1 1 bytes" {
+		t.Errorf("core files are limited to %q, want what also stops a program that they are piped to", got)
 	}
 	if got := e.stop(syscall.SIGTERM); got != 143 {
 		t.Errorf("SIGTERM ended the engine with status %d, want rclone's 143", got)
@@ -59,6 +60,30 @@ func TestFailedUploadsCountAsErroredUntilTheySucceed(t *testing.T) {
 	}
 	if _, err := os.Stat(remote + "/folder/saved.txt"); err != nil {
 		t.Error(err)
+	}
+}
+
+func TestDamagedPieceOfTheCacheIsSetAsideAndTold(t *testing.T) {
+	t.Parallel()
+	remote, home := t.TempDir(), t.TempDir()
+	e := newEngine(t, localDrive)
+	e.leavePendingUpload(remote, "folder/damaged.txt")
+	e.leavePendingUpload(remote, "fine.txt")
+	must(t, os.Truncate(e.path("cache/vfsMeta/drive")+remote+"/folder/damaged.txt", 0))
+	e.start("drive:"+remote, []string{"QUILLMOUNT_RECOVERY_DIRECTORY=" + home}, "--vfs-write-back", "100ms")
+	told := field(t, e.ready(), "setAside")
+	directory, _ := told["directory"].(string)
+	content, err := os.ReadFile(directory + "/folder/damaged.txt")
+	if number(t, told, "files") != 1 || filepath.Dir(directory) != home || string(content) != pendingContent {
+		t.Errorf("%v was told; there is %q, %v", told, content, err)
+	}
+	e.eventually("the other file is uploaded", func() bool {
+		return e.disk("uploadsQueued")+e.disk("uploadsInProgress") == 0
+	})
+	uploaded, err := os.ReadDir(remote)
+	must(t, err)
+	if len(uploaded) != 1 || uploaded[0].Name() != "fine.txt" {
+		t.Errorf("uploaded: %v", uploaded)
 	}
 }
 

@@ -168,11 +168,13 @@ func (e *engine) errors() (lines []string) {
 	return lines
 }
 
+const pendingContent = "saved, and not uploaded yet"
+
 // leavePendingUpload leaves a changed file in the cache of an engine that does not run, as one that was killed does.
 // folder is the path within the remote that is served.
 func (e *engine) leavePendingUpload(folder, name string) {
 	e.t.Helper()
-	content := []byte("saved, and not uploaded yet")
+	content := []byte(pendingContent)
 	meta, err := json.Marshal(map[string]any{
 		"ModTime": time.Now(), "ATime": time.Now(), "Size": len(content), "Dirty": true,
 		"Rs": []any{map[string]any{"Pos": 0, "Size": len(content)}},
