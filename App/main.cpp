@@ -55,6 +55,7 @@ int main(int argc, char **argv) {
     setrlimit(RLIMIT_CORE, &noCoreFile);
     qSetMessagePattern(u"%{time hh:mm:ss.zzz} %{category}: %{message}"_s);
 
+    preparePlatform();
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"Quillmount"_s);
     QApplication::setDesktopFileName(u"com.orvane.quillmount"_s);

@@ -41,6 +41,9 @@ struct Platform {
     static void install(std::unique_ptr<Platform> platform);
 };
 
+// What the system asks of a process before its application object is made, and before it has threads.
+void preparePlatform();
+
 // The platform of the system that this was built for; the application must exist already.
 [[nodiscard]] std::unique_ptr<Platform> makePlatform();
 

@@ -2,13 +2,13 @@
 #include "Platform/Linux/LinuxAlerts.h"
 
 #include "Platform/Linux/PlatformLog.h"
+#include "Platform/Linux/SessionBus.h"
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QFile>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -17,13 +17,6 @@ namespace quillmount {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// A library that finds no address would start a bus that nobody else is on.
-bool hasSessionBus() {
-    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS") ||
-           (!runtime.isEmpty() && QFile::exists(runtime + u"/bus"_s));
-}
 
 QDBusMessage notificationsCall(const QString &method) {
     const QString service = u"org.freedesktop.Notifications"_s;
@@ -86,7 +79,7 @@ int LinuxAlerts::ask(const QString &message, const QString &informative, const Q
 }
 
 void LinuxAlerts::notify(const QString &title, const QString &text) {
-    if (!hasSessionBus()) {
+    if (!SessionBus::isThere()) {
         logNotice(title, text);
         return;
     }

@@ -3,6 +3,7 @@
 
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/SecretServiceClient.h"
+#include "Platform/Linux/SessionBus.h"
 
 #include <QDeadlineTimer>
 
@@ -42,7 +43,7 @@ LinuxSecretStore::~LinuxSecretStore() {
 template <typename Call>
 auto LinuxSecretStore::bounded(Call call) -> decltype(call(std::declval<SecretServiceClient &>())) {
     using Answer = decltype(call(std::declval<SecretServiceClient &>()));
-    if (!SecretServiceClient::hasSessionBus())
+    if (!SessionBus::isThere())
         return {};
     {
         const std::lock_guard guard(m_calls->mutex);

@@ -2,6 +2,7 @@
 #include "Platform/Linux/LinuxWorkspace.h"
 
 #include "Platform/Linux/PlatformLog.h"
+#include "Platform/Linux/SessionBus.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -24,6 +25,7 @@ bool LinuxWorkspace::openURL(const QUrl &url) {
     opener.setStandardInputFile(QProcess::nullDevice());
     opener.setStandardOutputFile(QProcess::nullDevice());
     opener.setStandardErrorFile(QProcess::nullDevice());
+    opener.setProcessEnvironment(SessionBus::usersEnvironment());
     if (opener.startDetached())
         return true;
     qCWarning(platformLog, "xdg-open could not be started");

@@ -3,11 +3,7 @@
 
 #include "Platform/Linux/PlatformLog.h"
 
-#include <QFile>
-#include <QFileInfo>
-
 #include <libsecret/secret.h>
-#include <unistd.h>
 
 namespace quillmount {
 
@@ -110,16 +106,6 @@ Cancellation::~Cancellation() {
 
 void Cancellation::cancel() {
     g_cancellable_cancel(m_cancellable);
-}
-
-bool SecretServiceClient::hasSessionBus() {
-    if (qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")) {
-        const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-        // "autolaunch:" asks the library to start one.
-        return !address.isEmpty() && !address.contains("autolaunch:");
-    }
-    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
-    return !runtime.isEmpty() && QFileInfo(QFile::decodeName(runtime + "/bus")).ownerId() == ::getuid();
 }
 
 SecretServiceClient::SecretServiceClient(const Cancellation &cancellation)

@@ -35,9 +35,6 @@ private:
 // time. Calls block until they are answered or cancelled. Nothing is unlocked, and no dialog is asked for.
 class SecretServiceClient {
 public:
-    // Whether the environment names a session bus that is there already.
-    [[nodiscard]] static bool hasSessionBus();
-
     explicit SecretServiceClient(const Cancellation &cancellation);
     ~SecretServiceClient();
     Q_DISABLE_COPY_MOVE(SecretServiceClient)

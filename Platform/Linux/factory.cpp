@@ -11,6 +11,7 @@
 #include "Platform/Linux/LinuxTerminationSignals.h"
 #include "Platform/Linux/LinuxUserDefaults.h"
 #include "Platform/Linux/LinuxWorkspace.h"
+#include "Platform/Linux/SessionBus.h"
 #include "Platform/Platform.h"
 #include "Platform/SystemClock.h"
 
@@ -19,6 +20,10 @@
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
+
+void preparePlatform() {
+    SessionBus::startNone();
+}
 
 std::unique_ptr<Platform> makePlatform() {
     const QString bundle = QCoreApplication::applicationDirPath();

@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <future>
-#include <gio/gio.h>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -36,8 +35,6 @@ private Q_SLOTS:
     void leavesAStoppedServiceAlone();
     void keepsItsCallerTwoSeconds();
     void findsTheBusInTheRuntimeFolder();
-    void startsNoBus_data();
-    void startsNoBus();
     void survivesABadBus_data();
     void survivesABadBus();
 
@@ -262,48 +259,6 @@ void SecretServiceTest::findsTheBusInTheRuntimeFolder() {
     qunsetenv("DBUS_SESSION_BUS_ADDRESS");
     Keychain::set(u"kept"_s, token);
     QCOMPARE(Keychain::get(token), std::optional(u"kept"_s));
-}
-
-void SecretServiceTest::startsNoBus_data() {
-    QTest::addColumn<QByteArray>("address");
-    QTest::newRow("unset") << QByteArray();
-    QTest::newRow("empty") << QByteArray("");
-    QTest::newRow("asks for a start") << QByteArray("autolaunch:");
-    QTest::newRow("asks for a start at last") << QByteArray("unix:path=/nonexistent;autolaunch:");
-}
-
-void SecretServiceTest::startsNoBus() {
-    QFETCH(QByteArray, address);
-    m_world.reset();
-    const QTemporaryDir folder;
-    const QString started = folder.filePath(u"started"_s);
-    QFile program(folder.filePath(u"dbus-launch"_s));
-    QVERIFY(program.open(QIODevice::WriteOnly));
-    program.write("#!/bin/sh\necho started >" + started.toUtf8());
-    program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    program.close();
-    const QByteArray path = qgetenv("PATH");
-    const QByteArray display = qgetenv("DISPLAY");
-    qputenv("PATH", folder.path().toUtf8() + ':' + path);
-    qputenv("DISPLAY", ":none");
-    qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
-    if (!address.isNull())
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-
-    const auto time = timeOf([] {
-        Keychain::set(u"new"_s, token);
-        QCOMPARE(Keychain::get(token), std::nullopt);
-    });
-    QVERIFY(time < 500ms);
-    QVERIFY(!QFile::exists(started));
-    // The library itself would have.
-    if (address.isNull()) {
-        g_free(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
-        QVERIFY(QFile::exists(started));
-    }
-    qputenv("PATH", path);
-    display.isNull() ? qunsetenv("DISPLAY") : qputenv("DISPLAY", display);
-    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
 
 void SecretServiceTest::survivesABadBus_data() {
