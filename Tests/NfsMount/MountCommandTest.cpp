@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/Support/Machine.h"
 #include "Tests/Support/MountedEngine.h"
 
 #include <QDir>
@@ -24,6 +25,7 @@ private Q_SLOTS:
     void cleanup();
     void refuses_data();
     void refuses();
+    void saysWhatClosesTheDevice();
     void refusesWhatIsMounted();
     void mountsOnlyOnce();
     void keepsTheBareFolderClosed();
@@ -97,6 +99,24 @@ void MountCommandTest::refuses() {
     QVERIFY2(complaint.startsWith("quillmount-mount: ") && complaint.count('\n') == 1, complaint.constData());
     QCOMPARE(command.readAllStandardOutput(), QByteArray());
     QVERIFY(isQuiet());
+}
+
+void MountCommandTest::saysWhatClosesTheDevice() {
+    const QString missing = Machine::lacksMountNamespaces();
+    QVERIFY2(missing.isEmpty(), qPrintable(missing));
+    // A mount without devices closes it to everybody, root included, in a namespace that goes with the command.
+    const QStringList asRoot = geteuid() == 0 ? QStringList() : QStringList{u"--map-root-user"_s};
+    const QString script = u"mount --bind /dev/fuse /dev/fuse && "
+                           "mount -o remount,bind,nodev,nosuid,noexec /dev/fuse && exec \"$@\""_s;
+    QProcess command;
+    command.start(u"unshare"_s,
+                  asRoot + QStringList{u"--mount"_s, u"sh"_s, u"-c"_s, script, u"sh"_s, MountedEngine::mountProgram()} +
+                      MountedEngine::mountArguments(m_drive.mountPoint(), m_drive.port()));
+    // Well before the drive counts as failed, and before the server is asked.
+    QVERIFY(command.waitForFinished(1000));
+    QCOMPARE(command.readAllStandardError(), "quillmount-mount: cannot open /dev/fuse: Permission denied; "
+                                             "let everybody open it, as root: chmod 666 /dev/fuse\n");
+    QVERIFY(command.exitCode() != 0 && isQuiet());
 }
 
 void MountCommandTest::refusesWhatIsMounted() {

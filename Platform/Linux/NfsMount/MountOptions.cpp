@@ -30,7 +30,7 @@ std::optional<unsigned> number(std::string_view text, unsigned least, unsigned m
     return value;
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
 
@@ -58,12 +58,12 @@ std::string takeOptionList(MountOptions &options, std::string_view list) {
         const std::string_view key = item.substr(0, equals);
         const bool isFlag = contains(flags, key);
         if (!isFlag && !contains(valued, key))
-            return "unknown option " + quoted(item);
+            return "unknown option " + inQuotes(item);
         if (!seen.insert(key).second)
-            return "option " + quoted(key) + " is given twice";
+            return "option " + inQuotes(key) + " is given twice";
         const bool hasValue = equals != std::string_view::npos;
         if (isFlag == hasValue || (hasValue && !takeValue(options, key, item.substr(equals + 1))))
-            return "bad value in option " + quoted(item);
+            return "bad value in option " + inQuotes(item);
         if (comma == std::string_view::npos)
             break;
         list.remove_prefix(comma + 1);
@@ -71,7 +71,7 @@ std::string takeOptionList(MountOptions &options, std::string_view list) {
     for (const auto &names : {flags, valued}) {
         for (const auto &name : names) {
             if (!seen.contains(name))
-                return "option " + quoted(name) + " is missing";
+                return "option " + inQuotes(name) + " is missing";
         }
     }
     return {};
@@ -88,17 +88,17 @@ std::variant<MountOptions, std::string> parseMountOptions(const std::vector<std:
 
     const std::string_view source = arguments[2];
     if (source.size() < 3 || !source.ends_with(":/"))
-        return "the source " + quoted(source) + " is not of the form HOST:/";
+        return "the source " + inQuotes(source) + " is not of the form HOST:/";
     options.host = source.substr(0, source.size() - 2);
     // The host becomes part of a mount option, in which a comma or a backslash would have a meaning of its own.
     for (const char c : options.host) {
         const bool ordinary = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
         if (!ordinary && std::string_view("-._:[]").find(c) == std::string_view::npos)
-            return "the host " + quoted(options.host) + " has a character that no host name has";
+            return "the host " + inQuotes(options.host) + " has a character that no host name has";
     }
     options.mountPoint = arguments[3];
     if (options.mountPoint.empty() || options.mountPoint.front() != '/')
-        return "the mount point " + quoted(options.mountPoint) + " is not an absolute path";
+        return "the mount point " + inQuotes(options.mountPoint) + " is not an absolute path";
     return options;
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/NfsMount/FuseDevice.h"
 #include "Platform/Linux/NfsMount/LoopbackHost.h"
 #include "Platform/Linux/NfsMount/MountInfo.h"
 #include "Platform/Linux/NfsMount/Service.h"
@@ -118,6 +119,9 @@ bool isShown(const MountOptions &options) {
 
 int runCommand(const MountOptions &options) {
     SignalPipe::resetAll();
+    // Before anything is asked of the server, which may take its time.
+    if (const std::string complaint = fuseDeviceComplaint(); !complaint.empty())
+        return complain(complaint);
     const SignalPipe signals({});
     int channel[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0)
