@@ -7,8 +7,8 @@
 
 namespace quillmount {
 
-// Runs commands of the system without a shell. Their output is discarded; they have a session of their own, so that
-// a Ctrl+C on the terminal does not reach them, and the default signal dispositions.
+// Runs commands of the system without a shell. They have a session of their own, so that a Ctrl+C on the terminal does
+// not reach them, and the default signal dispositions. Their output is discarded.
 namespace Shell {
 
 // Runs an executable (an absolute path) and blocks until it has ended, at most for `timeout` seconds. The exit status;
@@ -17,7 +17,8 @@ namespace Shell {
 int run(const QString &executable, const QStringList &arguments, double timeout);
 int run(const Command &command, double timeout);
 
-// The same on a thread of its own, for commands that take long. Resumes on the main thread.
+// The same on a thread of its own, for commands that take long. Resumes on the main thread. The last line that a failed
+// one writes to standard error goes to the log, unless it is the same as the last time.
 [[nodiscard]] QCoro::Task<int> runInBackground(Command command, double timeout);
 
 } // namespace Shell

@@ -29,6 +29,7 @@ class ShellTest : public QObject {
 private Q_SLOTS:
     void status_data();
     void status();
+    void reasonIsLoggedOnce();
     void argumentsAreNotInterpreted();
     void commandThatDoesNotEndIsLeftAlone();
     void commandsStartWithDefaultSignals();
@@ -50,6 +51,22 @@ void ShellTest::status() {
     QFETCH(QString, executable);
     QFETCH(QStringList, arguments);
     QTEST(Shell::run(executable, arguments, 10), "status");
+}
+
+void ShellTest::reasonIsLoggedOnce() {
+    static QStringList logged;
+    logged.clear();
+    const QtMessageHandler former = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &message) { logged.append(message); });
+    for (const auto &code :
+         {u"echo first >&2; echo no device >&2; exit 1"_s, u"echo no device >&2; exit 1"_s, u"echo busy >&2; exit 1"_s,
+          u"echo only a word >&2"_s, u"exit 1"_s, u"echo busy >&2; exit 1"_s}) {
+        const auto command = started(Shell::runInBackground({u"/bin/sh"_s, {u"-c"_s, code}}, 10));
+        QVERIFY(waitFor([&] { return command->isDone; }));
+    }
+    qInstallMessageHandler(former);
+    QCOMPARE(logged,
+             QStringList({u"a command failed: no device"_s, u"a command failed: busy"_s, u"a command failed: busy"_s}));
 }
 
 void ShellTest::argumentsAreNotInterpreted() {
