@@ -2,6 +2,7 @@
 // The application ends, asked or killed, at any moment: nothing is left behind that should not be, and nothing is lost.
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
+#include "Tests/Support/Machine.h"
 
 #include <QFile>
 #include <QTest>
@@ -65,6 +66,8 @@ void EndOfApplicationTest::endsCleanlyOnSignal() {
 }
 
 void EndOfApplicationTest::endsCleanlyOnControlC() {
+    const QString missing = Machine::lacksTerminals();
+    QVERIFY2(missing.isEmpty(), qPrintable(missing));
     TestHome home;
     Application application(home);
     // A terminal of its own, whose Ctrl+C reaches every process that belongs to it.

@@ -3,6 +3,7 @@
 #include "Platform/Linux/MountInfo.h"
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
+#include "Tests/Support/Machine.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -36,6 +37,7 @@ class OrdinaryUserTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void cleanup();
     void usesTheDrive();
@@ -48,6 +50,11 @@ private:
     std::unique_ptr<TestHome> m_home;
     std::unique_ptr<Application> m_application;
 };
+
+void OrdinaryUserTest::initTestCase() {
+    const QString missing = m_isRoot ? Machine::lacksMountNamespaces() : QString();
+    QVERIFY2(missing.isEmpty(), qPrintable(missing));
+}
 
 void OrdinaryUserTest::init() {
     m_home = std::make_unique<TestHome>();

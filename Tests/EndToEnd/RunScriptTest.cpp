@@ -2,6 +2,7 @@
 // "make run" as a newcomer uses it, again and again in one home, ended in every way.
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
+#include "Tests/Support/Machine.h"
 
 #include <QDir>
 #include <QFile>
@@ -53,6 +54,7 @@ class RunScriptTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void runsAgainAfterEveryEnd();
 
 private:
@@ -72,6 +74,11 @@ QByteArrayList RunScriptTest::programs(const TestHome &home) {
     return names;
 }
 
+void RunScriptTest::initTestCase() {
+    const QString missing = Machine::lacksTerminals();
+    QVERIFY2(missing.isEmpty(), qPrintable(missing));
+}
+
 void RunScriptTest::runsAgainAfterEveryEnd() {
     const QByteArrayList oneOfEach{"QuillmountEngine", "google-stand-in", "quillmount", "quillmount-mount"};
     TestHome home;
@@ -80,6 +87,10 @@ void RunScriptTest::runsAgainAfterEveryEnd() {
         MakeRun run(home, MakeRun::onTerminal);
         QVERIFY(run.becomesLive());
         QCOMPARE(told(run, "Drive: "), home.mountPoint());
+        // What stands in for the browser is for the local Google's pages; other addresses are shown.
+        const QString opener = home.path() + u"/.local/state/Quillmount/run/bin/xdg-open"_s;
+        QCOMPARE(QProcess::execute(opener, {u"https://example.org/page"_s}), 0);
+        QTRY_VERIFY(run.output().contains("open this address elsewhere: https://example.org/page"));
         google = told(run, "Local Google: ") + u"/Quillmount/letter.txt"_s;
         QVERIFY(home.save(u"letter.txt"_s, "Dear Google"));
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(google), 20'000);

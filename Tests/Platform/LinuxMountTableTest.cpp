@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxMountTable.h"
 #include "Platform/Linux/MountInfo.h"
+#include "Tests/Support/Machine.h"
 
 #include <QDir>
 #include <QFile>
@@ -216,7 +217,7 @@ bool enterOwnMountNamespace() {
 int main(int argc, char *argv[]) {
     // Before there are threads, which would stay behind.
     if (!enterOwnMountNamespace()) {
-        std::perror("no mount namespace");
+        std::fprintf(stderr, "%s\n", qUtf8Printable(Machine::lacksMountNamespaces()));
         return 1;
     }
     QCoreApplication application(argc, argv);
