@@ -7,7 +7,10 @@
 #include <QProcess>
 #include <QTest>
 
+#include <unistd.h>
+
 #include <atomic>
+#include <csignal>
 #include <thread>
 
 using namespace quillmount;
@@ -71,8 +74,13 @@ QString EverydayTest::run(const QString &program, const QStringList &arguments) 
     QProcess process;
     process.setWorkingDirectory(m_folder);
     process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setChildProcessModifier([] { setsid(); });
     process.start(program, arguments);
+    const auto group = static_cast<pid_t>(process.processId());
     const bool ended = process.waitForFinished(60'000);
+    // What a command leaves behind, above all one that was given up, would hold the mount.
+    if (group > 0)
+        ::kill(-group, SIGKILL);
     const QString output = QString::fromLocal8Bit(process.readAll());
     return ended && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 ? output
                                                                                             : u"failed: "_s + output;
@@ -100,6 +108,9 @@ void EverydayTest::keepsAGitRepository() {
     const QString origin = m_drive.local() + u"/origin"_s;
     const QString script = uR"(
         set -e
+        # Nothing that goes on in the background and would hold the mount.
+        export GIT_CONFIG_COUNT=2 GIT_CONFIG_KEY_0=gc.auto GIT_CONFIG_VALUE_0=0
+        export GIT_CONFIG_KEY_1=maintenance.auto GIT_CONFIG_VALUE_1=false
         export GIT_CONFIG_GLOBAL=/dev/null GIT_AUTHOR_NAME=A GIT_AUTHOR_EMAIL=a@example.org
         export GIT_COMMITTER_NAME=A GIT_COMMITTER_EMAIL=a@example.org
         git init -q "$1"; cd "$1"
