@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <cmath>
@@ -29,7 +30,7 @@ QString expiry(Clock::Instant now, double lifetime) {
     constexpr double lastSecond = 253'402'300'799; // of the year 9999
     const double seconds = double(now.time_since_epoch().count()) / 1000 + lifetime;
     const auto whole = qint64(std::clamp(std::floor(seconds), 0.0, lastSecond));
-    return QDateTime::fromSecsSinceEpoch(whole, Qt::UTC).toString(Qt::ISODate);
+    return QDateTime::fromSecsSinceEpoch(whole, QTimeZone::utc()).toUTC().toString(Qt::ISODate);
 }
 
 } // namespace

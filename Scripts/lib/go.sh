@@ -72,7 +72,8 @@ provide_go() {
   local found
   found=$(command -v go) && use_go_as_it_is "$found" && return
   found=$(packaged_go) && [[ -n $found ]] && use_go_as_it_is "$found" && return
-  for found in $(command -v go) /usr/lib/go-1.*/bin/go; do
+  # The one on the PATH is often a link to one of the others.
+  for found in $(readlink -f -- "$(command -v go)" /usr/lib/go-1.*/bin/go | sort -u); do
     use_go_as_it_is "$found" || use_go_that_fetches "$found" && return
   done
   install_backported_go && use_go_that_fetches /usr/lib/go-1.23/bin/go && return

@@ -3,6 +3,7 @@
 
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QTimeZone>
 
 using namespace Qt::StringLiterals;
 
@@ -23,7 +24,7 @@ std::optional<qint64> parseTime(const QString &text) {
 }
 
 QString formatTime(qint64 ms) {
-    return QDateTime::fromMSecsSinceEpoch(ms, Qt::UTC).toString(u"yyyy-MM-ddTHH:mm:ss.zzz"_s) + u'Z';
+    return QDateTime::fromMSecsSinceEpoch(ms, QTimeZone::utc()).toString(u"yyyy-MM-ddTHH:mm:ss.zzz"_s) + u'Z';
 }
 
 qint64 nowMs() {
