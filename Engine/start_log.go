@@ -15,6 +15,7 @@ import (
 	"github.com/rclone/rclone/cmd"
 	"github.com/rclone/rclone/cmd/serve/nfs"
 	"github.com/rclone/rclone/fs"
+	"github.com/rclone/rclone/lib/atexit"
 	"github.com/rclone/rclone/vfs"
 	"github.com/rclone/rclone/vfs/vfscommon"
 	"github.com/spf13/cobra"
@@ -44,20 +45,32 @@ func adaptServe(log *engineLog) {
 		cmd.Run(false, true, command, func() error {
 			ctx := context.Background()
 			aside := setAsideDamaged(remote, time.Now())
-			drive := vfs.New(ctx, remote, &vfscommon.Opt)
+			drive := vfs.New(ctx, remote, driveOptions())
 			defer drive.Shutdown()
 			if err := noteServed(drive, aside); err != nil {
 				return err
 			}
 			// The server keeps the log level that it finds.
 			log.start.end()
-			server, err := nfs.NewServer(ctx, drive, &nfs.Opt)
+			service, err := newNFSService(ctx, drive, &nfs.Opt)
 			if err != nil {
 				return err
 			}
-			return server.Serve()
+			atexit.Register(service.stop)
+			if err := service.serve(); err != nil {
+				return err
+			}
+			select {} // the signal that ended the serving ends the process
 		})
 	}
+}
+
+// driveOptions returns the options of the command line, except that rclone keeps no file open by itself: a file that it
+// closes late is written to the cache under a name that may belong to another file by then. openFiles does it instead.
+func driveOptions() *vfscommon.Options {
+	options := vfscommon.Opt
+	options.HandleCaching = 0
+	return &options
 }
 
 // begin makes rclone word its debug messages, which it does not take the trouble to do at other levels. Whoever has

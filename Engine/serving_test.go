@@ -1,0 +1,354 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+
+package main
+
+import (
+	"bytes"
+	"context"
+	"encoding/binary"
+	"errors"
+	"io"
+	"net"
+	"os"
+	"os/exec"
+	"path/filepath"
+	"strings"
+	"syscall"
+	"testing"
+	"time"
+
+	rclonenfs "github.com/rclone/rclone/cmd/serve/nfs"
+	"github.com/rclone/rclone/fs"
+	"github.com/rclone/rclone/fs/config"
+	"github.com/rclone/rclone/vfs"
+	"github.com/rclone/rclone/vfs/vfscommon"
+)
+
+const patience = 20 * time.Second
+
+// servedFolder is a drive over a local folder that is served on a port of this process.
+type servedFolder struct {
+	*nfsService
+	t      *testing.T
+	drive  *vfs.VFS
+	remote string
+}
+
+func serveFolder(t *testing.T, writeBack time.Duration) *servedFolder {
+	t.Helper()
+	s := &servedFolder{t: t, remote: t.TempDir()}
+	must(t, config.SetCacheDir(t.TempDir()))
+	remote, err := fs.NewFs(context.Background(), s.remote)
+	must(t, err)
+	options := driveOptions()
+	options.CacheMode = vfscommon.CacheModeFull
+	options.WriteBack = fs.Duration(writeBack)
+	s.drive = vfs.New(context.Background(), remote, options)
+	handles := rclonenfs.Opt
+	handles.ListenAddr = "127.0.0.1:0"
+	s.nfsService, err = newNFSService(context.Background(), s.drive, &handles)
+	must(t, err)
+	done := make(chan error)
+	go func() { done <- s.serve() }()
+	t.Cleanup(func() {
+		s.stop()
+		must(t, <-done)
+		s.drive.Shutdown()
+	})
+	return s
+}
+
+// save writes a file as CREATE and WRITE do.
+func (s *servedFolder) save(name, content string) {
+	s.t.Helper()
+	must(s.t, s.files.write(name, true, func(handle vfs.Handle) error {
+		_, err := handle.WriteAt([]byte(content), 0)
+		return err
+	}))
+}
+
+func (s *servedFolder) eventually(what string, condition func() bool) {
+	s.t.Helper()
+	for deadline := time.Now().Add(patience); !condition(); time.Sleep(5 * time.Millisecond) {
+		if time.Now().After(deadline) {
+			s.t.Fatalf("this did not come to hold: %s", what)
+		}
+	}
+}
+
+// remoteHas tells whether the folder that is served has a file with this content.
+func (s *servedFolder) remoteHas(name, content string) bool {
+	found, err := os.ReadFile(filepath.Join(s.remote, name))
+	return err == nil && string(found) == content
+}
+
+// uploaded waits until nothing is pending.
+func (s *servedFolder) uploaded() {
+	s.t.Helper()
+	s.eventually("everything is uploaded", func() bool {
+		return s.files.cache.TotalInUse() == 0
+	})
+}
+
+// rpc makes one call on a connection and returns the status and what follows it.
+func rpc(t *testing.T, conn net.Conn, procedure uint32, arguments ...[]byte) (status uint32, results []byte) {
+	t.Helper()
+	must(t, conn.SetDeadline(time.Now().Add(patience)))
+	call := binary.BigEndian.AppendUint32(nil, 7) // xid
+	for _, word := range []uint32{0, 2, nfsProgram, 3, procedure, 0, 0, 0, 0} {
+		call = binary.BigEndian.AppendUint32(call, word)
+	}
+	call = append(call, bytes.Join(arguments, nil)...)
+	_, err := conn.Write(append(binary.BigEndian.AppendUint32(nil, uint32(len(call))|lastFragment), call...))
+	must(t, err)
+	head := make([]byte, recordMark)
+	_, err = io.ReadFull(conn, head)
+	must(t, err)
+	answer := make([]byte, binary.BigEndian.Uint32(head)&^lastFragment)
+	_, err = io.ReadFull(conn, answer)
+	must(t, err)
+	return binary.BigEndian.Uint32(answer[answerHead:]), answer[answerHead+4:]
+}
+
+func opaque(value []byte) []byte {
+	padded := append(binary.BigEndian.AppendUint32(nil, uint32(len(value))), value...)
+	return append(padded, make([]byte, (4-len(value)%4)%4)...)
+}
+
+func (s *servedFolder) dial() net.Conn {
+	s.t.Helper()
+	conn, err := net.Dial("tcp", s.listener.Addr().String())
+	must(s.t, err)
+	s.t.Cleanup(func() { _ = conn.Close() })
+	return conn
+}
+
+// handleOf returns the handle of a path.
+func (s *servedFolder) handleOf(name string) []byte {
+	return newNFSHandler(s.nfsService, newNFSConnection(s.nfsService, nil)).ToHandle(nil, strings.Split(name, "/"))
+}
+
+func TestOnlySocketsOfTheUserAreServed(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	if status, _ := rpc(t, s.dial(), 1, opaque(s.handleOf(""))); status != 0 {
+		t.Errorf("GETATTR of the root gave status %d", status)
+	}
+	if os.Getuid() != 0 {
+		t.Fatal("this needs root, to become somebody else")
+	}
+	for name, address := range map[string]string{"IPv4": "127.0.0.1", "IPv4 over an IPv6 socket": "::ffff:127.0.0.1"} {
+		_, port, _ := net.SplitHostPort(s.listener.Addr().String())
+		// A NULL call; served, it is answered with 24 bytes and a record mark.
+		stranger := exec.Command("bash", "-c", `exec 3<>"/dev/tcp/$0/$1" &&
+			printf '\x80\0\0\x28\0\0\0\7\0\0\0\0\0\0\0\2\0\1\x86\xa3\0\0\0\3' >&3 && head -c 20 /dev/zero >&3
+			head -c 28 <&3 | wc -c`, address, port)
+		for uid, want := range map[uint32]string{65534: "0", 0: "28"} {
+			stranger := *stranger
+			stranger.SysProcAttr = &syscall.SysProcAttr{Credential: &syscall.Credential{Uid: uid, Gid: uid}}
+			got, err := stranger.Output()
+			must(t, err)
+			if strings.TrimSpace(string(got)) != want {
+				t.Errorf("%s, user %d: %s bytes of an answer, want %s", name, uid, got, want)
+			}
+		}
+	}
+}
+
+func TestFilesStayOpenUntilCommitOrSilence(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	queued := func() bool {
+		_, found := s.files.cache.upload("a.txt")
+		return found
+	}
+	for name, end := range map[string]func(){
+		"COMMIT": func() {
+			if status, _ := rpc(t, s.dial(), 21, opaque(s.handleOf("a.txt")), make([]byte, 12)); status != 0 {
+				t.Errorf("COMMIT gave status %d", status)
+			}
+			if !queued() {
+				t.Error("COMMIT was answered before the upload was queued")
+			}
+		},
+		"silence": func() { s.eventually("the upload is queued", queued) },
+		"the end": func() { s.files.closeAll() },
+	} {
+		s.save("a.txt", name)
+		if queued() {
+			t.Errorf("the file was closed before %s", name)
+		}
+		time1 := modTime(t, s, "a.txt")
+		end()
+		if !queued() {
+			t.Errorf("the file is open after %s", name)
+		}
+		if time2 := modTime(t, s, "a.txt"); !time1.Equal(time2) {
+			t.Errorf("%s changed the time of the file from %v to %v", name, time1, time2)
+		}
+	}
+}
+
+func modTime(t *testing.T, s *servedFolder, name string) time.Time {
+	t.Helper()
+	info, err := s.drive.Stat(name)
+	must(t, err)
+	return info.ModTime()
+}
+
+func TestCallsThatFailLeaveTheFileUploadable(t *testing.T) {
+	s := serveFolder(t, 10*time.Millisecond)
+	s.save("a.txt", "kept")
+	s.uploaded()
+	const tooLarge = 1 << 62
+	arguments := [][]byte{opaque(s.handleOf("a.txt")), make([]byte, 12), {0, 0, 0, 1}, // no mode, user, group; a size
+		binary.BigEndian.AppendUint64(nil, tooLarge), make([]byte, 12)}
+	if status, _ := rpc(t, s.dial(), 2, arguments...); status != 27 {
+		t.Errorf("a size that no file can have gave status %d, want FBIG", status)
+	}
+	if info, err := s.drive.Stat("a.txt"); err != nil || info.Size() != 4 {
+		t.Errorf("the file has %d bytes after that, %v", info.Size(), err)
+	}
+	s.save("a.txt", "changed after that")
+	s.uploaded()
+	if !s.remoteHas("a.txt", "changed after that") {
+		t.Error("a file is not uploaded after a call that failed")
+	}
+}
+
+func TestLateErrorsAreToldOnce(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	s.save("a.txt", "text")
+	must(t, s.files.close("a.txt", false))
+	for _, tell := range []func() uint32{
+		func() uint32 {
+			status, _ := rpc(t, s.dial(), 21, opaque(s.handleOf("a.txt")), make([]byte, 12))
+			return status
+		},
+		func() uint32 {
+			status, _ := rpc(t, s.dial(), 7, opaque(s.handleOf("a.txt")), make([]byte, 8), []byte{0, 0, 0, 1, 0, 0, 0, 0},
+				opaque([]byte("x")))
+			return status
+		},
+	} {
+		e, err := s.files.enter("a.txt")
+		must(t, err)
+		s.files.note(e, &os.PathError{Op: "close", Path: "a.txt", Err: syscall.ENOSPC})
+		s.files.leave(e)
+		if first, second := tell(), tell(); first != 28 || second != 0 {
+			t.Errorf("statuses %d and %d, want NOSPC and OK", first, second)
+		}
+	}
+}
+
+func TestStopLetsRunningCallsFinishAndTakesNoMore(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	s.save("a.txt", "text")
+	blocked, release := make(chan struct{}), make(chan struct{})
+	running := make(chan error)
+	go func() {
+		running <- s.files.write("a.txt", false, func(handle vfs.Handle) error {
+			close(blocked)
+			<-release
+			_, err := handle.WriteAt([]byte("more"), 4)
+			return err
+		})
+	}()
+	<-blocked
+	if !s.begin() {
+		t.Fatal("no call is taken before the end")
+	}
+	go func() {
+		close(release)
+		if err := <-running; err != nil {
+			t.Error(err)
+		}
+		s.end()
+	}()
+	s.stop()
+	if s.begin() {
+		t.Error("a call is taken after the end")
+	}
+	if info, found := s.files.cache.upload("a.txt"); !found || info.Size != 8 {
+		t.Errorf("the file that was open is not queued as it should be: %v, %+v", found, info)
+	}
+}
+
+func TestMovesAndRemovalsAroundPendingUploads(t *testing.T) {
+	const wait = 300 * time.Millisecond
+	for name, c := range map[string]struct {
+		do   func(s *servedFolder)
+		want map[string]string
+	}{
+		"over a pending file, then saved": {func(s *servedFolder) {
+			s.save("a", "a")
+			s.uploaded()
+			s.save("b", "b, pending")
+			must(s.t, s.moves.rename("a", "b"))
+			s.save("b", "the new text")
+		}, map[string]string{"b": "the new text"}},
+		"pending over an uploaded one, then removed": {func(s *servedFolder) {
+			s.save("b", "old")
+			s.uploaded()
+			s.save("a", "new")
+			must(s.t, s.moves.rename("a", "b"))
+			must(s.t, s.moves.remove("b"))
+		}, nil},
+		"pending over an uploaded one, then moved": {func(s *servedFolder) {
+			s.save("b", "old")
+			s.uploaded()
+			s.save("a", "new")
+			must(s.t, s.moves.rename("a", "b"))
+			must(s.t, s.moves.rename("b", "c"))
+		}, map[string]string{"c": "new"}},
+		"pending over an uploaded one, its folder moved, then removed": {func(s *servedFolder) {
+			must(s.t, s.drive.Mkdir("d", 0o700))
+			s.save("d/b", "old")
+			s.uploaded()
+			s.save("d/a", "new")
+			must(s.t, s.moves.rename("d/a", "d/b"))
+			must(s.t, s.moves.rename("d", "e"))
+			must(s.t, s.moves.remove("e/b"))
+		}, nil},
+		"while it is read": {func(s *servedFolder) {
+			s.save("b", "old")
+			s.uploaded()
+			must(s.t, s.files.read("b", func(handle vfs.Handle) error {
+				s.save("a", "new")
+				return s.moves.rename("a", "b")
+			}))
+		}, map[string]string{"b": "new"}},
+	} {
+		t.Run(name, func(t *testing.T) {
+			s := serveFolder(t, wait)
+			c.do(s)
+			s.uploaded()
+			found := map[string]string{}
+			must(t, filepath.Walk(s.remote, func(path string, info os.FileInfo, err error) error {
+				if err == nil && !info.IsDir() {
+					content, err := os.ReadFile(path)
+					found[strings.TrimPrefix(path, s.remote+"/")] = string(content)
+					return err
+				}
+				return err
+			}))
+			for name, content := range c.want {
+				if found[name] != content {
+					t.Errorf("%s has %q, want %q", name, found[name], content)
+				}
+				delete(found, name)
+			}
+			if len(found) != 0 {
+				t.Errorf("these are there as well: %v", found)
+			}
+		})
+	}
+}
+
+func TestAMoveThatFailsLeavesBothFiles(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	s.save("a", "a")
+	s.save("b", "b")
+	must(t, os.Mkdir(filepath.Join(s.remote, "c"), 0o700))
+	if err := s.moves.rename("missing", "b"); !errors.Is(err, os.ErrNotExist) {
+		t.Errorf("moving nothing gave %v", err)
+	}
+}
