@@ -11,7 +11,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -35,6 +38,7 @@ private Q_SLOTS:
     void endsOnSignals_data();
     void endsOnSignals();
     void flushesBeforeItEnds();
+    void endsUnderWriters();
     void endsWhenUnmountedFromOutside();
 
 private:
@@ -267,6 +271,52 @@ void MountCommandTest::flushesBeforeItEnds() {
     QVERIFY(again.open(QIODevice::ReadOnly));
     QVERIFY(again.readAll() == bytes);
     again.close();
+    QVERIFY(m_drive.unmount());
+}
+
+void MountCommandTest::endsUnderWriters() {
+    QCOMPARE(m_drive.mount(), 0);
+    // Each goes on as long as it is let, and remembers how far it was told that its bytes are kept.
+    constexpr int blockSize = 100'000;
+    std::array<std::atomic<int>, 8> kept{};
+    std::vector<std::thread> writers;
+    const auto pathOf = [&](int i) { return QFile::encodeName(m_drive.mountPoint() + u"/writer-%1"_s.arg(i)); };
+    for (int i = 0; i < 8; ++i) {
+        writers.emplace_back([&, i] {
+            const int file = ::open(pathOf(i).constData(), O_CREAT | O_WRONLY, 0644);
+            for (int block = 0;; ++block) {
+                const QByteArray bytes(blockSize, static_cast<char>('a' + block % 26));
+                if (::write(file, bytes.constData(), blockSize) != blockSize)
+                    break;
+                if (block % 10 != 9)
+                    continue;
+                if (::fsync(file) != 0)
+                    break;
+                kept[i] = block + 1;
+            }
+            ::close(file);
+        });
+    }
+    const pid_t process = MountedEngine::mountProcess(m_drive.mountPoint());
+    const bool writing = MountedEngine::waitFor([&] {
+        return std::all_of(kept.begin(), kept.end(), [](const std::atomic<int> &blocks) { return blocks > 10; });
+    });
+    ::kill(process, SIGTERM);
+    const bool ended = MountedEngine::waitFor([&] { return ::kill(process, 0) != 0; }, 3'000);
+    if (!ended)
+        ::kill(process, SIGKILL);
+    for (std::thread &writer : writers)
+        writer.join();
+    QVERIFY(writing);
+    QVERIFY2(ended, "the mount's process did not end within 3 s");
+    QVERIFY(isQuiet());
+    QCOMPARE(m_drive.mount(), 0);
+    for (int i = 0; i < 8; ++i) {
+        QFile file(QFile::decodeName(pathOf(i)));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        for (int block = 0; block < kept[i]; ++block)
+            QCOMPARE(file.read(blockSize), QByteArray(blockSize, static_cast<char>('a' + block % 26)));
+    }
     QVERIFY(m_drive.unmount());
 }
 

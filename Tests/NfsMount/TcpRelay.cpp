@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/NfsMount/TcpRelay.h"
 
+#include <QDataStream>
+#include <QIODevice>
+#include <QtEndian>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -34,8 +38,9 @@ bool sendAll(int socket, const char *bytes, ssize_t count) {
 
 } // namespace
 
-TcpRelay::TcpRelay(quint16 target)
-    : m_target(target) {
+TcpRelay::TcpRelay(quint16 target, Judge judge)
+    : m_target(target)
+    , m_judge(std::move(judge)) {
     m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = loopback(0);
     socklen_t size = sizeof address;
@@ -81,9 +86,45 @@ bool TcpRelay::pass(Pair &pair, bool fromClient) {
     const ssize_t count = ::recv(fromClient ? pair.client : pair.server, buffer, sizeof buffer, MSG_DONTWAIT);
     if (count <= 0)
         return false;
+    if (fromClient && m_judge) {
+        pair.calls.append(buffer, count);
+        return judge(pair);
+    }
     if (!fromClient && m_answersLeft >= 0 && m_answersLeft-- == 0)
         return false;
     return sendAll(fromClient ? pair.server : pair.client, buffer, count);
+}
+
+bool TcpRelay::judge(Pair &pair) {
+    constexpr int mark =
+        4; // the record's length, before the call: id, direction, version, program, its version, number
+    constexpr int numberAt = mark + 20;
+    pair.held = false;
+    while (pair.calls.size() > numberAt) {
+        const auto word = [&](int at) { return qFromBigEndian<quint32>(pair.calls.constData() + at); };
+        const auto size = static_cast<qsizetype>(mark + (word(0) & 0x7fffffffU));
+        if (pair.calls.size() < size)
+            break;
+        const Call call{word(mark), word(numberAt), pair.calls.left(size)};
+        const Verdict verdict = m_judge(call);
+        pair.held = verdict.kind == Verdict::Hold;
+        if (pair.held)
+            break;
+        pair.calls.remove(0, size);
+        if (verdict.kind == Verdict::Pass && !sendAll(pair.server, call.bytes.constData(), call.bytes.size()))
+            return false;
+        if (verdict.kind == Verdict::Answer) {
+            // An answer, accepted, no verifier, carried out; the status; no attributes from before, none from after.
+            const quint32 words[] = {0x80000000U + 36, call.id, 1, 0, 0, 0, 0, verdict.status, 0, 0};
+            QByteArray answer;
+            QDataStream stream(&answer, QIODevice::WriteOnly);
+            for (const quint32 each : words)
+                stream << each;
+            if (!sendAll(pair.client, answer.constData(), answer.size()))
+                return false;
+        }
+    }
+    return true;
 }
 
 void TcpRelay::run() {
@@ -91,14 +132,15 @@ void TcpRelay::run() {
     while (!m_end) {
         std::vector<pollfd> descriptors{{m_listener, POLLIN, 0}};
         for (const Pair &pair : m_pairs) {
-            descriptors.push_back({pair.client, POLLIN, 0});
+            descriptors.push_back({pair.held ? -1 : pair.client, POLLIN, 0});
             descriptors.push_back({pair.server, POLLIN, 0});
         }
         ::poll(descriptors.data(), descriptors.size(), 20);
         const bool drop = std::exchange(dropsDone, m_drops.load()) != m_drops;
         for (std::size_t i = 0; i < m_pairs.size(); ++i) {
             Pair &pair = m_pairs[i];
-            const bool broken = drop || (descriptors[1 + 2 * i].revents != 0 && !pass(pair, true)) ||
+            const bool broken = drop || (pair.held && !judge(pair)) ||
+                                (descriptors[1 + 2 * i].revents != 0 && !pass(pair, true)) ||
                                 (descriptors[2 + 2 * i].revents != 0 && !pass(pair, false));
             if (broken)
                 close(pair);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -12,7 +13,22 @@ namespace quillmount {
 /// Stands between the mount and its server, on a thread of its own, and breaks their connections on demand.
 class TcpRelay {
 public:
-    explicit TcpRelay(quint16 target);
+    /// One call on its way to the server.
+    struct Call {
+        quint32 id = 0;
+        quint32 procedure = 0; ///< its number in NFS version 3
+        QByteArray bytes;      ///< the whole record, with its mark
+    };
+    /// What becomes of a call: passed on, kept back with all that follows it on its connection until it is asked about
+    /// again, or answered with a status of NFS version 3 and no attributes.
+    struct Verdict {
+        enum { Pass, Hold, Answer } kind = Pass;
+        quint32 status = 0;
+    };
+    /// Decides on the relay's thread.
+    using Judge = std::function<Verdict(const Call &)>;
+
+    explicit TcpRelay(quint16 target, Judge judge = {});
     ~TcpRelay();
     Q_DISABLE_COPY_MOVE(TcpRelay)
 
@@ -32,14 +48,18 @@ private:
     struct Pair {
         int client = -1;
         int server = -1;
+        QByteArray calls; ///< what the client sent and was not judged yet
+        bool held = false;
     };
 
     void run();
     void accept();
     bool pass(Pair &pair, bool fromClient);
+    bool judge(Pair &pair);
     void close(Pair &pair);
 
     quint16 m_target;
+    Judge m_judge;
     quint16 m_port = 0;
     int m_listener = -1;
     std::vector<Pair> m_pairs;

@@ -7,11 +7,16 @@
 #include <QFile>
 #include <QTest>
 
+#include <nfsc/libnfs.h>
+
+#include <nfsc/libnfs-raw-nfs.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 
 using namespace quillmount;
@@ -33,6 +38,7 @@ private Q_SLOTS:
     void looksAroundWhileReading();
     void tellsAnUnreachableFolderFromAnEmptyOne();
     void reportsWriteErrors();
+    void commitsWhatWasWritten();
     void clearsUpAfterACrash();
 
 private:
@@ -266,6 +272,47 @@ void TroubleTest::reportsWriteErrors() {
     QVERIFY(QFile::remove(cache));
     QVERIFY(QDir().rename(cache + u"-away"_s, cache));
     QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("kept"));
+}
+
+void TroubleTest::commitsWhatWasWritten() {
+    // The server learns from a commit when a program closes a file or wants it on the disk, and answers with errors
+    // that show late.
+    constexpr quint32 commit = 21;
+    std::atomic<quint32> status = NFS3_OK;
+    std::atomic<int> closes = 0;
+    std::atomic<int> syncs = 0;
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        if (call.procedure != commit)
+            return {};
+        const QByteArray range = call.bytes.last(12).toHex(); // offset and count
+        closes += range == "ffffffffffffffff00000000" ? 1 : 0;
+        syncs += range == "000000000000000000000000" ? 1 : 0;
+        return status == NFS3_OK ? TcpRelay::Verdict{} : TcpRelay::Verdict{TcpRelay::Verdict::Answer, status};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    const QByteArray name = path(drive.mountPoint() + u"/file"_s);
+    const int file = ::open(name.constData(), O_CREAT | O_RDWR, 0644);
+    const int reader = ::open(name.constData(), O_RDONLY);
+    QCOMPARE(::write(file, "x", 1), 1);
+    QCOMPARE(outcome(::fsync(file)), 0);
+    QCOMPARE(syncs, 1);
+    QCOMPARE(outcome(::close(::dup(reader))), 0);
+    QCOMPARE(outcome(::close(::dup(file))), 0);
+    QCOMPARE(closes, 0); // nothing was written since
+    QCOMPARE(::write(file, "y", 1), 1);
+    QCOMPARE(outcome(::close(::dup(file))), 0);
+    QCOMPARE(closes, 1);
+    status = NFS3ERR_NOSPC;
+    QCOMPARE(outcome(::fsync(file)), ENOSPC);
+    status = NFS3ERR_FBIG;
+    QCOMPARE(::write(file, "z", 1), 1);
+    QCOMPARE(outcome(::close(file)), EFBIG);
+    QCOMPARE(closes, 2);
+    // The other open file learns of it, too.
+    QCOMPARE(outcome(::close(reader)), EFBIG);
+    QCOMPARE(syncs, 2);
 }
 
 void TroubleTest::clearsUpAfterACrash() {

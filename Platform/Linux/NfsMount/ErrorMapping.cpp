@@ -70,6 +70,7 @@ bool meansLostHandle(Procedure procedure, Ending ending, int status) {
     case Procedure::SetAttributes:
     case Procedure::Read:
     case Procedure::Write:
+    case Procedure::Commit:
         return status == NFS3ERR_NOENT;
     case Procedure::List:
     case Procedure::Lookup:

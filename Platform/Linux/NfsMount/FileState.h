@@ -20,6 +20,7 @@ struct OpenFile {
     std::shared_ptr<FileState> state;
     ReadAhead ahead;
     std::uint64_t errorsSeen = 0;
+    bool uncommitted = false; ///< written to since the server was last asked to close the file
 };
 
 /// One open folder, with the listing that its reader is walking through.

@@ -137,11 +137,9 @@ Task<void> FileSystem::clearLeftovers() {
 }
 
 Task<void> FileSystem::finish() {
-    std::set<InodePtr> written;
-    for (const auto &[id, file] : m_files)
-        written.insert(file->inode);
-    for (const InodePtr &inode : written)
-        co_await settle(inode);
+    const auto files = m_files;
+    for (const auto &[id, file] : files)
+        co_await commit(file, NfsClient::Commit::Close);
     while (hasPending() && !m_client.isGone() && !m_client.isDead())
         co_await m_progress.wait();
     const std::set<InodePtr> unlinked = m_unlinked;

@@ -66,8 +66,9 @@ public:
     /// Takes \a bytes, or \a block that holds them if it is not empty, before it returns.
     void write(Request request, std::uint64_t file, std::uint64_t offset, std::string_view bytes, Buffer block,
                bool fromPageCache);
-    /// Waits for everything written so far and tells of errors that this open file was not told of.
-    Task<void> flush(Request request, std::uint64_t file);
+    /// Waits for everything written so far, has the server close the file or bring it to its disk, and tells of errors
+    /// that this open file was not told of.
+    Task<void> flush(Request request, std::uint64_t file, NfsClient::Commit how);
     Task<void> release(Request request, std::uint64_t file);
 
     void openFolder(Request request, const InodePtr &inode, fuse_file_info info);
@@ -128,6 +129,8 @@ private:
     void pump(const InodePtr &inode);
     Task<void> send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap);
     Task<void> settle(InodePtr inode);
+    Task<void> commit(std::shared_ptr<OpenFile> file, NfsClient::Commit how);
+    static void noteError(FileState &state, int error);
     int takeError(OpenFile &file);
 
     Task<int> loadFolder(OpenFolder &folder);

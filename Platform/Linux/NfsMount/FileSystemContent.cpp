@@ -218,6 +218,7 @@ void FileSystem::write(Request request, std::uint64_t id, std::uint64_t offset, 
     }
     const InodePtr inode = found->second->inode;
     FileState &state = *inode->file;
+    found->second->uncommitted = true;
     if (state.pending.isEmpty()) {
         ++m_pendingFiles;
         state.stream = m_client.quietStream();
@@ -306,12 +307,8 @@ Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afte
             noteChange(*state, part.value.change);
         done += part.value.count;
     }
-    if (error != 0) {
-        // The kernel's pages hold what the server does not: they must not outlive this error.
-        state->pages.known = false;
-        state->lastError = error;
-        ++state->errors;
-    }
+    if (error != 0)
+        noteError(*state, error);
     if (state->asking > 0 && error == 0)
         state->endWhileAsking = std::max(state->endWhileAsking, chunk->end());
     m_pendingBytes -= chunk->bytes.size();
@@ -324,6 +321,15 @@ Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afte
     m_progress.open();
 }
 
+void FileSystem::noteError(FileState &state, int error) {
+    // The kernel's pages hold what the server does not: they must not outlive this error. Nor is it known how far the
+    // file reaches on the server, so the next write asks.
+    state.pages.known = false;
+    state.reach = 0;
+    state.lastError = error;
+    ++state.errors;
+}
+
 Task<void> FileSystem::settle(InodePtr inode) {
     const std::shared_ptr<FileState> state = inode->file;
     if (!state)
@@ -334,14 +340,26 @@ Task<void> FileSystem::settle(InodePtr inode) {
         co_await state->settled.wait();
 }
 
-Task<void> FileSystem::flush(Request request, std::uint64_t id) {
+Task<void> FileSystem::commit(std::shared_ptr<OpenFile> file, NfsClient::Commit how) {
+    co_await settle(file->inode);
+    if (!file->uncommitted && how == NfsClient::Commit::Close)
+        co_return;
+    file->uncommitted = false;
+    const std::uint64_t stream = file->state->stream;
+    const Result<Nothing> done = co_await onHandle<Nothing>(
+        Procedure::Commit, file->inode, [&](const Handle &handle) { return m_client.commit(handle, how, stream); });
+    if (done.error != 0)
+        noteError(*file->state, done.error);
+}
+
+Task<void> FileSystem::flush(Request request, std::uint64_t id, NfsClient::Commit how) {
     const auto found = m_files.find(id);
     if (found == m_files.end()) {
         request.fail(EBADF);
         co_return;
     }
     const std::shared_ptr<OpenFile> file = found->second;
-    co_await settle(file->inode);
+    co_await commit(file, how);
     request.fail(takeError(*file));
 }
 
@@ -350,8 +368,9 @@ Task<void> FileSystem::release(Request request, std::uint64_t id) {
     const auto found = m_files.find(id);
     if (found == m_files.end())
         co_return;
-    const InodePtr inode = found->second->inode;
-    co_await settle(inode);
+    // What programs changed through memory maps may have come after the last close. Nobody is left to be told.
+    const std::shared_ptr<OpenFile> file = found->second;
+    co_await commit(file, NfsClient::Commit::Close);
     dropOpen(id);
 }
 

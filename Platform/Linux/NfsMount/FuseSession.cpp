@@ -139,10 +139,13 @@ struct FuseOperations {
 
     static void flush(fuse_req_t request, fuse_ino_t, fuse_file_info *info) {
         FuseSession &self = session(request);
-        spawn(self.m_fileSystem.flush(self.request(request), info->fh));
+        spawn(self.m_fileSystem.flush(self.request(request), info->fh, NfsClient::Commit::Close));
     }
 
-    static void sync(fuse_req_t request, fuse_ino_t id, int, fuse_file_info *info) { flush(request, id, info); }
+    static void sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info *info) {
+        FuseSession &self = session(request);
+        spawn(self.m_fileSystem.flush(self.request(request), info->fh, NfsClient::Commit::ToDisk));
+    }
 
     static void release(fuse_req_t request, fuse_ino_t, fuse_file_info *info) {
         FuseSession &self = session(request);
@@ -266,7 +269,7 @@ Buffer FuseSession::takeBlock(const char *data, std::size_t size) {
 
 void FuseSession::pollReady(short) {
     // A few requests a round, so that answers of the server are not kept waiting behind a flood of questions.
-    for (int i = 0; i < 8 && !m_ended; ++i) {
+    for (int i = 0; i < 8 && !m_ended && !m_stopped; ++i) {
         const int received = fuse_session_receive_buf(m_session, &m_buffer);
         if (received == -EAGAIN || received == -EINTR)
             return;

@@ -23,7 +23,10 @@ public:
     /// True once the kernel has let go of the mount.
     bool hasEnded() const { return m_ended; }
 
-    int pollDescriptor() const override { return m_ended ? -1 : m_descriptor; }
+    /// Takes no more requests; those that were taken are answered.
+    void stop() { m_stopped = true; }
+
+    int pollDescriptor() const override { return m_ended || m_stopped ? -1 : m_descriptor; }
     short pollEvents() const override;
     void pollReady(short events) override;
 
@@ -41,6 +44,7 @@ private:
     int m_descriptor = -1;
     bool m_established = false;
     bool m_ended = false;
+    bool m_stopped = false;
 };
 
 } // namespace quillmount::nfsmount

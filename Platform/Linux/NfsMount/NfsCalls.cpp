@@ -127,6 +127,16 @@ Task<Reply<WriteResult>> NfsClient::write(Handle file, std::uint64_t offset, con
     co_return answer;
 }
 
+Task<Reply<Nothing>> NfsClient::commit(Handle file, Commit how, std::uint64_t stream) {
+    // The whole file in either case: offset and count are free to tell the server which of the two is meant.
+    COMMIT3args args{};
+    args.file = wire(file);
+    args.offset = how == Commit::Close ? ~std::uint64_t{0} : 0;
+    Reply<Nothing> answer;
+    co_await perform<COMMIT3res>(answer, Lane::Write, stream, &args, &rpc_nfs3_commit_async);
+    co_return answer;
+}
+
 Task<Reply<FoundFile>> NfsClient::create(Handle folder, std::string name) {
     CREATE3args args{};
     args.where = wire(folder, name);

@@ -51,6 +51,12 @@ public:
     /// Writes from \a data, which must stay valid until the call ends. Writes of one \a stream keep to one connection.
     Task<Reply<WriteResult>> write(Handle file, std::uint64_t offset, const char *data, std::size_t size,
                                    std::uint64_t stream);
+    /// How much a commit asks for.
+    enum class Commit : std::uint8_t {
+        ToDisk, ///< what was written survives a power cut
+        Close,  ///< the server closes the file, which it keeps open between calls, and tells of errors that come late
+    };
+    Task<Reply<Nothing>> commit(Handle file, Commit how, std::uint64_t stream);
     /// The stream whose connection has the least to do.
     std::uint64_t quietStream() const;
     /// Creates a file; an existing one is never touched.

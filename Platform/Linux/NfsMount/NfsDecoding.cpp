@@ -126,6 +126,10 @@ void decode(Reply<WriteResult> &reply, const WRITE3res &result) {
     reply.value.change = changeOf(result.WRITE3res_u.resok.file_wcc);
 }
 
+void decode(Reply<Nothing> &reply, const COMMIT3res &result) {
+    reply.status = result.status;
+}
+
 void decode(Reply<FoundFile> &reply, const CREATE3res &result) {
     if (succeeded(reply, result.status))
         reply.value = newFileOf(result.CREATE3res_u.resok);

@@ -54,6 +54,7 @@ void decode(Reply<Change> &reply, const SETATTR3res &result);
 void decode(Reply<FoundFile> &reply, const LOOKUP3res &result);
 void decode(Reply<ReadResult> &reply, const READ3res &result);
 void decode(Reply<WriteResult> &reply, const WRITE3res &result);
+void decode(Reply<Nothing> &reply, const COMMIT3res &result);
 void decode(Reply<FoundFile> &reply, const CREATE3res &result);
 void decode(Reply<FoundFile> &reply, const MKDIR3res &result);
 void decode(Reply<Nothing> &reply, const REMOVE3res &result);

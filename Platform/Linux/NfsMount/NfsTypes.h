@@ -64,6 +64,7 @@ enum class Procedure : std::uint8_t {
     Lookup,
     Read,
     Write,
+    Commit,
     Create,
     MakeDirectory,
     Remove,

@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 constexpr auto longestGreeting = 8s;
 /// How long the kernel may take to say its first word.
 constexpr auto longestHandshake = 3s;
+/// From the signal to the end: whoever sends it waits three seconds before it kills.
+constexpr auto longestEnd = 2500ms;
 
 void pointAtNothing(int descriptor) {
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -164,11 +166,17 @@ void Service::signalled() {
     if (!m_mounted) {
         report("told to end");
         m_done = true;
-    } else if (m_leaving) {
-        spawn(removeMount(true)); // told twice: do not wait for the server any longer
-    } else {
-        leave();
+        return;
     }
+    if (m_endIsBounded)
+        m_done = true; // told twice: do not wait for the server any longer
+    boundTheEnd();
+    leave();
+}
+
+void Service::boundTheEnd() {
+    if (!std::exchange(m_endIsBounded, true))
+        m_loop.at(EventLoop::Clock::now() + longestEnd, [this] { m_done = true; });
 }
 
 void Service::leave() {
@@ -177,19 +185,16 @@ void Service::leave() {
 }
 
 Task<void> Service::takeDown() {
-    const bool wasUnmounted = m_session.hasEnded();
-    co_await m_fileSystem.finish();
-    if (!wasUnmounted) {
+    if (!m_session.hasEnded()) {
         // Unmounting makes the kernel hand over what programs changed through memory maps.
-        if (!co_await m_unmounter.unmount(m_mountPoint.path(), m_mountPoint.device(), false))
-            co_await removeMount(true);
-        co_await m_fileSystem.finish();
+        const bool removed = co_await m_unmounter.unmount(m_mountPoint.path(), m_mountPoint.device(), false);
+        if (!removed)
+            co_await m_unmounter.unmount(m_mountPoint.path(), m_mountPoint.device(), true);
     }
-    m_done = true;
-}
-
-Task<void> Service::removeMount(bool evenIfBusy) {
-    co_await m_unmounter.unmount(m_mountPoint.path(), m_mountPoint.device(), evenIfBusy);
+    // Programs that still have files open could go on writing for ever: what they say from here on is not heard, and
+    // they are told so when this process has ended.
+    m_session.stop();
+    co_await m_fileSystem.finish();
     m_done = true;
 }
 

@@ -14,6 +14,9 @@ namespace quillmount::nfsmount {
 ///
 /// On its socket to the command it writes one line, `ok` or a complaint, and then waits for a byte. If the command ends
 /// before it sends that byte, the mount is taken back, so that nobody finds a mount that was given up for lost.
+///
+/// Told to end, it detaches the mount, settles what was written, and has ended within three seconds, whatever programs
+/// and server do.
 class Service final : private Pollable {
 public:
     Service(MountOptions options, std::string address, int channel);
@@ -26,10 +29,10 @@ private:
     Task<void> bringUp();
     Task<std::string> tryMount();
     Task<void> takeDown();
-    Task<void> removeMount(bool evenIfBusy);
     void report(const std::string &line);
     void leave();
     void signalled();
+    void boundTheEnd();
     bool commandIsThere() const;
 
     int pollDescriptor() const override { return m_channel; }
@@ -50,6 +53,7 @@ private:
     bool m_reported = false;
     bool m_committed = false;
     bool m_leaving = false;
+    bool m_endIsBounded = false;
     bool m_done = false;
     int m_status = 1;
 };

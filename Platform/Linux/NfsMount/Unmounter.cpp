@@ -4,6 +4,7 @@
 #include "Platform/Linux/NfsMount/MountPoint.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <sys/mount.h>
 #include <sys/syscall.h>
@@ -19,14 +20,27 @@ using namespace std::chrono_literals;
 
 /// The helper ends well before this unless the kernel holds it; then it is left to itself.
 constexpr auto longestRun = 10s;
+/// In milliseconds.
+constexpr int longestSync = 700;
+
+/// Has the kernel hand over the pages that programs changed through memory maps, before a busy mount is cut off. In a
+/// process of its own, since nothing ends it while the server does not answer.
+void syncMount(const char *path) {
+    const pid_t helper = fork();
+    if (helper == 0) {
+        const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        _exit(folder >= 0 ? syncfs(folder) : 1);
+    }
+    pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, helper, 0)), POLLIN, 0};
+    if (helper > 0 && ended.fd >= 0 && poll(&ended, 1, longestSync) == 0)
+        kill(helper, SIGKILL);
+}
 
 [[noreturn]] void runChild(const char *path, bool lazily) {
-    // Pages that programs changed through memory maps reach the server before a busy mount is cut off.
-    if (lazily) {
-        const int folder = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (folder >= 0)
-            syncfs(folder);
-    }
+    // The kernel takes a mount for alive as long as anybody has its descriptor.
+    close_range(STDERR_FILENO + 1, ~0U, 0);
+    if (lazily)
+        syncMount(path);
     if (umount2(path, UMOUNT_NOFOLLOW | (lazily ? MNT_DETACH : 0)) == 0)
         _exit(0);
     if (lazily)
