@@ -90,6 +90,7 @@ bool TcpRelay::pass(Pair &pair, bool fromClient) {
         pair.calls.append(buffer, count);
         return judge(pair);
     }
+    m_answers += fromClient ? 0 : 1;
     if (!fromClient && m_answersLeft >= 0 && m_answersLeft-- == 0)
         return false;
     return sendAll(fromClient ? pair.server : pair.client, buffer, count);

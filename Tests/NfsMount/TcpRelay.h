@@ -41,6 +41,8 @@ public:
     void swallowNothing() { m_answersLeft = -1; }
     /// True while the answer in question is still to come.
     bool isSwallowing() const { return m_answersLeft >= 0; }
+    /// How many times anything came from the server.
+    int answers() const { return m_answers; }
     /// How many connections there have been.
     int connections() const { return m_connections; }
 
@@ -66,6 +68,7 @@ private:
     std::atomic<bool> m_end{false};
     std::atomic<int> m_answersLeft{-1};
     std::atomic<int> m_drops{0};
+    std::atomic<int> m_answers{0};
     std::atomic<int> m_connections{0};
     std::thread m_thread;
 };
