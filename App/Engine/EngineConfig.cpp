@@ -8,9 +8,11 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLoggingCategory>
 #include <QUuid>
 
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace quillmount {
@@ -18,6 +20,8 @@ namespace quillmount {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(log, "quillmount.account")
 
 constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 constexpr QByteArrayView tokenKey = "token = ";
@@ -44,6 +48,15 @@ bool createFile(const QString &path, const QByteArray &contents) {
     return file.write(contents) == contents.size() && file.flush() && fsync(file.handle()) == 0;
 }
 
+// A renamed file has its new name for good only when its directory is on disk.
+bool syncDirectory(const QString &path) {
+    const int directory = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synced = directory >= 0 && fsync(directory) == 0;
+    if (directory >= 0)
+        close(directory);
+    return synced;
+}
+
 } // namespace
 
 QString EngineConfig::ConfigError::description() const {
@@ -59,6 +72,8 @@ QCoro::Task<> EngineConfig::write(QString token) {
         createFile(temporary, configurationText(token)) &&
         std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) == 0 &&
         QFile::setPermissions(path, ownerOnly);
+    if (written && !syncDirectory(QFileInfo(path).path()))
+        qCWarning(log, "the directory of the engine's configuration could not be synced");
     if (!written) {
         QFile::remove(temporary);
         throw ConfigError(ConfigError::writeFailed);

@@ -5,15 +5,20 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLoggingCategory>
 
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(log, "quillmount.paths")
+
 QString applicationSupportDirectory() {
     return Platform::current().directories->applicationSupport() + u"/Quillmount"_s;
 }
+
 } // namespace
 
 std::optional<QString> Paths::engineBinary() {
@@ -45,8 +50,18 @@ QString Paths::homeMountPoint() {
 }
 
 void Paths::ensureDirectories() {
-    for (const QString &directory : {applicationSupportDirectory(), cacheDirectory(), logs()})
-        QDir().mkpath(directory);
+    constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+    constexpr QFile::Permissions everybody(0x7077); // without those that say the same of the present user
+    for (const QString &directory : {applicationSupportDirectory(), cacheDirectory(), logs()}) {
+        QDir().mkpath(QFileInfo(directory).path());
+        QDir().mkdir(directory, ownerOnly);
+        // What a link leads to, a disk of the user's for instance, is not ours to close.
+        const QFileInfo made(directory);
+        if (!made.isDir())
+            qCWarning(log, "the directory %ls cannot be made", qUtf16Printable(directory));
+        else if (!made.isSymLink() && (made.permissions() & everybody) != ownerOnly)
+            QFile::setPermissions(directory, ownerOnly);
+    }
 }
 
 } // namespace quillmount

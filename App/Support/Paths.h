@@ -22,8 +22,8 @@ namespace Paths {
 // The mount point in the home directory, used until the drive has been set up as a location of the file manager.
 [[nodiscard]] QString homeMountPoint();
 
-// Makes the three directories of the application. A failure is ignored: the engine reports a directory that it cannot
-// use, and in its own words.
+// Makes the three directories of the application, open to the user alone (mode 0700, also where they exist already). A
+// failure is only logged: the engine reports a directory that it cannot use, and in its own words.
 void ensureDirectories();
 
 } // namespace Paths

@@ -26,7 +26,7 @@ qint64 Preferences::cacheSizeGB() {
 qint64 Preferences::cacheSizeBytes() {
     const qint64 size = cacheSizeGB();
     qint64 bytes = 0;
-    if (__builtin_mul_overflow(size, gigabyte, &bytes)) {
+    if (size < 0 || __builtin_mul_overflow(size, gigabyte, &bytes)) {
         qCWarning(log, "a cache of %lld GB is not possible; using %lld GB", static_cast<long long>(size),
                   static_cast<long long>(defaultCacheSizeGB));
         return defaultCacheSizeGB * gigabyte;

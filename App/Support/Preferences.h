@@ -23,8 +23,8 @@ inline constexpr qint64 defaultCacheSizeGB = 20;
 
 // The stored integer as it is, else the default. No clamp.
 [[nodiscard]] qint64 cacheSizeGB();
-// The cache size in bytes. A stored size whose byte count does not fit is refused: the default is used, and it is
-// logged.
+// The cache size in bytes. A stored size that is negative, or whose byte count does not fit, is refused: the default is
+// used, and it is logged.
 [[nodiscard]] qint64 cacheSizeBytes();
 
 [[nodiscard]] bool volumeSetupDeclined();

@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <limits>
+#include <sys/stat.h>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -37,6 +38,7 @@ void SupportTest::cacheSize_data() {
     QTest::newRow("absent") << Stored{} << qint64(20) << standard;
     QTest::newRow("integer") << Stored{qint64(50)} << qint64(50) << qint64(50'000'000'000);
     QTest::newRow("zero") << Stored{qint64(0)} << qint64(0) << qint64(0);
+    QTest::newRow("negative") << Stored{qint64(-5)} << qint64(-5) << standard;
     QTest::newRow("string") << Stored{u"50"_s} << qint64(20) << standard;
     QTest::newRow("Boolean") << Stored{true} << qint64(20) << standard;
     QTest::newRow("just fits") << Stored{qint64(9'223'372'036)} << qint64(9'223'372'036)
@@ -71,9 +73,18 @@ void SupportTest::directoriesAreMadeWhereverPossible() {
     QFile obstacle(platform.directories().applicationSupport() + u"/Quillmount"_s);
     QVERIFY(obstacle.open(QIODevice::WriteOnly));
 
+    const QString cache = platform.directories().library() + u"/Caches/Quillmount"_s;
+    const QString logs = platform.directories().library() + u"/Logs/Quillmount"_s;
+    // One that an earlier version left open to all.
+    QVERIFY(QDir().mkpath(logs) && QFile::setPermissions(logs, QFile::Permissions(0x7755)));
+    const mode_t mask = umask(0);
     Paths::ensureDirectories();
-    QVERIFY(QFileInfo(platform.directories().library() + u"/Caches/Quillmount"_s).isDir());
-    QVERIFY(QFileInfo(platform.directories().library() + u"/Logs/Quillmount"_s).isDir());
+    umask(mask);
+    for (const QString &directory : {cache, logs}) {
+        struct stat made = {};
+        QCOMPARE(stat(QFile::encodeName(directory).constData(), &made), 0);
+        QCOMPARE(made.st_mode, mode_t(S_IFDIR | 0700));
+    }
     QVERIFY(!Paths::hasEngineConfig());
 
     QVERIFY(obstacle.remove());
