@@ -17,6 +17,10 @@ Command MacSystemCommands::unmount(const QString &mountPoint) const {
     return {u"/sbin/umount"_s, {mountPoint}};
 }
 
+QList<Command> MacSystemCommands::endMountServer(const QString & /*mountPoint*/) const {
+    return {}; // the system's own client serves the mount
+}
+
 QList<Command> MacSystemCommands::forcedUnmount(const QString &mountPoint) const {
     return {{u"/sbin/umount"_s, {u"-f"_s, mountPoint}}};
 }
@@ -25,8 +29,8 @@ Command MacSystemCommands::findEngines(const EngineIdentity &engine) const {
     return {u"/usr/bin/pgrep"_s, {u"-f"_s, engine.executable}};
 }
 
-Command MacSystemCommands::killEngines(const EngineIdentity &engine) const {
-    return {u"/usr/bin/pkill"_s, {u"-KILL"_s, u"-f"_s, engine.executable}};
+QList<Command> MacSystemCommands::endEngines(const EngineIdentity &engine) const {
+    return {{u"/usr/bin/pkill"_s, {u"-KILL"_s, u"-f"_s, engine.executable}}};
 }
 
 } // namespace quillmount

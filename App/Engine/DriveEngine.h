@@ -9,13 +9,12 @@
 
 #include <QUrl>
 
-#include <memory>
 #include <optional>
 
 namespace quillmount {
 
+class DriveMount;
 class EngineProcess;
-class MountWatch;
 class VolumeSetup;
 
 // The one object that owns the drive: the engine process, its mount, the polling of it, its restarts. All of it runs on
@@ -47,15 +46,17 @@ public:
     [[nodiscard]] QString mountPoint() const;
     [[nodiscard]] bool isMounted() const;
 
-    // Starts the drive of the connected account. Does nothing while an engine runs.
+    // Starts the drive of the connected account. Does nothing while an engine runs, and after `shutdownNow`.
     void start();
-    // The person's "try again": forgets earlier restarts and starts anew.
+    // The user's "try again": forgets earlier restarts and starts anew. A failed drive leaves its state at once; one
+    // that did not fail is not disturbed.
     void retry();
-    // Takes a new account (`token`: one line of JSON; `email`: absent when not known) and starts its drive.
-    // Throws EngineConfig::ConfigError; then nothing else has changed.
+    // Takes a new account (`token`: one line of JSON; `email`: absent when not known) and starts its drive, unless a
+    // later wish of the user stands against it. Throws EngineConfig::ConfigError when the account could not be saved;
+    // then nothing else has changed.
     [[nodiscard]] QCoro::Task<> connect(QString token, std::optional<QString> email);
     // Takes the drive away: after the uploads, without a time limit, or at once with `force`. What is not uploaded
-    // stays in the cache. Resolves when the drive is gone or `cancelEject` was called.
+    // stays in the cache. Resolves when no engine runs any more, or when a later wish has taken over.
     [[nodiscard]] QCoro::Task<> eject(bool force);
     // An eject that waits for uploads stops waiting.
     void ejectNow();
@@ -63,7 +64,8 @@ public:
     void cancelEject();
     // Ejects at once and forgets the account, the cache and what was not uploaded.
     [[nodiscard]] QCoro::Task<> signOut();
-    // At the end of the application: unmounts and stops the engine. Blocks, at most for about 17 seconds.
+    // At the end of the application: unmounts and stops the engine; nothing is started after it. Blocks, at most for
+    // about 20 seconds. Only the first call does anything.
     void shutdownNow();
     // Makes the drive a location of the file manager, ejecting and starting it again around that.
     [[nodiscard]] QCoro::Task<> setUpFinderLocation();
@@ -78,40 +80,52 @@ Q_SIGNALS:
     void driveFolderURLChanged();
     // Files were found in the bare mount point and moved to `path`.
     void filesSetAside(const QString &path);
+    // The engine has put `count` files whose place in the cache was damaged into the folder `path`.
+    void filesRecovered(const QString &path, qint64 count);
 
 private:
     void setState(State state);
     [[nodiscard]] State restingState() const;
 
+    [[nodiscard]] QCoro::Task<> carryOutEject(quint64 wish, bool force);
+    // Resolves when nothing waits for its upload and the mount is gone, and when there is no sense in waiting.
+    [[nodiscard]] QCoro::Task<> waitForUploads(quint64 wish);
+    void forgetAccount();
+    void resetAccountFigures();
+    void clearStats();
+
     void launch();
     [[nodiscard]] QCoro::Task<> launchAfterVolumeSetup();
     [[nodiscard]] QCoro::Task<bool> runVolumeSetup();
-    void engineExited(quint64 generation);
-    void restartAfter(Clock::Duration delay);
-    [[nodiscard]] QCoro::Task<> detach();
-    [[nodiscard]] QCoro::Task<> detachThenStart();
-    // Detaches until no engine runs.
-    [[nodiscard]] QCoro::Task<> endEngine();
-
-    [[nodiscard]] QCoro::Task<> waitForMountThenPoll(quint16 nfsPort, std::stop_token stop);
-    [[nodiscard]] QCoro::Task<bool> waitForMount(quint16 nfsPort, std::stop_token stop);
-    [[nodiscard]] QCoro::Task<> poll(std::stop_token stop);
-    [[nodiscard]] static QCoro::Task<int> attach(quint16 port, QString host, QString mountPoint);
-    [[nodiscard]] QString serverName() const;
-    void watchMount();
-    void stopWatchingMount();
-    void tendMountForTheLastTime();
-    [[nodiscard]] QCoro::Task<> mountLost(bool stillListed);
-    void forceUnmount();
+    void prepareMountPoint();
+    void engineExited(quint64 run);
+    void restartOrFail(ErrorMapper::Kind kind);
+    [[nodiscard]] QCoro::Task<> startAfter(Clock::Duration delay, quint64 wish, std::stop_token stop);
+    [[nodiscard]] QCoro::Task<> retryLater(std::stop_token stop);
+    // Takes the mount away and then ends the engine. Resolves when it has ended or another one was started.
+    [[nodiscard]] QCoro::Task<> stopEngine();
+    [[nodiscard]] QCoro::Task<> stopEngineThenStart(quint64 wish);
     void clearLeftovers(const QString &binary);
 
-    void readCacheFigures(const QJsonObject &vfsStats);
-    void readTransfers(const QJsonObject &coreStats);
+    [[nodiscard]] QCoro::Task<> mountThenPoll(Clock::Duration delay, std::stop_token stop);
+    [[nodiscard]] QCoro::Task<bool> waitForMount(std::stop_token stop);
+    [[nodiscard]] QCoro::Task<> poll(std::stop_token stop);
+    [[nodiscard]] QCoro::Task<> endIdleEngine(std::stop_token stop);
+    [[nodiscard]] QCoro::Task<> mountLost(bool stillListed);
+
+    // True when the engine has told the figures of its cache, which are published then.
+    [[nodiscard]] QCoro::Task<bool> askCacheFigures();
     [[nodiscard]] QCoro::Task<> refreshQuota(RemoteControl rc);
     [[nodiscard]] QCoro::Task<> refreshFolderURL(RemoteControl rc);
+    // Whether an answer still belongs to the engine that was asked.
+    [[nodiscard]] bool isCurrent(quint64 run) const { return m_rc && m_run == run; }
+    void readCacheFigures(const QJsonObject &diskCache);
+    void readTransfers(const QJsonObject &coreStats);
+    void tellOfRecoveredFiles(const QJsonObject &setAside);
 
     VolumeSetup &m_volumeSetup;
     Clock &m_clock;
+    DriveMount *m_mount;
 
     State m_state = State::stopped;
     Stats m_stats;
@@ -123,15 +137,20 @@ private:
     std::optional<RemoteControl> m_rc;
     quint16 m_nfsPort = 0;
     TaskHandle m_pollTask;
-    TaskHandle m_restartTask;
-    std::unique_ptr<MountWatch> m_mountWatch;
-    qint64 m_restartAttempts = 0; // automatic restarts since the last `retry`
+    TaskHandle m_restartTask;     // a pending restart, or the pending retry of a drive that is offline
+    qint64 m_restartAttempts = 0; // automatic restarts of engine or mount since the last `retry`
     bool m_stopRequested = false; // the engine's exit was asked for
     bool m_forceEjectRequested = false;
     bool m_isSettingUpVolume = false;
+    bool m_hasShutDown = false;
+    int m_signOuts = 0;                              // under way; nothing starts meanwhile
     std::optional<Clock::Duration> m_lastQuotaFetch; // uptime; absent until the first time
-    quint64 m_launchGeneration = 0;                  // which run of the engine something belongs to
-    quint64 m_ejectGeneration = 0;                   // tells a cancelled waiting eject from a later one
+    QString m_recoveryFolder;                        // the last one that was told of
+    quint64 m_run = 0;                               // which run of the engine something belongs to
+    // What the user wished last, as a count: whoever waited looks at it before he starts or takes away anything.
+    quint64 m_wish = 0;
+    quint64 m_accountWish = 0; // the same for connecting and signing out alone
+    quint64 m_startWish = 0;   // the one that a launch after the volume's set-up serves
 };
 
 } // namespace quillmount

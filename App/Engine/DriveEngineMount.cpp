@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-// The mount of the drive: made, watched, lost and removed.
+// From an engine that runs to a drive that is mounted and polled, and back when the mount is lost.
 #include "App/Engine/DriveEngine.h"
+#include "App/Engine/DriveMount.h"
 #include "App/Engine/EngineProcess.h"
-#include "App/Engine/Shell.h"
-#include "App/Support/VolumeSetup.h"
 #include "Platform/Platform.h"
 
 #include <QLoggingCategory>
@@ -12,7 +11,6 @@
 namespace quillmount {
 
 using namespace std::chrono_literals;
-using namespace Qt::StringLiterals;
 
 Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
@@ -20,23 +18,26 @@ namespace {
 constexpr auto mountDeadline = 45s;
 constexpr auto mountPause = 500ms;
 constexpr auto pollPause = 2s;
-constexpr double mountTimeout = 20;
-constexpr double unmountTimeout = 6;
 constexpr auto exitGrace = 1s;
+
+// Why there is no mount: what the engine says, or else the mount itself.
+ErrorMapper::Kind mountFailure() {
+    const ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
+    return kind == ErrorMapper::Kind::unknown ? ErrorMapper::Kind::mountRefused : kind;
+}
 } // namespace
 
-QCoro::Task<> DriveEngine::waitForMountThenPoll(quint16 nfsPort, std::stop_token stop) {
+QCoro::Task<> DriveEngine::mountThenPoll(Clock::Duration delay, std::stop_token stop) {
     const QPointer self(this);
+    if (delay > Clock::Duration::zero())
+        co_await m_clock.sleep(delay, stop);
     while (self && !stop.stop_requested() && m_process) {
-        const bool mounted = co_await waitForMount(nfsPort, stop);
+        const bool mounted = co_await waitForMount(stop);
         if (!self || stop.stop_requested() || !m_process)
             co_return;
         if (!mounted) {
-            ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
-            if (kind == ErrorMapper::Kind::unknown)
-                kind = ErrorMapper::Kind::mountRefused;
-            m_process->terminate();
-            setState(State::failure(kind));
+            setState(State::failure(mountFailure()));
+            co_await endIdleEngine(stop);
             co_return;
         }
         co_await poll(stop);
@@ -47,8 +48,7 @@ QCoro::Task<> DriveEngine::poll(std::stop_token stop) {
     const QPointer self(this);
     // An eject that is cancelled after the mount has gone leaves the drive starting: it has to be mounted again.
     while (self && !stop.stop_requested() && m_process && m_state != State::starting) {
-        if (m_mountWatch)
-            m_mountWatch->tend();
+        m_mount->tend();
         co_await refresh();
         if (!self)
             co_return;
@@ -56,25 +56,27 @@ QCoro::Task<> DriveEngine::poll(std::stop_token stop) {
     }
 }
 
-QCoro::Task<bool> DriveEngine::waitForMount(quint16 nfsPort, std::stop_token stop) {
+// False when the drive is still starting after the deadline.
+QCoro::Task<bool> DriveEngine::waitForMount(std::stop_token stop) {
     const QPointer self(this);
     const auto deadline = m_clock.uptime() + mountDeadline;
-    bool mountSucceeded = false;
+    bool mountSucceeded = m_mount->isAttached();
     while (!stop.stop_requested() && m_clock.uptime() < deadline && m_process) {
+        // An eject that began meanwhile wants no mount.
+        if (m_state != State::starting)
+            co_return true;
         bool answers = false;
         if (m_rc)
             answers = co_await m_rc->answers();
         if (!self || stop.stop_requested())
             co_return false;
-        if (answers && !mountSucceeded) {
-            const int status = co_await attach(nfsPort, serverName(), mountPoint());
-            mountSucceeded = status == 0;
+        if (answers && !mountSucceeded && m_state == State::starting) {
+            mountSucceeded = co_await m_mount->attach(m_nfsPort);
             if (!self || stop.stop_requested())
                 co_return false;
         }
         if (answers && mountSucceeded && isMounted()) {
-            watchMount();
-            // An eject that began meanwhile keeps its state.
+            m_mount->watch();
             if (m_state == State::starting)
                 setState(State::live);
             co_return true;
@@ -86,39 +88,28 @@ QCoro::Task<bool> DriveEngine::waitForMount(quint16 nfsPort, std::stop_token sto
     co_return false;
 }
 
-QCoro::Task<int> DriveEngine::attach(quint16 port, QString host, QString mountPoint) {
-    return Shell::runInBackground(Platform::current().systemCommands->mount(port, host, mountPoint), mountTimeout);
-}
-
-QString DriveEngine::serverName() const {
-    return m_volumeSetup.resolvesLocally() ? u"Quillmount"_s : u"quillmount.localhost"_s;
-}
-
-void DriveEngine::watchMount() {
-    m_mountWatch = Platform::current().mountTable->watch(mountPoint());
-    QObject::connect(m_mountWatch.get(), &MountWatch::unmounted, this, [this] { spawn(mountLost(false)); });
-    QObject::connect(m_mountWatch.get(), &MountWatch::serverGone, this, [this] { spawn(mountLost(true)); });
-}
-
-void DriveEngine::stopWatchingMount() {
-    if (!m_mountWatch)
-        return;
-    // It may be the one whose signal led here.
-    m_mountWatch->disconnect(this);
-    m_mountWatch.release()->deleteLater();
-}
-
-void DriveEngine::tendMountForTheLastTime() {
-    // A server that somebody has stopped would not notice that its mount is removed, and stay for ever.
-    if (m_mountWatch)
-        m_mountWatch->tend();
-    stopWatchingMount();
+// An engine without a mount is of no use unless it uploads what was saved before.
+QCoro::Task<> DriveEngine::endIdleEngine(std::stop_token stop) {
+    const QPointer self(this);
+    // One that does not answer now has not done so for as long as a start may take; later that tells nothing.
+    bool uploads = co_await askCacheFigures();
+    while (self && !stop.stop_requested() && m_process) {
+        uploads = uploads && m_stats.pendingUploads() > 0;
+        if (!uploads) {
+            m_process->terminate();
+            co_return;
+        }
+        co_await m_clock.sleep(pollPause, stop);
+        if (!self || stop.stop_requested())
+            co_return;
+        co_await askCacheFigures();
+    }
 }
 
 QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
     const QPointer self(this);
-    const quint64 generation = m_launchGeneration;
-    stopWatchingMount();
+    const quint64 run = m_run;
+    m_mount->stopWatching();
     // The mount also goes when the engine ends; then the exit of the engine decides, which is noticed only later.
     bool engineAnswers = false;
     if (m_rc)
@@ -130,26 +121,24 @@ QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
         if (!self)
             co_return;
     }
-    if (generation != m_launchGeneration || !m_process || m_stopRequested)
+    if (run != m_run || !m_process || m_stopRequested)
         co_return;
+    const bool isWanted = m_state == State::live || m_state == State::starting;
     if (!stillListed && engineAnswers) {
         qCInfo(engineLog, "the drive was unmounted from outside");
-        if (m_state != State::ejecting)
+        if (isWanted)
             co_await eject(false);
         co_return;
     }
-    qCWarning(engineLog, "the process that serves the mount is gone; mounting again");
-    m_pollTask.cancel();
+    qCWarning(engineLog, "the process that serves the mount is gone");
     if (isMounted())
-        forceUnmount();
-    if (m_state == State::live)
-        setState(State::starting);
-    m_pollTask.start([this](std::stop_token stop) { return waitForMountThenPoll(m_nfsPort, std::move(stop)); });
-}
-
-void DriveEngine::forceUnmount() {
-    for (const Command &command : Platform::current().systemCommands->forcedUnmount(mountPoint()))
-        Shell::run(command, unmountTimeout);
+        m_mount->force();
+    if (!isWanted)
+        co_return;
+    m_pollTask.cancel();
+    restartOrFail(mountFailure());
+    if (m_state.isFailed())
+        m_pollTask.start([this](std::stop_token stop) { return endIdleEngine(std::move(stop)); });
 }
 
 } // namespace quillmount

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 // The engine process of the drive: its launch, its end, and what follows from that.
 #include "App/Engine/DriveEngine.h"
+#include "App/Engine/DriveMount.h"
 #include "App/Engine/EngineLaunch.h"
+#include "App/Engine/EngineLock.h"
+#include "App/Engine/EngineLog.h"
 #include "App/Engine/EngineProcess.h"
 #include "App/Engine/MountPoint.h"
 #include "App/Engine/Shell.h"
@@ -10,47 +13,35 @@
 #include "Platform/Platform.h"
 
 #include <QDir>
-#include <QFile>
 #include <QLoggingCategory>
 #include <QPointer>
 
 #include <algorithm>
-#include <thread>
 
 namespace quillmount {
 
 using namespace std::chrono_literals;
-using namespace Qt::StringLiterals;
 
 Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
 namespace {
 
-constexpr double unmountTimeout = 6;
 constexpr double processCheckTimeout = 10;
 constexpr double volumeReadyTimeout = 5;
 constexpr qint64 restartLimit = 5;
 constexpr int stopChecks = 20;
 constexpr auto stopCheckPause = 250ms;
 constexpr auto killCheckPause = 50ms;
+constexpr int noneFound = 1;
 
 Clock::Duration restartDelay(qint64 attempt) {
     return std::min<Clock::Duration>(std::chrono::seconds(1LL << attempt), 30s);
 }
 
-// What an earlier run reported must not explain the end of this one. One old log is kept.
-void rotateEngineLog() {
-    const QString former = Paths::engineLog() + u".1"_s;
-    if (QFile::exists(Paths::engineLog())) {
-        QFile::remove(former);
-        QFile::rename(Paths::engineLog(), former);
-    }
-}
-
 } // namespace
 
 void DriveEngine::launch() {
-    if (m_process)
+    if (m_process || m_hasShutDown)
         return;
     const std::optional<QString> binary = Paths::engineBinary();
     if (!binary) {
@@ -63,121 +54,139 @@ void DriveEngine::launch() {
     m_forceEjectRequested = false;
     setState(State::starting);
     clearLeftovers(*binary);
-    rotateEngineLog();
-    if (m_volumeSetup.isInstalled())
-        m_volumeSetup.waitUntilReady(volumeReadyTimeout);
-    else if (!isMounted()) {
-        if (const auto aside = MountPoint::prepare(mountPoint())) {
-            qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls", qUtf16Printable(*aside));
-            Q_EMIT filesSetAside(*aside);
-        }
+    const std::optional<EngineLock> lock = EngineLock::acquire();
+    if (!lock) {
+        qCWarning(engineLog, "another engine still uses the cache");
+        restartOrFail(ErrorMapper::Kind::unknown);
+        return;
     }
+    EngineLog::rotate();
+    prepareMountPoint();
 
     const EngineLaunch settings = EngineLaunch::prepare();
     auto *process = new EngineProcess(this);
-    const quint64 generation = m_launchGeneration + 1;
-    QObject::connect(process, &EngineProcess::ended, this, [this, generation] { engineExited(generation); });
-    if (!process->start(*binary, settings.arguments(),
-                        settings.environment(QProcessEnvironment::systemEnvironment()))) {
+    const quint64 run = m_run + 1;
+    QObject::connect(process, &EngineProcess::ended, this, [this, run] { engineExited(run); });
+    if (!process->start(*binary, settings.arguments(), settings.environment(QProcessEnvironment::systemEnvironment()),
+                        lock->descriptor())) {
         qCWarning(engineLog, "the engine could not be started");
         delete process;
         setState(State::failure(ErrorMapper::Kind::unknown));
         return;
     }
     qCInfo(engineLog, "the engine runs as process %lld", static_cast<long long>(process->processId()));
-    m_launchGeneration = generation;
+    m_run = run;
     m_process = process;
     m_rc = RemoteControl{settings.remoteControlPort, settings.remoteControlUser, settings.remoteControlPassword};
     m_nfsPort = settings.nfsPort;
     m_pollTask.cancel();
-    m_pollTask.start([this](std::stop_token stop) { return waitForMountThenPoll(m_nfsPort, std::move(stop)); });
+    m_pollTask.start([this](std::stop_token stop) { return mountThenPoll({}, std::move(stop)); });
 }
 
-void DriveEngine::engineExited(quint64 generation) {
-    if (generation != m_launchGeneration || !m_process)
+void DriveEngine::prepareMountPoint() {
+    if (m_volumeSetup.isInstalled()) {
+        m_volumeSetup.waitUntilReady(volumeReadyTimeout);
+        return;
+    }
+    if (isMounted())
+        return;
+    if (const auto aside = MountPoint::prepare(mountPoint())) {
+        qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls", qUtf16Printable(*aside));
+        Q_EMIT filesSetAside(*aside);
+    }
+}
+
+void DriveEngine::engineExited(quint64 run) {
+    if (run != m_run || !m_process)
         return;
     m_process->deleteLater();
     m_process = nullptr;
     m_rc.reset();
     m_pollTask.cancel();
-    stopWatchingMount();
+    m_mount->stopWatching();
     if (isMounted())
-        forceUnmount();
-    if (m_stopRequested || m_state.isFailed())
-        return;
-    const ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
-    if (kind == ErrorMapper::Kind::needsReconnect) {
-        setState(State::failure(kind));
+        m_mount->force();
+    if (m_hasShutDown || (m_state == State::ejecting && !m_stopRequested)) {
+        // Nobody wants it back; what it did not upload waits in the cache.
+        setState(restingState());
         return;
     }
+    if (m_stopRequested)
+        return;
+    if (m_state.isFailed()) {
+        clearStats();
+        return;
+    }
+    const ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
+    if (kind == ErrorMapper::Kind::needsReconnect)
+        setState(State::failure(kind));
+    else
+        restartOrFail(kind);
+}
+
+void DriveEngine::restartOrFail(ErrorMapper::Kind kind) {
     if (++m_restartAttempts > restartLimit) {
         setState(State::failure(kind));
         return;
     }
     setState(State::starting);
-    restartAfter(restartDelay(m_restartAttempts));
-}
-
-void DriveEngine::restartAfter(Clock::Duration delay) {
-    qCInfo(engineLog, "the engine ended; starting it again in %lld s (attempt %lld)",
+    const Clock::Duration delay = restartDelay(m_restartAttempts);
+    qCInfo(engineLog, "starting again in %lld s (attempt %lld)",
            static_cast<long long>(std::chrono::duration_cast<std::chrono::seconds>(delay).count()),
            static_cast<long long>(m_restartAttempts));
-    m_restartTask.start([this, delay](std::stop_token stop) {
-        return [](QPointer<DriveEngine> self, Clock::Duration pause, std::stop_token cancelled) -> QCoro::Task<> {
-            const bool slept = co_await self->m_clock.sleep(pause, cancelled);
-            if (slept && self)
-                self->start();
-        }(this, delay, std::move(stop));
-    });
+    if (m_process)
+        m_pollTask.start([this, delay](std::stop_token stop) { return mountThenPoll(delay, std::move(stop)); });
+    else
+        m_restartTask.start([this, delay](std::stop_token stop) { return startAfter(delay, m_wish, std::move(stop)); });
 }
 
-QCoro::Task<> DriveEngine::detach() {
+QCoro::Task<> DriveEngine::startAfter(Clock::Duration delay, quint64 wish, std::stop_token stop) {
     const QPointer self(this);
-    const quint64 generation = m_launchGeneration;
-    // An engine that is started while this one goes away is not ours to end, nor is its mount.
-    const auto isCurrent = [](const DriveEngine &engine, quint64 ours) { return engine.m_launchGeneration == ours; };
+    const bool slept = co_await m_clock.sleep(delay, std::move(stop));
+    if (slept && self && wish == m_wish)
+        start();
+}
 
+QCoro::Task<> DriveEngine::stopEngine() {
+    const QPointer self(this);
+    if (!m_process)
+        co_return;
+    const quint64 run = m_run;
+    // An engine that is started while this one goes away is not ours to end, nor is its mount.
+    const auto runsStill = [](const DriveEngine &engine, quint64 ours) {
+        return engine.m_process && engine.m_run == ours;
+    };
     m_stopRequested = true;
     m_pollTask.cancel();
-    tendMountForTheLastTime();
-    co_await Shell::runInBackground(Platform::current().systemCommands->unmount(mountPoint()), unmountTimeout);
-    if (!self || !isCurrent(*this, generation))
+    co_await m_mount->remove();
+    if (!self || !runsStill(*this, run))
         co_return;
-    if (m_process)
-        m_process->terminate();
-    for (int check = 0; check < stopChecks && m_process; ++check) {
+    m_process->terminate();
+    for (int check = 0; check < stopChecks; ++check) {
         co_await m_clock.sleep(stopCheckPause, {});
-        if (!self || !isCurrent(*this, generation))
+        if (!self || !runsStill(*this, run))
             co_return;
     }
-    if (m_process && m_process->isRunning())
-        m_process->kill();
-    for (int check = 0; check < stopChecks && m_process; ++check) {
+    m_process->kill();
+    // However long the system takes over it: whoever waits here must not act on the cache of an engine that runs.
+    for (;;) {
         co_await m_clock.sleep(killCheckPause, {});
-        if (!self || !isCurrent(*this, generation))
+        if (!self || !runsStill(*this, run))
             co_return;
     }
-    if (isMounted())
-        forceUnmount();
-    m_rc.reset();
-    publish(this, &DriveEngine::statsChanged, [this] { m_stats = {}; });
-    setState(restingState());
 }
 
 void DriveEngine::clearLeftovers(const QString &binary) {
     const SystemCommands &commands = *Platform::current().systemCommands;
     const EngineIdentity engine{binary, Paths::engineConfig()};
-    if (Shell::run(commands.findEngines(engine), processCheckTimeout) == 0) {
-        if (isMounted()) {
-            // A server that somebody has stopped would stay for ever.
-            Platform::current().mountTable->watch(mountPoint())->tend();
-            Shell::run(commands.unmount(mountPoint()), unmountTimeout);
-        }
-        Shell::run(commands.killEngines(engine), processCheckTimeout);
-        std::this_thread::sleep_for(500ms);
+    // A search that failed has told nothing.
+    if (Shell::run(commands.findEngines(engine), processCheckTimeout) != noneFound) {
+        m_mount->removeNow();
+        for (const Command &command : commands.endEngines(engine))
+            Shell::run(command, processCheckTimeout);
     }
     if (isMounted())
-        forceUnmount();
+        m_mount->force();
     const QString home = Paths::homeMountPoint();
     if (mountPoint() != home && !Platform::current().mountTable->isMounted(home))
         QDir().rmdir(home);

@@ -3,15 +3,19 @@
 #include "App/Engine/DriveEngine.h"
 
 #include <QJsonArray>
+#include <QLoggingCategory>
 #include <QPointer>
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace quillmount {
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
+
+Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
 namespace {
 
@@ -52,20 +56,36 @@ bool isArrayOfObjects(const QJsonValue &value) {
 
 } // namespace
 
+QCoro::Task<bool> DriveEngine::askCacheFigures() {
+    const QPointer self(this);
+    if (!m_rc)
+        co_return false;
+    const quint64 run = m_run;
+    const RemoteControl rc = *m_rc;
+    const auto vfsStats = co_await rc.answer(u"vfs/stats"_s, {});
+    if (!self || !isCurrent(run) || !vfsStats)
+        co_return false;
+    if (vfsStats->value("setAside"_L1).isObject())
+        tellOfRecoveredFiles(vfsStats->value("setAside"_L1).toObject());
+    if (!vfsStats->value("diskCache"_L1).isObject())
+        co_return false;
+    readCacheFigures(vfsStats->value("diskCache"_L1).toObject());
+    co_return true;
+}
+
 QCoro::Task<> DriveEngine::refresh() {
     const QPointer self(this);
     if (!m_rc)
         co_return;
+    const quint64 run = m_run;
     const RemoteControl rc = *m_rc;
 
-    const auto vfsStats = co_await rc.answer(u"vfs/stats"_s, {});
-    if (!self)
+    co_await askCacheFigures();
+    if (!self || !isCurrent(run))
         co_return;
-    if (vfsStats && vfsStats->value("diskCache"_L1).isObject())
-        readCacheFigures(vfsStats->value("diskCache"_L1).toObject());
 
     const auto coreStats = co_await rc.answer(u"core/stats"_s, {});
-    if (!self)
+    if (!self || !isCurrent(run))
         co_return;
     if (coreStats)
         readTransfers(*coreStats);
@@ -75,11 +95,22 @@ QCoro::Task<> DriveEngine::refresh() {
         // Set before the question: one that fails is not repeated for the whole period.
         m_lastQuotaFetch = now;
         co_await refreshQuota(rc);
-        if (!self)
+        if (!self || !isCurrent(run))
             co_return;
     }
     if (!m_driveFolderURL)
         co_await refreshFolderURL(rc);
+}
+
+void DriveEngine::tellOfRecoveredFiles(const QJsonObject &setAside) {
+    const QString folder = setAside.value("directory"_L1).toString();
+    // The engine says it in each answer of its run.
+    if (folder.isEmpty() || folder == std::exchange(m_recoveryFolder, folder))
+        return;
+    const qint64 count = wholeNumber(setAside.value("files"_L1));
+    qCWarning(engineLog, "%lld damaged files of the cache are kept in %ls", static_cast<long long>(count),
+              qUtf16Printable(folder));
+    Q_EMIT filesRecovered(folder, count);
 }
 
 void DriveEngine::readCacheFigures(const QJsonObject &diskCache) {
@@ -115,8 +146,9 @@ void DriveEngine::readTransfers(const QJsonObject &coreStats) {
 
 QCoro::Task<> DriveEngine::refreshQuota(RemoteControl rc) {
     const QPointer self(this);
+    const quint64 run = m_run;
     const auto about = co_await rc.answer(u"operations/about"_s, aboutQuestion());
-    if (!self || !about)
+    if (!self || !isCurrent(run) || !about)
         co_return;
     const qint64 total = wholeNumber(about->value("total"_L1));
     const qint64 used = wholeNumber(about->value("used"_L1));
@@ -129,8 +161,9 @@ QCoro::Task<> DriveEngine::refreshQuota(RemoteControl rc) {
 
 QCoro::Task<> DriveEngine::refreshFolderURL(RemoteControl rc) {
     const QPointer self(this);
+    const quint64 run = m_run;
     const auto listing = co_await rc.answer(u"operations/list"_s, listQuestion());
-    if (!self || !listing || !isArrayOfObjects(listing->value("list"_L1)))
+    if (!self || !isCurrent(run) || !listing || !isArrayOfObjects(listing->value("list"_L1)))
         co_return;
     const QJsonArray entries = listing->value("list"_L1).toArray();
     for (const QJsonValue &entry : entries) {

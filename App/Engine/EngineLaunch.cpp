@@ -6,6 +6,7 @@
 #include "App/Support/Brand.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
+#include "Platform/Platform.h"
 
 namespace quillmount {
 
@@ -106,6 +107,8 @@ QProcessEnvironment EngineLaunch::environment(const QProcessEnvironment &inherit
     environment.insert(u"RCLONE_CONFIG"_s, Paths::engineConfig());
     environment.insert(u"RCLONE_RC_USER"_s, remoteControlUser);
     environment.insert(u"RCLONE_RC_PASS"_s, remoteControlPassword);
+    // Not inside the cache, which a sign-out deletes.
+    environment.insert(u"QUILLMOUNT_RECOVERY_DIRECTORY"_s, Platform::current().directories->home());
     return environment;
 }
 

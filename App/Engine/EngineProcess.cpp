@@ -1,26 +1,19 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/EngineProcess.h"
 
+#include "App/Engine/ChildProcess.h"
+
 #include <QProcess>
 
-#include <csignal>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace quillmount {
 
 namespace {
 
 // Between fork and exec: only what is safe there.
-void prepareChild() {
-    setsid();
-    struct sigaction standard = {};
-    standard.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; ++number)
-        sigaction(number, &standard, nullptr);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+void prepareEngine(int inherited) {
+    ChildProcess::prepare(inherited);
     // The engine's memory holds the account's tokens.
     constexpr rlimit noCoreFile = {0, 0};
     setrlimit(RLIMIT_CORE, &noCoreFile);
@@ -34,7 +27,7 @@ EngineProcess::EngineProcess(QObject *parent)
     m_process->setStandardInputFile(QProcess::nullDevice());
     m_process->setStandardOutputFile(QProcess::nullDevice());
     m_process->setStandardErrorFile(QProcess::nullDevice());
-    m_process->setChildProcessModifier(prepareChild);
+    m_process->setWorkingDirectory(QString::fromLatin1(ChildProcess::workingDirectory));
     connect(
         m_process, &QProcess::finished, this, [this](int status) { Q_EMIT ended(status); }, Qt::QueuedConnection);
 }
@@ -49,7 +42,9 @@ EngineProcess::~EngineProcess() {
 }
 
 bool EngineProcess::start(const QString &executable, const QStringList &arguments,
-                          const QProcessEnvironment &environment) {
+                          const QProcessEnvironment &environment, int inheritedDescriptor) {
+    ChildProcess::keepEnded();
+    m_process->setChildProcessModifier([inheritedDescriptor] { prepareEngine(inheritedDescriptor); });
     m_process->setProcessEnvironment(environment);
     m_process->start(executable, arguments);
     return m_process->waitForStarted();

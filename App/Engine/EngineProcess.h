@@ -19,9 +19,10 @@ public:
     ~EngineProcess() override;
     Q_DISABLE_COPY_MOVE(EngineProcess)
 
-    // Starts it with its output discarded. False when it could not be started; nothing is reported then.
+    // Starts it with its output discarded. It keeps no descriptor of this process but `inheritedDescriptor` (-1 for
+    // none). False when it could not be started; nothing is reported then.
     [[nodiscard]] bool start(const QString &executable, const QStringList &arguments,
-                             const QProcessEnvironment &environment);
+                             const QProcessEnvironment &environment, int inheritedDescriptor);
 
     // Asks it to end. Harmless after its end.
     void terminate();

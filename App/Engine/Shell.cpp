@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/Shell.h"
 
-#include <QCoreApplication>
+#include "App/Concurrency/Background.h"
+#include "App/Engine/ChildProcess.h"
+
 #include <QFile>
 #include <QLoggingCategory>
 
 #include <algorithm>
 #include <chrono>
-#include <coroutine>
 #include <csignal>
 #include <fcntl.h>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <spawn.h>
@@ -71,6 +71,9 @@ public:
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         posix_spawn_file_actions_adddup2(&actions, errors.descriptor() >= 0 ? errors.descriptor() : STDOUT_FILENO,
                                          STDERR_FILENO);
+        // A mount command leaves a program behind that lives on.
+        posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+        posix_spawn_file_actions_addchdir_np(&actions, ChildProcess::workingDirectory);
         posix_spawnattr_init(&attributes);
         sigset_t all;
         sigfillset(&all);
@@ -99,6 +102,7 @@ std::optional<pid_t> start(const Command &command, const ErrorOutput &errors) {
         argv.push_back(word.data());
     argv.push_back(nullptr);
 
+    ChildProcess::keepEnded();
     const SpawnSettings settings(errors);
     pid_t pid = 0;
     if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(), environ) != 0)
@@ -145,24 +149,6 @@ int runBounded(const Command &command, double timeout, bool logsFailure) {
     }
 }
 
-struct BackgroundRun {
-    Command command;
-    double timeout;
-    std::shared_ptr<int> status = std::make_shared<int>(-1);
-
-    [[nodiscard]] bool await_ready() const { return false; }
-    void await_suspend(std::coroutine_handle<> waiter) const {
-        // Detached: at the end of the application nobody waits for a mount command that takes its time.
-        std::thread([command = command, timeout = timeout, status = status, waiter] {
-            *status = runBounded(command, timeout, true);
-            if (QCoreApplication *application = QCoreApplication::instance())
-                QMetaObject::invokeMethod(
-                    application, [waiter] { waiter.resume(); }, Qt::QueuedConnection);
-        }).detach();
-    }
-    [[nodiscard]] int await_resume() const { return *status; }
-};
-
 } // namespace
 
 int Shell::run(const Command &command, double timeout) {
@@ -174,9 +160,7 @@ int Shell::run(const QString &executable, const QStringList &arguments, double t
 }
 
 QCoro::Task<int> Shell::runInBackground(Command command, double timeout) {
-    // Named: GCC 12 destroys the members of a temporary awaiter twice.
-    const BackgroundRun run{std::move(command), timeout};
-    co_return co_await run;
+    return inBackground([command, timeout] { return runBounded(command, timeout, true); });
 }
 
 } // namespace quillmount

@@ -43,10 +43,26 @@ QStringList matching(const QStringList &program, const QString &pattern) {
                        pattern};
 }
 
+// The start of the command line of a program: `path` itself, or the same name in another folder. Anchored, and without
+// a blank that a dash follows, so that a shell or an editor that merely names the program is not taken for it.
+QString programPattern(const QString &path) {
+    const QString name = path.section(u'/', -1);
+    return u"^("_s + literal(path) + u"|/([^ ]| [^-])*/"_s + literal(name) + u')';
+}
+
 QString enginePattern(const EngineIdentity &engine) {
-    // Anchored, so that a shell or an editor that merely names the engine is not taken for one.
-    return u'^' + literal(engine.executable) + u" serve nfs (.* )?--config "_s + literal(engine.configuration) +
+    return programPattern(engine.executable) + u" serve nfs (.* )?--config "_s + literal(engine.configuration) +
            u"( |$)"_s;
+}
+
+QString mountServerPattern(const QString &program, const QString &mountPoint) {
+    return programPattern(program) + u" -o [^ ]+ [^ ]+:/ "_s + literal(mountPoint) + u'$';
+}
+
+// Asks the processes that match to end, and waits for that.
+QList<Command> end(int seconds, const QString &pattern) {
+    return {bounded(2, matching({u"/usr/bin/pkill"_s, u"-TERM"_s}, pattern)),
+            bounded(seconds, matching({u"/usr/bin/pidwait"_s}, pattern))};
 }
 
 } // namespace
@@ -62,18 +78,23 @@ Command LinuxSystemCommands::unmount(const QString &mountPoint) const {
     return bounded(6, {u"/usr/bin/fusermount3"_s, u"-u"_s, mountPoint});
 }
 
+QList<Command> LinuxSystemCommands::endMountServer(const QString &mountPoint) const {
+    return end(3, mountServerPattern(m_mountProgram, mountPoint));
+}
+
 QList<Command> LinuxSystemCommands::forcedUnmount(const QString &mountPoint) const {
-    const QString server = u'^' + literal(m_mountProgram) + u" -o [^ ]+ [^ ]+:/ "_s + literal(mountPoint) + u'$';
     return {bounded(4, {u"/usr/bin/fusermount3"_s, u"-u"_s, u"-z"_s, mountPoint}),
-            bounded(2, matching({u"/usr/bin/pkill"_s, u"-KILL"_s}, server))};
+            bounded(2, matching({u"/usr/bin/pkill"_s, u"-KILL"_s}, mountServerPattern(m_mountProgram, mountPoint)))};
 }
 
 Command LinuxSystemCommands::findEngines(const EngineIdentity &engine) const {
     return bounded(10, matching({u"/usr/bin/pgrep"_s}, enginePattern(engine)));
 }
 
-Command LinuxSystemCommands::killEngines(const EngineIdentity &engine) const {
-    return bounded(10, matching({u"/usr/bin/pkill"_s, u"-KILL"_s}, enginePattern(engine)));
+QList<Command> LinuxSystemCommands::endEngines(const EngineIdentity &engine) const {
+    const QString pattern = enginePattern(engine);
+    return end(5, pattern) + QList<Command>{bounded(2, matching({u"/usr/bin/pkill"_s, u"-KILL"_s}, pattern)),
+                                            bounded(2, matching({u"/usr/bin/pidwait"_s}, pattern))};
 }
 
 } // namespace quillmount

@@ -13,11 +13,14 @@ public:
 
     [[nodiscard]] Command mount(quint16 port, const QString &host, const QString &mountPoint) const override;
     [[nodiscard]] Command unmount(const QString &mountPoint) const override;
+    [[nodiscard]] QList<Command> endMountServer(const QString &mountPoint) const override;
     // Detaches the mount at once, then ends the process that serves it, which frees those who wait for it.
     [[nodiscard]] QList<Command> forcedUnmount(const QString &mountPoint) const override;
-    // Engines of this user alone that were started with this very configuration.
+    // Engines of this user alone that were started with this very configuration, from whatever folder: an update or a
+    // second checkout must not leave two on one cache.
     [[nodiscard]] Command findEngines(const EngineIdentity &engine) const override;
-    [[nodiscard]] Command killEngines(const EngineIdentity &engine) const override;
+    // Asks them to end, which they get five seconds for, before it kills them.
+    [[nodiscard]] QList<Command> endEngines(const EngineIdentity &engine) const override;
 
 private:
     QString m_mountProgram;

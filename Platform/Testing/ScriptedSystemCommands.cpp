@@ -19,19 +19,20 @@ Command ScriptedSystemCommands::unmount(const QString &mountPoint) const {
     return followedBy(m_unmount, {mountPoint});
 }
 
+QList<Command> ScriptedSystemCommands::endMountServer(const QString &mountPoint) const {
+    return {followedBy(m_endMountServer, {mountPoint})};
+}
+
 QList<Command> ScriptedSystemCommands::forcedUnmount(const QString &mountPoint) const {
-    QList<Command> commands;
-    for (const Command &command : m_forcedUnmount)
-        commands.append(followedBy(command, {mountPoint}));
-    return commands;
+    return {followedBy(m_forcedUnmount, {mountPoint})};
 }
 
 Command ScriptedSystemCommands::findEngines(const EngineIdentity &engine) const {
     return followedBy(m_findEngines, {engine.executable, engine.configuration});
 }
 
-Command ScriptedSystemCommands::killEngines(const EngineIdentity &engine) const {
-    return followedBy(m_killEngines, {engine.executable, engine.configuration});
+QList<Command> ScriptedSystemCommands::endEngines(const EngineIdentity &engine) const {
+    return {followedBy(m_endEngines, {engine.executable, engine.configuration})};
 }
 
 Command ScriptedSystemCommands::script(const QString &code) {

@@ -18,6 +18,10 @@ class DriveEjectTest : public QObject {
 private Q_SLOTS:
     void order();
     void waitsForUploads();
+    void missingAnswerIsNoAnswer();
+    void busyMountIsAskedForSomeSeconds();
+    void uploadThatBeganAtTheUnmount();
+    void cancelledAtTheUnmount();
     void endsTheWait_data();
     void endsTheWait();
     void cancelKeepsTheDrive();
@@ -75,6 +79,62 @@ void DriveEjectTest::waitsForUploads() {
     QVERIFY(!ejected->isDone && world.hasEngine());
     world.engine.setQueuedUploads(0);
     QVERIFY(world.advanceUntil(DriveState::stopped));
+}
+
+void DriveEjectTest::missingAnswerIsNoAnswer() {
+    DriveWorld world;
+    world.engine.setReply(u"vfs/stats"_s, {{u"raw"_s, u"{}"_s}});
+    QVERIFY(world.goLive());
+    const auto ejected = started(world.drive->eject(false));
+    world.advance(30s);
+    QVERIFY(world.drive->isMounted() && world.hasEngine());
+    world.engine.setQueuedUploads(0);
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+}
+
+void DriveEjectTest::busyMountIsAskedForSomeSeconds() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    world.setMark(u"unmount-fails"_s);
+    world.takeCommands();
+    const auto begin = world.platform.clock().uptime();
+    const auto ejected = started(world.drive->eject(false));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    const auto took = world.platform.clock().uptime() - begin;
+    QVERIFY2(took >= 5s && took <= 6s, qPrintable(QString::number(took.count())));
+    const QStringList commands = world.takeCommandNames();
+    QCOMPARE(commands, QStringList(7, u"unmount"_s) + QStringList({u"end"_s, u"force"_s}));
+}
+
+void DriveEjectTest::uploadThatBeganAtTheUnmount() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    world.setMark(u"unmount-waits"_s);
+    const auto ejected = started(world.drive->eject(false));
+    QVERIFY(waitFor([&] { return world.takeCommandNames().contains(u"unmount"_s); }));
+    // A program closes its file at the last moment.
+    world.engine.setQueuedUploads(1);
+    world.setMark(u"unmount-waits"_s, false);
+    world.advance(60s);
+    QVERIFY(!world.drive->isMounted() && world.hasEngine());
+    QCOMPARE(world.drive->state(), DriveState(DriveState::ejecting));
+    world.engine.setQueuedUploads(0);
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+}
+
+void DriveEjectTest::cancelledAtTheUnmount() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    world.setMark(u"unmount-waits"_s);
+    const auto ejected = started(world.drive->eject(false));
+    QVERIFY(waitFor([&] { return world.takeCommandNames().contains(u"unmount"_s); }));
+    world.drive->cancelEject();
+    world.setMark(u"unmount-waits"_s, false);
+    QVERIFY(world.advanceUntil([&] { return ejected->isDone && world.drive->state() == DriveState::live; }));
+    QVERIFY(world.drive->isMounted());
+    world.advance(60s);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::live));
+    QCOMPARE(world.engine.starts(), 1);
 }
 
 void DriveEjectTest::endsTheWait_data() {
@@ -216,10 +276,16 @@ void DriveEjectTest::busyMount() {
     world.setMark(u"unmount-fails"_s);
     QVERIFY(world.goLive());
     world.takeCommands();
+    // The engine is not asked to end before the mount has been settled.
+    world.setMark(u"end-waits"_s);
     spawn(world.drive->eject(true));
+    QStringList commands;
+    QVERIFY(waitFor([&] { return (commands += world.takeCommandNames()).contains(u"end"_s); }));
+    world.platform.clock().advance(60s);
+    QCOMPARE(world.engine.records(u"signal"_s).size(), 0);
+    world.setMark(u"end-waits"_s, false);
     QVERIFY(world.advanceUntil(DriveState::stopped));
-    // The engine's end already takes a mount away that would not go by itself.
-    QCOMPARE(world.takeCommandNames(), QStringList({u"unmount"_s, u"force"_s}));
+    QCOMPARE(commands + world.takeCommandNames(), QStringList({u"unmount"_s, u"end"_s, u"force"_s}));
     QVERIFY(!world.drive->isMounted());
 }
 
@@ -259,14 +325,30 @@ void DriveEjectTest::signOut() {
     }
     Preferences::setAccountEmail(u"someone@example.com"_s);
     QVERIFY(QDir().mkpath(Paths::cacheDirectory() + u"/vfs/deep"_s));
+    // What an earlier sign-out did not come to delete.
+    QVERIFY(QDir().mkpath(Paths::cacheDirectory() + u".removed-x/vfs"_s));
+    const int quotas = world.engine.requests(u"operations/about"_s);
+    if (live)
+        QCOMPARE(quotas, 1);
     const auto done = started(world.drive->signOut());
     QVERIFY(world.advanceUntil([&] { return done->isDone; }));
     QCOMPARE(world.drive->state(), DriveState(DriveState::signedOut));
     QVERIFY(!Paths::hasEngineConfig() && !Preferences::accountEmail());
     QVERIFY(!world.drive->quota() && !world.drive->driveFolderURL() && !world.hasEngine());
     QVERIFY(QFileInfo(Paths::cacheDirectory()).isDir() && QDir(Paths::cacheDirectory()).isEmpty());
+    QCOMPARE(world.drive->stats(), DriveStats());
     if (live)
         QCOMPARE(world.states().mid(2), QStringList({u"ejecting"_s, u"stopped"_s, u"signedOut"_s}));
+    // The cache itself is deleted later, the rest of an interrupted deletion at the next start.
+    world.drive.reset();
+    world.makeDrive();
+    const QFileInfo cache(Paths::cacheDirectory());
+    QVERIFY(waitFor(
+        [&] { return cache.dir().entryList(QDir::Dirs | QDir::NoDotAndDotDot) == QStringList(cache.fileName()); }));
+    // The next account is asked for its own figures at once.
+    const auto connected = started(world.drive->connect(u"{}"_s, std::nullopt));
+    QVERIFY(world.advanceUntil([&] { return world.drive->quota() && world.drive->driveFolderURL(); }));
+    QCOMPARE(world.engine.requests(u"operations/about"_s), quotas + 1);
 }
 
 void DriveEjectTest::shutdown_data() {
@@ -274,7 +356,7 @@ void DriveEjectTest::shutdown_data() {
     QTest::addColumn<bool>("busy");
     QTest::addColumn<QStringList>("commands");
     QTest::newRow("all goes well") << false << false << QStringList(u"unmount"_s);
-    QTest::newRow("a busy mount") << false << true << QStringList({u"unmount"_s, u"force"_s});
+    QTest::newRow("a busy mount") << false << true << QStringList({u"unmount"_s, u"end"_s, u"force"_s});
     QTest::newRow("an engine that ignores it") << true << false << QStringList(u"unmount"_s);
 }
 
@@ -299,9 +381,13 @@ void DriveEjectTest::shutdown() {
     QTEST(world.takeCommandNames(), "commands");
     QCOMPARE(world.engine.records(u"signal"_s).size(), 1);
     QCOMPARE(timer.elapsed() >= 5000, ignoresTerminate);
-    // What the end of the engine brings about later changes nothing.
+    QCOMPARE(world.drive->stats(), DriveStats());
+    // Nothing starts any more, whoever asks for it.
     world.advance(60s);
-    QCOMPARE(world.states(), QStringList({u"starting"_s, u"live"_s}));
+    world.drive->start();
+    world.drive->retry();
+    world.advance(60s);
+    QCOMPARE(world.states(), QStringList({u"starting"_s, u"live"_s, u"stopped"_s}));
     QCOMPARE(world.engine.starts(), 1);
 }
 

@@ -18,6 +18,8 @@ private Q_SLOTS:
     void reasons();
     void yesterdaysLogExplainsNothing();
     void crashUnmountsAndComesBack();
+    void offlineTriesAgain_data();
+    void offlineTriesAgain();
     void failedStaysFailed();
     void startDuringTheBackOff();
     void accountRemovedDuringTheBackOff();
@@ -25,8 +27,12 @@ private Q_SLOTS:
 
 void DriveExitTest::ladder() {
     DriveWorld world;
+    world.engine.setQueuedUploads(3);
+    QVERIFY(world.goLive());
+    world.advance(0s);
+    QCOMPARE(world.drive->stats().pendingUploads(), 3);
     world.engine.set(u"exit"_s, QJsonObject{{u"after"_s, 0}, {u"log"_s, u"ERROR : no space left"_s}});
-    world.makeDrive().start();
+    world.engine.crash(Paths::engineLog());
     int launches = 1;
     for (const auto delay : {2s, 4s, 8s, 16s, 30s}) {
         QVERIFY(waitFor([&] { return !world.hasEngine(); }));
@@ -40,6 +46,7 @@ void DriveExitTest::ladder() {
     }
     QVERIFY(world.advanceUntil([&] { return world.drive->state().isFailed(); }));
     QCOMPARE(world.drive->state().name(), u"failed(diskFull)"_s);
+    QCOMPARE(world.drive->stats(), DriveStats()); // nobody uploads
     world.advance(1h);
     QCOMPARE(world.engine.starts(), 6);
 
@@ -108,6 +115,36 @@ void DriveExitTest::crashUnmountsAndComesBack() {
     const QList<QJsonObject> starts = world.engine.records(u"start"_s);
     QVERIFY(starts[0]["arguments"_L1][4] != starts[1]["arguments"_L1][4]);
     QVERIFY(starts[0]["environment"_L1]["RCLONE_RC_PASS"_L1] != starts[1]["environment"_L1]["RCLONE_RC_PASS"_L1]);
+}
+
+void DriveExitTest::offlineTriesAgain_data() {
+    QTest::addColumn<bool>("networkComesBack");
+    QTest::newRow("the network comes back") << true;
+    QTest::newRow("nobody says so") << false;
+}
+
+void DriveExitTest::offlineTriesAgain() {
+    QFETCH(bool, networkComesBack);
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    world.makeDrive().start();
+    QVERIFY(waitFor([&] { return world.engine.starts() == 1; }));
+    world.engine.crash(Paths::engineLog(), u"ERROR : dial tcp: no such host"_s);
+    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
+    world.engine.set(u"exit"_s, QJsonObject{{u"after"_s, 0}, {u"log"_s, u"ERROR : no such host"_s}});
+    QVERIFY(world.advanceUntil(DriveState::failure(ErrorMapper::Kind::offline)));
+    const int starts = world.engine.starts();
+    world.platform.networkPath().report(false);
+    world.advance(5min - 1s);
+    QCOMPARE(world.engine.starts(), starts);
+    world.engine.set(u"exit"_s, QJsonValue::Null);
+    world.setMark(u"mount-late"_s, false);
+    if (networkComesBack)
+        world.platform.networkPath().report(true);
+    else
+        world.advance(1s);
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.engine.starts(), starts + 1);
 }
 
 void DriveExitTest::failedStaysFailed() {

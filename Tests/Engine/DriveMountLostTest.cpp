@@ -15,6 +15,7 @@ class DriveMountLostTest : public QObject {
 
 private Q_SLOTS:
     void serverGone();
+    void serverThatKeepsDying();
     void serverGoneWhileEjecting();
     void unmountedFromOutside();
     void unmountedWhileEjecting();
@@ -34,10 +35,12 @@ void DriveMountLostTest::serverGone() {
     QVERIFY(world.goLive());
     world.advance(0s);
     const QString port = world.takeCommands().last().section(u' ', 1, 1);
-    for (int time = 0; time < 2; ++time) { // the new mount is watched like the first
+    for (const auto delay : {2s, 4s}) { // the new mount is watched like the first
         world.platform.mountTable().endServer(world.drive->mountPoint());
         QVERIFY(world.advanceUntil(DriveState::starting));
+        const auto begin = world.platform.clock().uptime();
         QVERIFY(world.advanceUntil(DriveState::live));
+        QCOMPARE(world.platform.clock().uptime() - begin, Clock::Duration(delay));
         QCOMPARE(world.takeCommands(),
                  QStringList({u"force "_s + Paths::homeMountPoint(),
                               u"mount %1 quillmount.localhost %2"_s.arg(port, Paths::homeMountPoint())}));
@@ -49,6 +52,27 @@ void DriveMountLostTest::serverGone() {
     const int asked = world.engine.requests(u"core/stats"_s);
     world.advance(20s);
     QCOMPARE(world.engine.requests(u"core/stats"_s), asked + 10);
+}
+
+void DriveMountLostTest::serverThatKeepsDying() {
+    DriveWorld world;
+    world.engine.setQueuedUploads(1);
+    QVERIFY(world.goLive());
+    for (int time = 0; time < 5; ++time) {
+        world.platform.mountTable().endServer(world.drive->mountPoint());
+        QVERIFY(world.advanceUntil(DriveState::starting) && world.advanceUntil(DriveState::live));
+    }
+    world.platform.mountTable().endServer(world.drive->mountPoint());
+    QVERIFY(world.advanceUntil(DriveState::failure(ErrorMapper::Kind::mountRefused)));
+    QVERIFY(!world.drive->isMounted());
+    // The uploads are not given up with the mount.
+    world.advance(10min);
+    QVERIFY(world.hasEngine());
+    world.engine.setQueuedUploads(0);
+    world.advance(2s);
+    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
+    QCOMPARE(world.engine.starts(), 1);
+    QCOMPARE(world.drive->state().name(), u"failed(mountRefused)"_s);
 }
 
 void DriveMountLostTest::serverGoneWhileEjecting() {

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void quota();
     void folder_data();
     void folder();
+    void recoveredFilesAreToldOnce();
     void missingAnswersLeaveTheFigures();
     void everyFigureIsAssignedByItself();
     void rounds();
@@ -182,6 +183,17 @@ void DrivePollTest::folder() {
         else
             QCOMPARE(body, request["command"_L1] == about ? object("{\"fs\":\"drive:\"}") : QJsonObject());
     }
+}
+
+void DrivePollTest::recoveredFilesAreToldOnce() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    const QSignalSpy told(world.drive.get(), &DriveEngine::filesRecovered);
+    world.engine.setAnswer(vfsStats, object("{\"setAside\":{\"directory\":\"/home/kept\",\"files\":3}}"));
+    QVERIFY(refreshed(world));
+    world.advance(60s);
+    QCOMPARE(told.size(), 1);
+    QCOMPARE(told.first(), QVariantList({u"/home/kept"_s, qint64(3)}));
 }
 
 void DrivePollTest::missingAnswersLeaveTheFigures() {

@@ -8,6 +8,9 @@
 
 #include <QtTest>
 
+#include <algorithm>
+#include <vector>
+
 using namespace quillmount;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
@@ -28,8 +31,9 @@ private Q_SLOTS:
     void retryWithARunningEngine_data();
     void retryWithARunningEngine();
     void retryOfALiveDriveChangesNothing();
-    void impatience_data();
-    void impatience();
+    void laterWishWins_data();
+    void laterWishWins();
+    void signOutIsCompletedAtTheEnd();
     void waitingEjectIsOvertaken();
 
 private:
@@ -105,10 +109,17 @@ void DriveReconnectTest::retryWithARunningEngine() {
     world.engine.set(u"ignoreTerminate"_s, ignoresTerminate);
     QVERIFY(world.goLive() && revoke(world));
     const qint64 former = world.engine.pid();
+    const qsizetype before = world.states().size();
+    world.drive->retry();
+    // It shows at once that it works, and impatience is not rewarded.
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
     world.drive->retry();
     QVERIFY(world.advanceUntil(DriveState::live));
     QVERIFY(!processExists(former));
-    QCOMPARE(world.states().mid(world.states().size() - 3), QStringList({u"stopped"_s, u"starting"_s, u"live"_s}));
+    QStringList states = world.states().mid(before);
+    states.removeDuplicates();
+    QCOMPARE(states, QStringList({u"stopped"_s, u"starting"_s, u"live"_s}));
+    QCOMPARE(world.engine.starts(), 2);
 
     // The same after a start that ran out of its time while its engine does not go away.
     world.setMark(u"mount-late"_s);
@@ -130,38 +141,71 @@ void DriveReconnectTest::retryOfALiveDriveChangesNothing() {
     QCOMPARE(world.takeCommands(), QStringList());
 }
 
-void DriveReconnectTest::impatience_data() {
-    QTest::addColumn<bool>("signsOut");
-    QTest::newRow("a new account") << false;
-    QTest::newRow("no account any more") << true;
+void DriveReconnectTest::laterWishWins_data() {
+    QTest::addColumn<QStringList>("wishes");
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<int>("starts"); // with the one that made it live
+    const auto row = [](const char *name, const QString &state, int starts) {
+        QTest::newRow(name) << QString::fromLatin1(name).split(u", "_s) << state << starts;
+    };
+    row("retry, connect", u"live"_s, 2);
+    row("retry, eject", u"stopped"_s, 1);
+    row("retry, eject, connect", u"live"_s, 2);
+    row("retry, sign out", u"signedOut"_s, 1);
+    row("connect, eject", u"stopped"_s, 1);
+    row("connect, sign out", u"signedOut"_s, 1);
+    row("sign out, connect", u"live"_s, 2);
+    row("sign out, connect, eject", u"stopped"_s, 1);
+    row("sign out, start, retry", u"signedOut"_s, 1);
+    row("eject, sign out", u"signedOut"_s, 1);
+    row("eject, eject", u"stopped"_s, 1);
 }
 
-void DriveReconnectTest::impatience() {
-    QFETCH(bool, signsOut);
+void DriveReconnectTest::laterWishWins() {
+    QFETCH(QStringList, wishes);
+    QFETCH(QString, state);
     DriveWorld world;
     world.engine.set(u"ignoreTerminate"_s, true);
     QVERIFY(world.goLive() && revoke(world));
-    const auto hasAsked = [&world](int times) {
-        return waitFor([&] { return world.engine.records(u"signal"_s).size() == times; });
-    };
-    // "Try again" twice, and something else before that has come to its end. Each waits for the engine to go, and the
-    // first to see it gone starts another.
-    world.drive->retry();
-    QVERIFY(hasAsked(1));
-    world.drive->retry();
-    QVERIFY(hasAsked(2));
-    const auto last = started(signsOut ? world.drive->signOut() : world.drive->connect(newToken, std::nullopt));
-    QVERIFY(hasAsked(3));
-    QVERIFY(world.advanceUntil([&] { return last->isDone; }));
-    if (!signsOut)
-        QVERIFY(world.advanceUntil(DriveState::live));
+    // All of them before the first has come to its end.
+    std::vector<std::shared_ptr<const Outcome<bool>>> outcomes;
+    for (const QString &wish : wishes) {
+        if (wish == "retry"_L1)
+            world.drive->retry();
+        else if (wish == "start"_L1)
+            world.drive->start();
+        else if (wish == "eject"_L1)
+            outcomes.push_back(started(world.drive->eject(true)));
+        else if (wish == "sign out"_L1)
+            outcomes.push_back(started(world.drive->signOut()));
+        else
+            outcomes.push_back(started(world.drive->connect(newToken, std::nullopt)));
+        world.platform.clock().advance(300ms);
+    }
+    // Whoever waited for an eject or a sign-out was told only when no engine ran.
+    QVERIFY(world.advanceUntil(
+        [&] { return std::ranges::all_of(outcomes, [](const auto &outcome) { return outcome->isDone; }); }));
+    if (state != "live"_L1)
+        QVERIFY(!world.hasEngine());
     world.advance(60s);
-    QCOMPARE(world.drive->state().name(), signsOut ? u"signedOut"_s : u"live"_s);
-    QCOMPARE(EngineConfig::refreshToken(), signsOut ? std::nullopt : std::optional(u"second"_s));
-    QCOMPARE(world.hasEngine(), !signsOut);
+    QCOMPARE(world.drive->state().name(), state);
+    QTEST(world.engine.starts(), "starts");
+    const bool connects = wishes.contains(u"connect"_s);
+    const auto token = connects ? u"second"_s : u"first"_s;
+    QCOMPARE(EngineConfig::refreshToken(), state == "signedOut"_L1 ? std::nullopt : std::optional(token));
     const QList<QJsonObject> starts = world.engine.records(u"start"_s);
     for (const QJsonObject &start : starts)
-        QCOMPARE(processExists(start["pid"_L1].toInteger()), !signsOut && start == starts.last());
+        QCOMPARE(processExists(start["pid"_L1].toInteger()), state == "live"_L1 && start == starts.last());
+}
+
+void DriveReconnectTest::signOutIsCompletedAtTheEnd() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    spawn(world.drive->signOut());
+    world.drive->shutdownNow();
+    QVERIFY(!Paths::hasEngineConfig());
+    world.advance(60s);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::signedOut));
 }
 
 void DriveReconnectTest::waitingEjectIsOvertaken() {

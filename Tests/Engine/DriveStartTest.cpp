@@ -8,6 +8,10 @@
 #include <QtTest>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace quillmount;
 using namespace std::chrono_literals;
@@ -28,12 +32,14 @@ private Q_SLOTS:
     void launch();
     void leftovers_data();
     void leftovers();
+    void cacheOfAnotherEngine();
     void savedInTheBareFolder();
     void mountThatAppearsLater();
     void mountCommandIsRetried();
     void slowEngine();
     void deadline_data();
     void deadline();
+    void deadlineWithUploads();
     void ejectDuringTheMountCommand();
 };
 
@@ -121,7 +127,11 @@ void DriveStartTest::launch() {
     DriveWorld world;
     qputenv("RCLONE_TRANSFERS", "9");
     const auto handler = signal(SIGINT, SIG_IGN);
+    const auto childHandler = signal(SIGCHLD, SIG_IGN);
+    const int leaked = open("/dev/null", O_RDONLY);
     const bool isLive = world.goLive();
+    close(leaked);
+    signal(SIGCHLD, childHandler);
     signal(SIGINT, handler);
     qunsetenv("RCLONE_TRANSFERS");
     QVERIFY(isLive);
@@ -144,6 +154,11 @@ void DriveStartTest::launch() {
     QVERIFY(!QJsonDocument(arguments).toJson().contains(secret.toUtf8()));
     QVERIFY(start["leadsSession"_L1].toBool());
     QCOMPARE(start["ignoredSignals"_L1].toArray(), QJsonArray());
+    QCOMPARE(start["descriptors"_L1].toArray(), QJsonArray{Paths::cacheDirectory() + u"/engine.lock"_s});
+    QCOMPARE(start["directory"_L1].toString(), u"/"_s);
+    struct stat log = {};
+    QCOMPARE(stat(QFile::encodeName(Paths::engineLog()).constData(), &log), 0);
+    QCOMPARE(log.st_mode, mode_t(S_IFREG | 0600));
 
     QCOMPARE(world.takeCommands(),
              QStringList({u"find "_s + EngineScript::executable() + u' ' + Paths::engineConfig(),
@@ -160,8 +175,12 @@ void DriveStartTest::leftovers_data() {
                                << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
     QTest::newRow("both") << QStringList(u"engine-left"_s) << true
                           << QStringList({u"find"_s, u"unmount"_s, u"kill"_s, u"mount"_s});
+    // The mount program settles what was written into the mount before its engine ends.
     QTest::newRow("both, in use") << QStringList({u"engine-left"_s, u"unmount-fails"_s}) << true
-                                  << QStringList({u"find"_s, u"unmount"_s, u"kill"_s, u"force"_s, u"mount"_s});
+                                  << QStringList(
+                                         {u"find"_s, u"unmount"_s, u"end"_s, u"force"_s, u"kill"_s, u"mount"_s});
+    QTest::newRow("a search that fails") << QStringList(u"find-breaks"_s) << false
+                                         << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
 }
 
 void DriveStartTest::leftovers() {
@@ -173,6 +192,27 @@ void DriveStartTest::leftovers() {
     world.setMounted(isMounted);
     QVERIFY(world.goLive());
     QTEST(world.takeCommandNames(), "commands");
+}
+
+void DriveStartTest::cacheOfAnotherEngine() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    // The engine has the lock, and with its end it is free.
+    const int lock =
+        open(QFile::encodeName(Paths::cacheDirectory() + u"/engine.lock"_s).constData(), O_RDWR | O_CLOEXEC);
+    QVERIFY(lock >= 0);
+    QVERIFY(flock(lock, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK);
+    spawn(world.drive->eject(true));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    QCOMPARE(flock(lock, LOCK_EX | LOCK_NB), 0);
+
+    // Somebody else's engine: ours waits until it has gone.
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
+    QCOMPARE(world.engine.starts(), 1);
+    close(lock);
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.engine.starts(), 2);
 }
 
 void DriveStartTest::savedInTheBareFolder() {
@@ -265,6 +305,25 @@ void DriveStartTest::deadline() {
     world.advance(60s);
     QTEST(world.drive->state().name(), "state");
     QCOMPARE(world.engine.starts(), 1);
+}
+
+void DriveStartTest::deadlineWithUploads() {
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    world.engine.setQueuedUploads(1);
+    world.makeDrive().start();
+    QVERIFY(world.advanceUntil(DriveState::failure(ErrorMapper::Kind::mountRefused)));
+    // What was saved in an earlier run goes to Google without a mount, too.
+    world.advance(60s);
+    QVERIFY(world.hasEngine());
+    QCOMPARE(world.drive->stats().pendingUploads(), 1);
+    world.engine.setReply(u"vfs/stats"_s, {{u"status"_s, 500}});
+    world.advance(60s);
+    QVERIFY(world.hasEngine());
+    world.engine.setQueuedUploads(0);
+    world.advance(2s);
+    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
+    QCOMPARE(world.drive->state().name(), u"failed(mountRefused)"_s);
 }
 
 void DriveStartTest::ejectDuringTheMountCommand() {

@@ -27,7 +27,8 @@ private Q_SLOTS:
     void noOffer();
     void installedVolume_data();
     void installedVolume();
-    void signedOutWhileTheOfferIsOpen();
+    void notWantedWhileTheOfferIsOpen_data();
+    void notWantedWhileTheOfferIsOpen();
     void setUpLater_data();
     void setUpLater();
     void nothingToSetUp_data();
@@ -114,14 +115,22 @@ void DriveVolumeSetupTest::installedVolume() {
     QCOMPARE(QFileInfo::exists(Paths::homeMountPoint()), savedAtHome);
 }
 
-void DriveVolumeSetupTest::signedOutWhileTheOfferIsOpen() {
+void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen_data() {
+    QTest::addColumn<bool>("signsOut");
+    QTest::newRow("signed out") << true;
+    QTest::newRow("ejected") << false;
+}
+
+void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen() {
+    QFETCH(bool, signsOut);
     DriveWorld world;
     world.setup.setAvailable(true);
     world.makeDrive().start();
-    QVERIFY(started(world.drive->signOut())->isDone);
+    const auto done = started(signsOut ? world.drive->signOut() : world.drive->eject(true));
+    QVERIFY(waitFor([&] { return done->isDone; }));
     world.setup.complete();
     world.advance(60s);
-    QCOMPARE(world.drive->state(), DriveState(DriveState::signedOut));
+    QCOMPARE(world.drive->state(), DriveState(signsOut ? DriveState::signedOut : DriveState::stopped));
     QCOMPARE(world.engine.starts(), 0);
     // The next account is served as if nothing had been.
     const auto connected = started(world.drive->connect(u"{}"_s, std::nullopt));

@@ -131,7 +131,9 @@ void DriveWorld::setMounted(bool mounted) const {
 }
 
 bool DriveWorld::isBusy() const {
-    const bool holdsCommands = QFile::exists(markPath(u"mount-waits"_s)) || QFile::exists(markPath(u"unmount-waits"_s));
+    const bool holdsCommands =
+        std::ranges::any_of(QStringList{u"mount-waits"_s, u"unmount-waits"_s, u"end-waits"_s},
+                            [this](const QString &mark) { return QFile::exists(markPath(mark)); });
     if (awaitsAnswer() || (!holdsCommands && runsBackgroundCommand()))
         return true;
     // An engine takes its time to start, and does so in real time.
@@ -167,9 +169,11 @@ void DriveWorld::scriptCommands() const {
     ScriptedSystemCommands &commands = platform.systemCommands();
     commands.setMount(command(u"mount"_s, u"[ -e \"$0/mount-late\" ] || printf %s \"$3\" > \"$0/mounted\""_s));
     commands.setUnmount(command(u"unmount"_s, u"rm -f \"$0/mounted\""_s));
-    commands.setForcedUnmount({command(u"force"_s, u"rm -f \"$0/mounted\""_s)});
-    commands.setFindEngines(command(u"find"_s, u"[ -e \"$0/engine-left\" ]"_s));
-    commands.setKillEngines(command(u"kill"_s, u"rm -f \"$0/engine-left\""_s));
+    commands.setEndMountServer(command(u"end"_s, u"rm -f \"$0/mounted\""_s));
+    commands.setForcedUnmount(command(u"force"_s, u"rm -f \"$0/mounted\""_s));
+    commands.setFindEngines(
+        command(u"find"_s, u"[ ! -e \"$0/find-breaks\" ] || exit 127; [ -e \"$0/engine-left\" ]"_s));
+    commands.setEndEngines(command(u"kill"_s, u"rm -f \"$0/engine-left\""_s));
     platform.mountTable().setProbe(
         [mark = markPath(u"mounted"_s)](const QString &path) { return contents(mark) == path.toUtf8(); });
 }

@@ -15,7 +15,8 @@ namespace quillmount {
 // A drive in a world of its own: a home, a clock that stands still, an engine that follows a script, and system
 // commands that are small scripts and leave marks. What the commands do can be turned by marks in the other direction:
 //   "mount-fails", "mount-late" (it succeeds but nothing is mounted yet), "mount-waits" (it does not end while the mark
-//   is there), "unmount-fails", "unmount-waits", "engine-left" (an earlier engine is found, until it is killed).
+//   is there), "unmount-fails", "unmount-waits", "end-waits", "engine-left" (an earlier engine is found, until it is
+//   killed), "find-breaks".
 class DriveWorld {
 public:
     enum Account { connected, signedOut };

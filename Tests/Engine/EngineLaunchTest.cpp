@@ -84,6 +84,7 @@ void EngineLaunchTest::environment() {
     const QString configuration = platform.directories().applicationSupport() + u"/Quillmount/engine.conf"_s;
     QCOMPARE(variables,
              QStringList({u"HTTPS_PROXY=http://127.0.0.1:8"_s, u"NO_PROXY="_s, u"PATH=/bin"_s,
+                          u"QUILLMOUNT_RECOVERY_DIRECTORY="_s + platform.directories().home(),
                           u"RCLONE_CONFIG="_s + configuration, u"RCLONE_RC_PASS=secret"_s, u"RCLONE_RC_USER=someone"_s,
                           u"XRCLONE_CONFIG=kept"_s, u"rclone_config=kept too"_s}));
 }

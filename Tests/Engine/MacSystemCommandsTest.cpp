@@ -30,7 +30,7 @@ void MacSystemCommandsTest::table_data() {
                            << words("/sbin/umount -f /Volumes/Quillmount");
     QTest::newRow("find") << QList{mac.findEngines(engine)}
                           << QStringList({u"/usr/bin/pgrep"_s, u"-f"_s, engine.executable});
-    QTest::newRow("kill") << QList{mac.killEngines(engine)}
+    QTest::newRow("kill") << mac.endEngines(engine)
                           << QStringList({u"/usr/bin/pkill"_s, u"-KILL"_s, u"-f"_s, engine.executable});
 }
 

@@ -6,6 +6,8 @@
 #include <QtTest>
 
 #include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -33,6 +35,8 @@ private Q_SLOTS:
     void argumentsAreNotInterpreted();
     void commandThatDoesNotEndIsLeftAlone();
     void commandsStartWithDefaultSignals();
+    void commandsKeepNothingOfTheirParent();
+    void statusIsKnownWhoeverIgnoresChildren();
     void backgroundLetsEventsThrough();
 };
 
@@ -113,6 +117,21 @@ void ShellTest::commandsStartWithDefaultSignals() {
         constexpr quint64 standard = 0x7fffffff;
         QVERIFY2((line.split('\t').last().toULongLong(nullptr, 16) & standard) == 0, line.constData());
     }
+}
+
+void ShellTest::commandsKeepNothingOfTheirParent() {
+    const int leaked = open("/dev/null", O_RDONLY);
+    const QString look = u"[ ! -e /proc/self/fd/%1 ] && [ \"$(pwd)\" = / ]"_s.arg(leaked);
+    const int status = runScript(look, {});
+    close(leaked);
+    QCOMPARE(status, 0);
+}
+
+void ShellTest::statusIsKnownWhoeverIgnoresChildren() {
+    const auto handler = signal(SIGCHLD, SIG_IGN);
+    const int status = runScript(u"exit 7"_s, {});
+    signal(SIGCHLD, handler);
+    QCOMPARE(status, 7);
 }
 
 void ShellTest::backgroundLetsEventsThrough() {

@@ -32,7 +32,9 @@ public:
 
     [[nodiscard]] bool started() const { return m_started; }
     [[nodiscard]] qint64 pid() const { return m_process.processId(); }
-    [[nodiscard]] bool isKilled() { return m_process.waitForFinished(10'000) && m_process.exitCode() == SIGKILL; }
+    [[nodiscard]] bool endsBy(int signal) {
+        return m_process.waitForFinished(10'000) && m_process.exitCode() == signal;
+    }
     [[nodiscard]] bool runs() { return !m_process.waitForFinished(0) && m_process.state() == QProcess::Running; }
 
 private:
@@ -65,11 +67,10 @@ class LinuxSystemCommandsTest : public QObject {
 
 private Q_SLOTS:
     void init();
-    void macTableIsExact();
     void mountsThroughTheMountProgram();
     void findsItsOwnEnginesAlone_data();
     void findsItsOwnEnginesAlone();
-    void forcedUnmountEndsItsOwnServerAlone();
+    void endsItsOwnMountServerAlone();
     void endsWhatTakesTooLongAndSparesWhatWentAway();
 
 private:
@@ -99,19 +100,6 @@ QString LinuxSystemCommandsTest::script(const QString &path, const QString &code
         file.write("#!/bin/sh\n" + code.toUtf8());
     file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
     return file.fileName();
-}
-
-void LinuxSystemCommandsTest::macTableIsExact() {
-    const MacSystemCommands commands;
-    const QString point = u"/Users/a b/Quillmount"_s;
-    const QString options = u"port=4711,mountport=4711,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30"_s;
-    const EngineIdentity engine{u"/Applications/Quillmount.app/x+y"_s, u"/c"_s};
-    QCOMPARE(commands.mount(4711, u"quillmount.localhost"_s, point),
-             (Command{u"/sbin/mount_nfs"_s, {u"-o"_s, options, u"quillmount.localhost:/"_s, point}}));
-    QCOMPARE(commands.unmount(point), (Command{u"/sbin/umount"_s, {point}}));
-    QCOMPARE(commands.forcedUnmount(point), (QList<Command>{{u"/sbin/umount"_s, {u"-f"_s, point}}}));
-    QCOMPARE(commands.findEngines(engine), (Command{u"/usr/bin/pgrep"_s, {u"-f"_s, engine.executable}}));
-    QCOMPARE(commands.killEngines(engine), (Command{u"/usr/bin/pkill"_s, {u"-KILL"_s, u"-f"_s, engine.executable}}));
 }
 
 void LinuxSystemCommandsTest::mountsThroughTheMountProgram() {
@@ -151,24 +139,28 @@ void LinuxSystemCommandsTest::findsItsOwnEnginesAlone() {
 
     Waiter otherHome(engine, arguments(otherConfiguration));
     Waiter longerName(engine, arguments(configuration + u"2"_s));
-    Waiter otherProgram(waiterAs(u"x/"_s + folder + u"/QuillmountEngine"_s), arguments(configuration));
+    Waiter otherProgram(waiterAs(u"x/"_s + folder + u"/Engine"_s), arguments(configuration));
     Waiter naming(u"/bin/sh"_s,
                   {u"-c"_s, u"echo $$; read -r line"_s, engine + u' ' + arguments(configuration).join(u' '), engine});
     QVERIFY(otherHome.started() && longerName.started() && otherProgram.started() && naming.started());
     QCOMPARE(run(commands.findEngines(identity), locale).status, 1);
-    QCOMPARE(run(commands.killEngines(identity), locale).status, 1);
+    const QList<Command> end = commands.endEngines(identity);
+    for (const Command &command : end)
+        QCOMPARE(run(command, locale).status, 1);
 
     Waiter own(engine, arguments(configuration));
-    QVERIFY(own.started());
+    // Of an update, or another checkout: it works on the same cache.
+    Waiter elsewhere(waiterAs(u"else where/QuillmountEngine"_s), arguments(configuration));
+    QVERIFY(own.started() && elsewhere.started());
     const Result found = run(commands.findEngines(identity), locale);
-    QCOMPARE(found.output, QString::number(own.pid()));
+    QCOMPARE(found.output.split(u'\n').size(), 2);
     QCOMPARE(found.status, 0);
-    QCOMPARE(run(commands.killEngines(identity), locale).status, 0);
-    QVERIFY(own.isKilled());
+    QCOMPARE(run(end.first(), locale).status, 0);
+    QVERIFY(own.endsBy(SIGTERM) && elsewhere.endsBy(SIGTERM));
     QVERIFY(otherHome.runs() && longerName.runs() && otherProgram.runs() && naming.runs());
 }
 
-void LinuxSystemCommandsTest::forcedUnmountEndsItsOwnServerAlone() {
+void LinuxSystemCommandsTest::endsItsOwnMountServerAlone() {
     const QString program = waiterAs(u"a+b (c)/quillmount-mount"_s);
     const QString point = m_folder + u"/Quill [mount]"_s;
     const LinuxSystemCommands commands(program);
@@ -176,18 +168,27 @@ void LinuxSystemCommandsTest::forcedUnmountEndsItsOwnServerAlone() {
     const auto arguments = [&](const QString &mountPoint) {
         return QStringList{u"-o"_s, options, u"quillmount.localhost:/"_s, mountPoint};
     };
-    Waiter own(program, arguments(point));
     Waiter below(program, arguments(point + u"/below"_s));
     Waiter above(program, arguments(m_folder));
-    QVERIFY(own.started() && below.started() && above.started());
-
+    QVERIFY(below.started() && above.started());
+    const QList<Command> asked = commands.endMountServer(point);
     const QList<Command> forced = commands.forcedUnmount(point);
+    QCOMPARE(asked.size(), 2);
     QCOMPARE(forced.size(), 2);
+    {
+        Waiter own(program, arguments(point));
+        QVERIFY(own.started());
+        QCOMPARE(run(asked[0]).status, 0);
+        QVERIFY(own.endsBy(SIGTERM));
+        QCOMPARE(run(asked[1]).status, 1); // there is nothing to wait for any more
+    }
+    Waiter own(program, arguments(point));
+    QVERIFY(own.started());
     // Nothing is mounted there; the second command does not depend on the first.
     QVERIFY(run(forced[0]).status > 0);
     QVERIFY(own.runs());
     QCOMPARE(run(forced[1]).status, 0);
-    QVERIFY(own.isKilled());
+    QVERIFY(own.endsBy(SIGKILL));
     QVERIFY(below.runs() && above.runs());
     QVERIFY(run(commands.unmount(point)).status > 0);
 }

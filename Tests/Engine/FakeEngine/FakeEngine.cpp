@@ -2,6 +2,7 @@
 #include "FakeEngine.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -13,6 +14,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -54,6 +56,20 @@ QJsonArray inheritedIgnoredSignals() {
             numbers.append(number);
     }
     return numbers;
+}
+
+// What it was started with beside its standard input and outputs: where each descriptor leads. Its own close at an
+// exec.
+QJsonArray inheritedDescriptors() {
+    QJsonArray targets;
+    const QStringList open = QDir(u"/proc/self/fd"_s).entryList(QDir::Files | QDir::System);
+    for (const QString &entry : open) {
+        const int descriptor = entry.toInt();
+        const int flags = fcntl(descriptor, F_GETFD);
+        if (descriptor > STDERR_FILENO && flags >= 0 && (flags & FD_CLOEXEC) == 0)
+            targets.append(QFile::symLinkTarget(u"/proc/self/fd/"_s + entry));
+    }
+    return targets;
 }
 
 } // namespace
@@ -115,6 +131,8 @@ void FakeEngine::recordStart() const {
             {u"arguments"_s, QJsonArray::fromStringList(m_arguments)},
             {u"environment"_s, environment},
             {u"ignoredSignals"_s, inheritedIgnoredSignals()},
+            {u"descriptors"_s, inheritedDescriptors()},
+            {u"directory"_s, QDir::currentPath()},
             {u"leadsSession"_s, getsid(0) == getpid()}});
 }
 

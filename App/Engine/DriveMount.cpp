@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/Engine/DriveMount.h"
+
+#include "App/Concurrency/Background.h"
+#include "App/Engine/Shell.h"
+#include "App/Support/Paths.h"
+#include "App/Support/VolumeSetup.h"
+#include "Platform/Platform.h"
+
+#include <QPointer>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double mountTimeout = 20;
+constexpr double unmountTimeout = 6;
+
+// The one order in which a mount is taken away from an engine that runs. Values, so that a thread can carry it out.
+struct Removal {
+    Command unmount;
+    QList<Command> whenInUse;
+
+    explicit Removal(const QString &point)
+        : unmount(Platform::current().systemCommands->unmount(point))
+        , whenInUse(Platform::current().systemCommands->endMountServer(point) +
+                    Platform::current().systemCommands->forcedUnmount(point)) {}
+
+    // Blocks. The server of a mount in use ends by itself if it can: only then is everything written at the engine.
+    int carryOut() const {
+        const int status = Shell::run(unmount, unmountTimeout);
+        if (status == 0)
+            return status;
+        for (const Command &command : whenInUse)
+            Shell::run(command, unmountTimeout);
+        return status;
+    }
+};
+
+} // namespace
+
+DriveMount::DriveMount(VolumeSetup &volumeSetup, QObject *parent)
+    : QObject(parent)
+    , m_volumeSetup(volumeSetup) {}
+
+DriveMount::~DriveMount() = default;
+
+QString DriveMount::point() const {
+    return m_volumeSetup.isInstalled() ? u"/Volumes/Quillmount"_s : Paths::homeMountPoint();
+}
+
+bool DriveMount::isMounted() const {
+    return Platform::current().mountTable->isMounted(point());
+}
+
+QCoro::Task<bool> DriveMount::attach(quint16 port) {
+    const QPointer self(this);
+    const QString host = m_volumeSetup.resolvesLocally() ? u"Quillmount"_s : u"quillmount.localhost"_s;
+    ++m_attaching;
+    Command command = Platform::current().systemCommands->mount(port, host, point());
+    const int status = co_await Shell::runInBackground(std::move(command), mountTimeout);
+    if (self) {
+        --m_attaching;
+        m_isAttached = status == 0;
+    }
+    co_return status == 0;
+}
+
+void DriveMount::watch() {
+    stopWatching();
+    m_watch = Platform::current().mountTable->watch(point());
+    connect(m_watch.get(), &MountWatch::unmounted, this, [this] { Q_EMIT lost(false); });
+    connect(m_watch.get(), &MountWatch::serverGone, this, [this] { Q_EMIT lost(true); });
+}
+
+void DriveMount::stopWatching() {
+    if (!m_watch)
+        return;
+    // It may be the one whose signal led here.
+    m_watch->disconnect(this);
+    m_watch.release()->deleteLater();
+}
+
+void DriveMount::tend() {
+    if (m_watch)
+        m_watch->tend();
+    else if (isMounted())
+        Platform::current().mountTable->watch(point())->tend();
+}
+
+QCoro::Task<> DriveMount::release() {
+    const QPointer self(this);
+    tend();
+    stopWatching();
+    Command command = Platform::current().systemCommands->unmount(point());
+    co_await Shell::runInBackground(std::move(command), unmountTimeout);
+    if (self && isMounted())
+        watch();
+}
+
+QCoro::Task<> DriveMount::remove() {
+    // A server that somebody has stopped would not notice that its mount is removed, and stay for ever.
+    tend();
+    stopWatching();
+    m_isAttached = false;
+    if (!isMounted() && m_attaching == 0)
+        co_return;
+    std::function<int()> work = [removal = Removal(point())] { return removal.carryOut(); };
+    co_await inBackground(std::move(work));
+}
+
+void DriveMount::removeNow() {
+    tend();
+    stopWatching();
+    m_isAttached = false;
+    if (isMounted() || m_attaching > 0)
+        Removal(point()).carryOut();
+}
+
+void DriveMount::force() {
+    m_isAttached = false;
+    for (const Command &command : Platform::current().systemCommands->forcedUnmount(point()))
+        Shell::run(command, unmountTimeout);
+}
+
+} // namespace quillmount

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include <QCoroTask>
+#include <QObject>
+
+#include <memory>
+
+namespace quillmount {
+
+class MountWatch;
+class VolumeSetup;
+
+// The mount of the drive: made, watched and taken away. It knows nothing of the engine behind it.
+class DriveMount : public QObject {
+    Q_OBJECT
+
+public:
+    // `volumeSetup` outlives this object.
+    explicit DriveMount(VolumeSetup &volumeSetup, QObject *parent = nullptr);
+    ~DriveMount() override;
+    Q_DISABLE_COPY_MOVE(DriveMount)
+
+    // Where it is or would be; computed at each call, since setting the drive up as a location moves it.
+    [[nodiscard]] QString point() const;
+    [[nodiscard]] bool isMounted() const;
+    // Mounted, and by an `attach` of ours.
+    [[nodiscard]] bool isAttached() const { return m_isAttached && isMounted(); }
+
+    // Runs the mount command for the server on this port. True when it succeeded; the mount may be listed only later.
+    [[nodiscard]] QCoro::Task<bool> attach(quint16 port);
+
+    // From now on `lost` tells of the mount's end, once.
+    void watch();
+    void stopWatching();
+    // A process that serves the mount and was stopped is set going again.
+    void tend();
+
+    // Takes the mount away if nobody uses it. It is watched again when it stays.
+    [[nodiscard]] QCoro::Task<> release();
+    // Takes the mount away whoever uses it, such that what was written into it reaches the engine first: to be done
+    // before the engine is asked to end. Also ends a mount command that is under way.
+    [[nodiscard]] QCoro::Task<> remove();
+    // The same, blocking, at most for about 15 seconds.
+    void removeNow();
+    // Takes it away at once. For a mount behind which nobody is left to take what was written.
+    void force();
+
+Q_SIGNALS:
+    // The mount is gone, or the process that served it while it is still listed.
+    void lost(bool stillListed);
+
+private:
+    VolumeSetup &m_volumeSetup;
+    std::unique_ptr<MountWatch> m_watch;
+    int m_attaching = 0; // mount commands under way
+    bool m_isAttached = false;
+};
+
+} // namespace quillmount
