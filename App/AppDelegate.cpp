@@ -4,6 +4,11 @@
 #include "App/Support/Paths.h"
 #include "Platform/Platform.h"
 
+#include <QCoreApplication>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QSessionManager>
+
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
@@ -12,6 +17,33 @@ AppDelegate::AppDelegate(VolumeSetup &volumeSetup, QObject *parent)
     : QObject(parent)
     , m_engine(volumeSetup) {
     connect(&m_engine, &DriveEngine::filesSetAside, this, &AppDelegate::tellOfFilesSetAside);
+    connect(&m_engine, &DriveEngine::filesRecovered, this, &AppDelegate::tellOfRecoveredFiles);
+    watchTheEnd();
+}
+
+void AppDelegate::watchTheEnd() {
+    QCoreApplication &application = *QCoreApplication::instance();
+    application.installEventFilter(this);
+    // The net below all others: whoever ends the event loop without asking.
+    connect(&application, &QCoreApplication::aboutToQuit, this, [this] { m_engine.shutdownNow(); });
+    const auto *graphical = qobject_cast<QGuiApplication *>(&application);
+    if (!graphical)
+        return;
+    connect(graphical, &QGuiApplication::commitDataRequest, this, [this](QSessionManager &session) {
+        const TerminateReply reply = applicationShouldTerminate([&session] { return session.allowsInteraction(); });
+        if (reply == TerminateReply::cancel)
+            session.cancel();
+        session.release();
+    });
+}
+
+bool AppDelegate::eventFilter(QObject *watched, QEvent *event) {
+    if (event->type() == QEvent::Quit && watched == QCoreApplication::instance() &&
+        applicationShouldTerminate() == TerminateReply::cancel) {
+        event->ignore();
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -20,16 +52,20 @@ void AppDelegate::applicationDidFinishLaunching() {
         m_engine.start();
 }
 
-AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
+AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::function<bool()> &mayAsk) {
+    if (m_isAsking)
+        return TerminateReply::cancel;
     const qint64 pending = m_engine.stats().pendingUploads();
-    if (pending > 0) {
+    if (pending > 0 && (!mayAsk || mayAsk())) {
         constexpr int keepRunning = 0;
         const QString message =
             pending == 1 ? u"1 file still uploading"_s : QString::number(pending) + u" files still uploading"_s;
+        m_isAsking = true;
         const int choice = Platform::current().alerts->ask(
             message,
             u"Quitting ejects the drive. Unfinished uploads are kept on this Mac and finish the next time Quillmount opens."_s,
             {u"Keep Running"_s, u"Quit Anyway"_s});
+        m_isAsking = false;
         if (choice == keepRunning)
             return TerminateReply::cancel;
     }
@@ -51,6 +87,14 @@ void AppDelegate::tellOfFilesSetAside(const QString &path) {
         u"Files were saved while the drive was away"_s,
         u"They are not on Google Drive. Quillmount has moved them to %1; copy them to the drive to upload them."_s.arg(
             path));
+}
+
+void AppDelegate::tellOfRecoveredFiles(const QString &path, qint64 count) {
+    const QString files = count == 1 ? u"1 file"_s : QString::number(count) + u" files"_s;
+    Platform::current().alerts->notify(
+        u"Files in the local cache were damaged"_s,
+        u"Quillmount could not tell where %1 belonged, so it has not uploaded what is left of them. It is kept in %2."_s
+            .arg(files, path));
 }
 
 } // namespace quillmount

@@ -5,6 +5,8 @@
 
 #include <QObject>
 
+#include <functional>
+
 namespace quillmount {
 
 class VolumeSetup;
@@ -16,7 +18,7 @@ class AppDelegate : public QObject {
 public:
     enum class TerminateReply {
         now,    // the drive has been shut down; the application ends
-        cancel, // the person keeps it running
+        cancel, // the user keeps it running
     };
 
     explicit AppDelegate(VolumeSetup &volumeSetup, QObject *parent = nullptr);
@@ -25,8 +27,12 @@ public:
 
     // The launch sequence.
     void applicationDidFinishLaunching();
-    // Asks the person when uploads are pending, and shuts the drive down unless they keep it. Answers at once.
-    [[nodiscard]] TerminateReply applicationShouldTerminate();
+    // Every wish to quit comes here: the application's own, and the end of the desktop session. Asks the user when
+    // uploads are pending, and shuts the drive down unless they keep it. Answers at once; a wish that comes while the
+    // user is being asked is refused. `mayAsk` is called before a question; false means that none is possible.
+    [[nodiscard]] TerminateReply applicationShouldTerminate(const std::function<bool()> &mayAsk = {});
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 Q_SIGNALS:
     // The application has shut its drive down on a signal and is to end with this status.
@@ -34,9 +40,13 @@ Q_SIGNALS:
 
 private:
     void watchTerminationSignals();
+    // The ways in which the toolkit says that the application is to end.
+    void watchTheEnd();
     void tellOfFilesSetAside(const QString &path);
+    void tellOfRecoveredFiles(const QString &path, qint64 count);
 
     DriveEngine m_engine;
+    bool m_isAsking = false;
 };
 
 } // namespace quillmount

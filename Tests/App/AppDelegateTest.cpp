@@ -22,6 +22,8 @@ private Q_SLOTS:
     void firstStartIsQuiet();
     void quit_data();
     void quit();
+    void quitThatCannotAsk();
+    void endOfTheEventLoop();
     void signalsEndTheDrive_data();
     void signalsEndTheDrive();
     void tellsOfFilesSetAside();
@@ -73,8 +75,10 @@ void AppDelegateTest::quit() {
     QVERIFY(goLive(world, delegate));
     QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == queued + inProgress; }));
     world.platform.alerts().answerNext(answer);
-    const auto reply = delegate.applicationShouldTerminate();
-    QCOMPARE(reply == AppDelegate::TerminateReply::now, ends);
+    // As the desktop's end, or a quit of the toolkit, arrives.
+    QEvent event(QEvent::Quit);
+    QCOMPARE(delegate.eventFilter(qApp, &event), !ends);
+    QCOMPARE(event.isAccepted(), ends);
     QCOMPARE(delegate.engine().isMounted(), !ends);
     const auto questions = world.platform.alerts().questions();
     QCOMPARE(questions.size(), question.isEmpty() ? 0 : 1);
@@ -87,6 +91,25 @@ void AppDelegateTest::quit() {
     }
     if (!ends)
         delegate.engine().shutdownNow();
+}
+
+void AppDelegateTest::quitThatCannotAsk() {
+    DriveWorld world;
+    world.engine.setQueuedUploads(1);
+    AppDelegate delegate(world.setup);
+    QVERIFY(goLive(world, delegate));
+    QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == 1; }));
+    QCOMPARE(delegate.applicationShouldTerminate([] { return false; }), AppDelegate::TerminateReply::now);
+    QVERIFY(!delegate.engine().isMounted());
+    QVERIFY(world.platform.alerts().questions().isEmpty());
+}
+
+void AppDelegateTest::endOfTheEventLoop() {
+    DriveWorld world;
+    AppDelegate delegate(world.setup);
+    QVERIFY(goLive(world, delegate));
+    QMetaObject::invokeMethod(qApp, "aboutToQuit");
+    QVERIFY(!delegate.engine().isMounted());
 }
 
 void AppDelegateTest::signalsEndTheDrive_data() {
@@ -121,6 +144,11 @@ void AppDelegateTest::tellsOfFilesSetAside() {
     QVERIFY(goLive(world, delegate));
     QCOMPARE(world.platform.alerts().notices().size(), 1);
     QVERIFY(world.platform.alerts().notices().first().text.contains(Paths::homeMountPoint()));
+    const QJsonObject recovered{{u"directory"_s, u"/home/kept"_s}, {u"files"_s, 2}};
+    world.engine.setAnswer(u"vfs/stats"_s, QJsonObject{{u"setAside"_s, recovered}});
+    QVERIFY(waitInSteps(world, [&] { return world.platform.alerts().notices().size() == 2; }));
+    const QString text = world.platform.alerts().notices().last().text;
+    QVERIFY2(text.contains(u"2 files"_s) && text.contains(u"/home/kept"_s), qPrintable(text));
     delegate.engine().shutdownNow();
 }
 
