@@ -1,17 +1,15 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: LicenseRef-Quillmount
-"""Measures the drive in a home of its own, against the local Google, and prints a table.
+"""Measures the drive beside stock "rclone mount", in turns and against one local Google, and prints a table.
 
-Transfers through the mount are set against the same transfers by libnfs's own copy tool from the same engine, taken in
-turns, so that a slow machine slows both. Source and destination lie in memory. Usage: drive.py BIN-DIRECTORY
+Transfers are also set against libnfs's own copy tool at the same engine. Source and destination lie in memory. What a
+row needs to be on Google, or not in the cache, is waited for or made before. Usage: drive.py BIN-DIRECTORY RCLONE
 """
 import contextlib
-import json
 import os
 import random
 import re
 import shutil
-import signal
 import statistics
 import subprocess
 import sys
@@ -19,102 +17,27 @@ import tempfile
 import time
 from pathlib import Path
 
+from contestants import LocalGoogle, Processes, Quillmount, RcloneMount
+
 GIB = 1 << 30
-ROUNDS = 2
-CLIENT = ("local-google-client", "local-google-secret")
+TURNS = 2
+SMALL = 400
+MANY = 10_000
+LONGEST_TRUST = 6  # seconds after which no kernel answers from what it was told before
 
 
-def wait_until(condition, seconds, what):
-    deadline = time.monotonic() + seconds
-    while not condition():
-        if time.monotonic() > deadline:
-            raise SystemExit(f"gave up waiting: {what}")
-        time.sleep(0.02)
-
-
-class Drive:
-    """A live drive; everything it started is gone when the block ends."""
-
-    def __init__(self, binaries, world, stack):
-        self.binaries, self.world = binaries, world
-        self.google = world / "google"
-        self.home = world / "home"
-        self.mount_point = self.home / "Quillmount"
-        self.home.mkdir()
-        self.environment = {k: v for k, v in os.environ.items() if not k.startswith(("XDG_", "RCLONE_"))}
-        self.environment |= {"HOME": str(self.home), "QT_QPA_PLATFORM": "offscreen"}
-        self.stack = stack
-
-    def run(self, *command, **options):
-        process = subprocess.Popen(command, start_new_session=True, env=self.environment, **options)
-        self.stack.callback(self.end, process)
-        return process
-
-    @staticmethod
-    def end(process):
-        if process.poll() is None:
-            process.send_signal(signal.SIGTERM)
-            process.wait(timeout=30)
-
-    def start_google(self):
-        secret, ready = self.world / "secret", self.world / "ready"
-        secret.write_text(CLIENT[1])
-        self.run(self.binaries / "google-stand-in", "--directory", self.google, "--ready-file", ready, "--quota", "0",
-                 "--grant", CLIENT[0], "--client-secret-file", secret)
-        wait_until(ready.exists, 20, "the local Google")
-        facts = json.loads(ready.read_text())
-        self.environment |= {"HTTPS_PROXY": facts["proxy"], "SSL_CERT_FILE": facts["certificateAuthority"]}
-        return json.dumps(facts["token"])
-
-    def add_account(self, token):
-        configuration = self.home / ".local/share/Quillmount/engine.conf"
-        configuration.parent.mkdir(parents=True, exist_ok=True)
-        configuration.write_text(f"[drive]\ntype = drive\nclient_id = {CLIENT[0]}\nclient_secret = {CLIENT[1]}\n"
-                                 f"scope = drive.file\ntoken = {token}\n")
-
-    def start_application(self, *options):
-        self.application = self.run(self.binaries / "quillmount", *options, stdout=subprocess.PIPE,
-                                    stderr=subprocess.DEVNULL, text=True)
-
-    def await_live(self):
-        line = self.application.stdout.readline()
-        if not line.startswith("Drive: "):
-            raise SystemExit("the drive did not become live")
-
-    def processes(self):
-        """The pids of application, mount and engine; those that do not run are missing."""
-        found = {"application": self.application.pid}
-        for entry in Path("/proc").glob("[0-9]*"):
-            with contextlib.suppress(OSError):
-                words = (entry / "cmdline").read_bytes().split(b"\0")
-                if words[0].endswith(b"/QuillmountEngine") and str(self.home).encode() in b" ".join(words):
-                    found["engine"] = int(entry.name)
-                if words[0].endswith(b"/quillmount-mount") and str(self.mount_point).encode() in words:
-                    found["mount"] = int(entry.name)
-        return found
-
-    def nfs_url(self, name):
-        words = Path(f"/proc/{self.processes()['engine']}/cmdline").read_bytes().decode().split("\0")
-        port = words[words.index("--addr") + 1].rpartition(":")[2]
-        return f"nfs://127.0.0.1/{name}?version=3&nfsport={port}&mountport={port}&auto-traverse-mounts=0"
-
-    def await_uploads(self, name, size):
-        uploaded = self.google / "My Drive" / "Quillmount" / name
-        wait_until(lambda: uploaded.exists() and uploaded.stat().st_size == size, 300, f"the upload of {name}")
-
-
-def timed(action):
+def timed(action, *arguments):
     begin = time.monotonic()
-    action()
+    action(*arguments)
     return time.monotonic() - begin
 
 
+def run(*command, **options):
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, **options)
+
+
 def copy(source, destination):
-    subprocess.run(["dd", f"if={source}", f"of={destination}", "bs=1M", "conv=fsync", "status=none"], check=True)
-
-
-def nfs_copy(source, destination):
-    subprocess.run(["nfs-cp", source, destination], check=True, stdout=subprocess.DEVNULL)
+    run("dd", f"if={source}", f"of={destination}", "bs=1M", "conv=fsync", "status=none")
 
 
 def forget_pages(path):
@@ -122,112 +45,203 @@ def forget_pages(path):
         os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
 
 
-def transfers(drive, memory):
-    """Sequential write and read of 1 GiB: MiB/s through the mount, by nfs-cp, and the ratio of the two."""
-    source = memory / "source"
-    with open(source, "wb") as file:
-        for _ in range(64):
-            file.write(os.urandom(GIB // 64))
-    rates = {kind: [] for kind in ("write", "nfs write", "read", "nfs read")}
-    for turn in range(ROUNDS):
-        name, peer = f"mount-{turn}.bin", f"nfs-{turn}.bin"
-        rates["write"].append(1024 / timed(lambda: copy(source, drive.mount_point / name)))
-        drive.await_uploads(name, GIB)
-        rates["nfs write"].append(1024 / timed(lambda: nfs_copy(source, drive.nfs_url(peer))))
-        drive.await_uploads(peer, GIB)
-        forget_pages(drive.mount_point / name)
-        target = memory / "target"
-        rates["read"].append(1024 / timed(lambda: copy(drive.mount_point / name, target)))
-        if subprocess.run(["cmp", source, target]).returncode:
-            raise SystemExit("what was read is not what was written")
-        target.unlink()
-        rates["nfs read"].append(1024 / timed(lambda: nfs_copy(drive.nfs_url(name), target)))
-        target.unlink()
-    for kind in ("write", "read"):
-        mine, peer = (statistics.median(rates[key]) for key in (kind, f"nfs {kind}"))
-        yield f"sequential {kind} of 1 GiB", f"{mine:.0f} MiB/s", f"{peer:.0f} MiB/s by nfs-cp: {mine / peer:.2f}"
-
-
-def random_reads(drive):
-    path, count = drive.mount_point / "mount-0.bin", 5000
-    forget_pages(path)
-    descriptor = os.open(path, os.O_RDONLY)
-    os.posix_fadvise(descriptor, 0, 0, os.POSIX_FADV_RANDOM)
+def make_tree(folder):
+    """152 files of 1 to 256 KiB in 19 folders, the same each time."""
     chance = random.Random(1)
-    offsets = [chance.randrange(GIB // 4096) * 4096 for _ in range(count)]
-    seconds = timed(lambda: [os.pread(descriptor, 4096, offset) for offset in offsets])
-    os.close(descriptor)
-    yield "random reads of 4 KiB", f"{count / seconds:.0f} a second", f"{1000 * seconds / count:.2f} ms each"
+    for number in range(152):
+        file = folder / f"folder {number % 19}" / f"document {number}.bin"
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(chance.randbytes(int(1024 * 2 ** chance.uniform(0, 8))))
 
 
-def small_files(drive):
-    folder, count = drive.mount_point / "small", 1000
-    folder.mkdir()
-
-    def create():
-        for number in range(count):
-            (folder / f"{number}.txt").write_bytes(b"x" * 1024)
-    seconds = timed(create)
-    yield f"creating {count:,} files of 1 KiB", f"{seconds:.1f} s", f"{1000 * seconds / count:.1f} ms each"
+def make_repository(folder):
+    make_tree(folder)
+    identity = ("-c", "user.name=A", "-c", "user.email=a@localhost")
+    for command in (("init",), ("add", "."), (*identity, "commit", "-m", "all")):
+        run("git", "-C", folder, *command, stderr=subprocess.DEVNULL)
 
 
-def listings(drive):
-    def look():
-        with os.scandir(drive.mount_point / "many") as entries:
-            if sum(entry.stat().st_size for entry in entries) != 10_000:
-                raise SystemExit("the listing is not complete")
-    first, again = timed(look), timed(look)
-    yield "listing 10,000 entries with their sizes", f"{again * 1000:.0f} ms", f"{first:.1f} s the first time, from Google"
+def rounded(seconds):
+    return f"{seconds * 1000:.0f} ms" if seconds < 1 else f"{seconds:.1f} s"
 
 
-def load(drive, label, seconds):
-    """CPU seconds per minute and resident memory of each process over a quiet stretch."""
-    def ticks(pid):
-        fields = Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-    pids = drive.processes()
-    before = {name: ticks(pid) for name, pid in pids.items()}
-    time.sleep(seconds)
-    for name, pid in pids.items():
-        minute = (ticks(pid) - before[name]) * 60 / seconds
-        resident = re.search(r"VmRSS:\s+(\d+)", Path(f"/proc/{pid}/status").read_text())
-        yield f"{name}, {label}", f"{minute:.2f} CPU s a minute", f"{int(resident[1]) / 1024:.0f} MiB resident"
+class Bench:
+    def __init__(self, ours, peer):
+        self.ours, self.peer = ours, peer
+        self.rows = []
+
+    def add(self, *row):
+        row = (*row, "", "", "")[:4]
+        print(*row, sep=" | ", file=sys.stderr, flush=True)
+        self.rows.append(row)
+
+    def both(self, turn=0):
+        return (self.ours, self.peer) if turn % 2 == 0 else (self.peer, self.ours)
+
+    def compare(self, what, seconds, unit=rounded):
+        """Adds a row from the times of both; more than one in the last column means that ours is faster."""
+        mine, other = (statistics.median(seconds[drive]) for drive in (self.ours, self.peer))
+        self.add(what, unit(mine), unit(other), f"{other / mine:.2f}")
+
+    def measure(self, what, action, turns=TURNS, before=None, settle=None):
+        """Times \a action(drive, turn) for both in turns; \a settle names what is to be on Google afterwards."""
+        seconds = {self.ours: [], self.peer: []}
+        for turn in range(turns):
+            for drive in self.both(turn):
+                if before:
+                    before(drive, turn)
+                seconds[drive].append(timed(action, drive, turn))
+            for drive in self.both(turn) if settle else ():
+                drive.settle(settle(turn))
+        self.compare(what, seconds)
+
+    def transfers(self, memory):
+        source, target = memory / "source", memory / "target"
+        with open(source, "wb") as file:
+            for _ in range(64):
+                file.write(os.urandom(GIB // 64))
+        seconds = {kind: {key: [] for key in (self.ours, self.peer, "nfs-cp")} for kind in ("write", "read")}
+        for turn in range(TURNS):
+            name = f"large {turn}.bin"
+            for drive in self.both(turn):
+                seconds["write"][drive].append(timed(copy, source, drive.mount_point / name))
+                drive.settle(".")
+            seconds["write"]["nfs-cp"].append(timed(run, "nfs-cp", source, self.ours.nfs_url("nfs.bin")))
+            self.ours.settle(".")
+            for drive in self.both(turn):
+                forget_pages(drive.mount_point / name)
+                seconds["read"][drive].append(timed(copy, drive.mount_point / name, target))
+                if subprocess.run(["cmp", source, target]).returncode:
+                    raise SystemExit("what was read is not what was written")
+                target.unlink()
+            seconds["read"]["nfs-cp"].append(timed(run, "nfs-cp", self.ours.nfs_url(name), target))
+            target.unlink()
+        for kind, by in seconds.items():
+            def rate(time_taken):
+                return f"{1024 / time_taken:.0f} MiB/s"
+            self.compare(f"sequential {kind} of 1 GiB", by, rate)
+            mine, tool = (statistics.median(by[key]) for key in (self.ours, "nfs-cp"))
+            self.add(f"sequential {kind} of 1 GiB, beside `nfs-cp`", rate(mine), rate(tool), f"{tool / mine:.2f}")
+
+    def random_reads(self):
+        def read(drive, _):
+            descriptor = os.open(drive.mount_point / "large 0.bin", os.O_RDONLY)
+            os.posix_fadvise(descriptor, 0, 0, os.POSIX_FADV_RANDOM)
+            chance = random.Random(1)
+            for _ in range(2000):
+                os.pread(descriptor, 4096, chance.randrange(GIB // 4096) * 4096)
+            os.close(descriptor)
+        self.measure("2,000 random reads of 4 KiB", read,
+                     before=lambda drive, _: forget_pages(drive.mount_point / "large 0.bin"))
+
+    def trees(self, source):
+        self.measure("`ls -lR` of 152 files, first time", lambda d, turn: run("ls", "-lR", d.mount_point / f"cold {turn}"))
+        self.measure("`ls -lR` of 152 files, again", lambda d, _: run("ls", "-lR", d.mount_point / "cold 0"),
+                     before=lambda *_: time.sleep(LONGEST_TRUST))
+        self.measure("`cat` of 152 files that are not in the cache",
+                     lambda d, turn: run("sh", "-c", "cat */*", cwd=d.mount_point / f"cold {turn}"))
+        self.measure("`cp -r` of 152 files", lambda d, turn: run("cp", "-r", source, d.mount_point / f"copy {turn}"),
+                     settle=lambda turn: f"copy {turn}")
+
+    def listing(self):
+        def look(drive, _):
+            with os.scandir(drive.mount_point / "many") as entries:
+                if sum(entry.stat().st_size for entry in entries) != MANY:
+                    raise SystemExit("the listing is not complete")
+        self.measure(f"listing {MANY:,} entries with their sizes, first time", look, turns=1)
+        self.measure(f"listing {MANY:,} entries with their sizes, again", look,
+                     before=lambda *_: time.sleep(LONGEST_TRUST))
+
+    def small_files(self):
+        def create(drive, turn):
+            folder = drive.mount_point / f"small {turn}"
+            folder.mkdir()
+            for number in range(SMALL):
+                (folder / f"{number}.txt").write_bytes(b"x" * 1024)
+
+        def look(drive, _):
+            for number in range(SMALL):
+                (drive.mount_point / last / f"{number}.txt").stat()
+
+        def rename(drive, _):
+            for number in range(SMALL):
+                (drive.mount_point / last / f"{number}.txt").rename(drive.mount_point / last / f"{number}.text")
+
+        def make_room(_, turn):
+            for drive in (self.ours, self.peer) if turn > 0 else ():
+                shutil.rmtree(drive.mount_point / f"small {turn - 1}", ignore_errors=True)
+        turns = 3
+        last = f"small {turns - 1}"
+        self.measure(f"making {SMALL} files of 1 KiB", create, turns, before=make_room)
+        for drive in self.both():
+            drive.settle(last)
+        self.measure(f"`stat` of {SMALL} files", look, before=lambda *_: time.sleep(LONGEST_TRUST))
+        self.measure(f"renaming {SMALL} uploaded files", rename, turns=1)
+        for drive in self.both():
+            drive.settle(last)
+        self.measure(f"`rm -r` of {SMALL} uploaded files", lambda d, _: run("rm", "-r", d.mount_point / last), turns=1)
+
+    def git(self, repository):
+        clone, status = ({self.ours: [], self.peer: []} for _ in range(2))
+        for drive in self.both():
+            work = drive.mount_point / "clone"
+            clone[drive].append(timed(run, "git", "clone", "-q", "--no-local", repository, work))
+            status[drive].append(timed(run, "git", "-C", work, "status"))
+            drive.settle("clone")
+        self.compare("`git clone` of 152 files", clone)
+        self.compare("`git status` right after it", status)
+
+    def load(self, label, seconds):
+        """CPU seconds a minute and resident memory of each process of ours over a stretch."""
+        def ticks(pid):
+            fields = Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()
+            return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        pids = self.ours.pids()
+        before = {name: ticks(pid) for name, pid in pids.items()}
+        time.sleep(seconds)
+        for name, pid in pids.items():
+            minute = (ticks(pid) - before[name]) * 60 / seconds
+            resident = re.search(r"VmRSS:\s+(\d+)", Path(f"/proc/{pid}/status").read_text())
+            self.add(f"{name}, {label}", f"{minute:.2f} CPU s a minute, {int(resident[1]) / 1024:.0f} MiB resident")
 
 
 def main():
-    binaries = Path(sys.argv[1]).resolve()
-    rows = []
+    binaries, rclone = (Path(argument).resolve() for argument in sys.argv[1:3])
+    only = sys.argv[3:]
     with contextlib.ExitStack() as stack:
         world = Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="quillmount-bench-")))
         memory = Path(stack.enter_context(tempfile.TemporaryDirectory(dir="/dev/shm")))
-        drive = Drive(binaries, world, stack)
-
-        def measure(part):
-            for row in part:
-                print(*row, sep=" | ", file=sys.stderr, flush=True)
-                rows.append(row)
-        many = drive.google / "My Drive" / "Quillmount" / "many"
-        many.mkdir(parents=True)
-        for number in range(10_000):
-            (many / f"{number:05}.txt").write_bytes(b"x")
-        token = drive.start_google()
-        drive.start_application()
+        processes = Processes(stack)
+        google = LocalGoogle(processes, binaries, world)
+        ours = Quillmount(processes, google, binaries, world)
+        peer = RcloneMount(processes, google, rclone, world)
+        bench = Bench(ours, peer)
+        for drive in (ours, peer):
+            for turn in range(TURNS):
+                make_tree(drive.uploaded / f"cold {turn}")
+            (drive.uploaded / "many").mkdir()
+            for number in range(MANY):
+                (drive.uploaded / "many" / f"{number:05}.txt").write_bytes(b"x")
+        make_tree(memory / "tree")
+        make_repository(memory / "repository")
+        google.start()
+        ours.start()
         time.sleep(1)
-        measure(load(drive, "without an account", 10))
-        drive.end(drive.application)
-        drive.add_account(token)
-        seconds = timed(lambda: (drive.start_application(), drive.await_live()))
-        rows.append(("from the start of the application to live", f"{seconds:.2f} s", ""))
-        measure(load(drive, "live and idle", 30))
-        measure(listings(drive))
-        measure(transfers(drive, memory))
-        measure(random_reads(drive))
-        # Last, because Google is asked for at most ten files a second: their uploads would hold up all others.
-        measure(small_files(drive))
-        measure(load(drive, "live, while it uploads", 20))
-        drive.end(drive.application)
-    print("| what | figure | beside it |", "|---|---|---|", sep="\n")
-    for row in rows:
+        bench.load("without an account", 5)
+        processes.end(ours.application)
+        ours.add_account(google.configuration)
+        bench.add("from the start of the application to live", f"{timed(lambda: (ours.start(), ours.await_live())):.2f} s")
+        peer.start(google.configuration, ours.engine_arguments())
+        bench.load("live and idle", 15)
+        parts = {"listing": bench.listing, "trees": lambda: bench.trees(memory / "tree"),
+                 "transfers": lambda: bench.transfers(memory), "random": bench.random_reads,
+                 "small": bench.small_files, "git": lambda: bench.git(memory / "repository")}
+        for name, part in parts.items():
+            if not only or name in only:
+                part()
+        processes.end(ours.application)
+    print("| what | Quillmount | `rclone mount` | its time ÷ ours |", "|---|---|---|---|", sep="\n")
+    for row in bench.rows:
         print("| " + " | ".join(row) + " |")
 
 
