@@ -362,6 +362,8 @@ void FileCallsTest::showsAnotherWritersChange() {
     for (const QByteArray &text :
          {QByteArray("first"), QByteArray(9000, 's'), QByteArray("third"), QByteArray("THIRD")}) {
         QVERIFY(write(theirs, text));
+        // A new name may take some seconds; what is opened is never old.
+        QVERIFY(MountedEngine::waitFor([&] { return QFile::exists(QFile::decodeName(at("file"))); }));
         QCOMPARE(content(at("file")), text);
     }
     QVERIFY(write(at("file"), "ours"));

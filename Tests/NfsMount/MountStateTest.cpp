@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/NfsMount/DirectorySnapshot.h"
 #include "Platform/Linux/NfsMount/InodeTable.h"
+#include "Platform/Linux/NfsMount/KnownListing.h"
 #include "Platform/Linux/NfsMount/ReadAhead.h"
 #include "Platform/Linux/NfsMount/WriteBehind.h"
 
@@ -28,6 +29,8 @@ private Q_SLOTS:
     void putsListingsTogether();
     void startsListingsAgain();
     void endsListingsThatNeverStandStill();
+    void believesAListingOfLate();
+    void listsWhenAskedForManyNames();
 };
 
 void MountStateTest::movesTreesWithoutTheirHandles() {
@@ -297,6 +300,62 @@ void MountStateTest::endsListingsThatNeverStandStill() {
         ++seen[entry.name];
     for (const std::string &name : names)
         QCOMPARE(seen[name], 1);
+}
+
+void MountStateTest::believesAListingOfLate() {
+    using Says = KnownListing::Says;
+    using namespace std::chrono_literals;
+    const auto listing = std::make_shared<DirectorySnapshot>();
+    DirectoryPage page = pageOf({"there", "changed before", "changed since", "bare"}, 0, 10, 1);
+    for (DirectoryEntry &entry : page.entries) {
+        entry.hasAttributes = entry.name != "bare";
+        entry.handle = "h";
+    }
+    QVERIFY(listing->take(std::move(page), 1));
+    KnownListing names;
+    const KnownListing::Moment start{};
+    const unsigned number = names.beginLearning();
+    names.changed("changed before", start - 1ms);
+    names.changed("changed since", start + 1ms);
+    names.endLearning(number, listing, start, start + 2ms);
+    const auto says = [&](std::string_view name, KnownListing::Moment now) { return names.look(name, now).says; };
+    const auto last = start + 2ms + KnownListing::trust - 1ns;
+    QCOMPARE(says("there", last), Says::Present);
+    QCOMPARE(names.look("there", last).entry->name, std::string("there"));
+    QCOMPARE(says("there", last + 1ns), Says::Nothing);
+    QCOMPARE(says("not there", last), Says::Absent);
+    QCOMPARE(says("not there", last + 1ns), Says::Nothing);
+    QCOMPARE(says("changed before", last), Says::Present);
+    QCOMPARE(says("changed since", last), Says::Nothing);
+    QCOMPARE(says("bare", last), Says::Nothing);
+    // The server may find it spelled with other bytes.
+    QCOMPARE(says("\xc3\xa9", last), Says::Nothing);
+    names.changed("not there", last);
+    QCOMPARE(says("not there", last), Says::Nothing);
+    // What was asked for before a move of the folder has the handles of its old place.
+    const unsigned outdated = names.beginLearning();
+    names.forget();
+    names.endLearning(outdated, listing, last, last);
+    QCOMPARE(says("there", last), Says::Nothing);
+}
+
+void MountStateTest::listsWhenAskedForManyNames() {
+    using namespace std::chrono_literals;
+    KnownListing names;
+    KnownListing::Moment now{};
+    const auto questions = [&](std::size_t size, std::chrono::milliseconds pause) {
+        for (int count = 1; count <= 1000; ++count) {
+            now += pause;
+            if (names.isWorthLearning(size, now))
+                return count;
+        }
+        return 0;
+    };
+    QCOMPARE(questions(0, 10ms), 4);
+    QCOMPARE(questions(800, 10ms), 100);
+    QCOMPARE(questions(0, 2s), 0); // now and then is not many
+    names.beginLearning();
+    QCOMPARE(questions(0, 10ms), 0); // it is being listed
 }
 
 QTEST_GUILESS_MAIN(MountStateTest)

@@ -36,9 +36,19 @@ public:
     void setSize(std::size_t size) { m_size = size; }
     std::size_t room() const { return m_capacity - m_size; }
 
+    /// Makes room for \a capacity bytes in all.
+    void reserve(std::size_t capacity) {
+        if (capacity <= m_capacity)
+            return;
+        Buffer larger(capacity);
+        std::memcpy(larger.m_data, m_data, m_size);
+        larger.m_size = m_size;
+        *this = std::move(larger);
+    }
+
     void append(const char *bytes, std::size_t count) {
         if (room() < count)
-            grow(m_size + count);
+            reserve(std::max(m_size + count, 2 * m_capacity));
         std::memcpy(m_data + m_size, bytes, count);
         m_size += count;
     }
@@ -47,13 +57,6 @@ private:
     struct Free {
         void operator()(char *block) const { std::free(block); }
     };
-
-    void grow(std::size_t needed) {
-        Buffer larger(std::max(needed, 2 * m_capacity));
-        std::memcpy(larger.m_data, m_data, m_size);
-        larger.m_size = m_size;
-        *this = std::move(larger);
-    }
 
     std::unique_ptr<char, Free> m_block;
     char *m_data = nullptr;

@@ -26,9 +26,8 @@ struct OpenFile {
 /// One open folder, with the listing that its reader is walking through.
 struct OpenFolder {
     InodePtr inode;
-    DirectorySnapshot snapshot;
-    bool loaded = false;
-    std::chrono::steady_clock::time_point loadedAt{};
+    std::shared_ptr<const DirectorySnapshot> listing; ///< null until it is loaded
+    std::chrono::steady_clock::time_point heard{};    ///< when it was complete
 };
 
 /// What is known of a file's content as long as its inode lives.

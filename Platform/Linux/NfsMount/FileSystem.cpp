@@ -121,12 +121,26 @@ Task<int> FileSystem::confirmAbsent(InodePtr folder) {
     co_return page.error;
 }
 
+/// When a program asks for the names of a folder one by one, listing it all is cheaper in the end.
+void FileSystem::noteQuestion(const InodePtr &folder) {
+    if (!folder->names)
+        folder->names = std::make_unique<KnownListing>();
+    if (folder->names->isWorthLearning(folder->childCount(), EventLoop::Clock::now()))
+        spawn(learnNames(folder));
+}
+
+Task<void> FileSystem::learnNames(InodePtr folder) {
+    OpenFolder listing;
+    listing.inode = folder;
+    co_await loadFolder(listing); // an error shows at the question that is asked anyway
+}
+
 Task<void> FileSystem::clearLeftovers() {
     ++m_background;
     OpenFolder root;
     root.inode = m_table.root();
     if (co_await loadFolder(root) == 0) {
-        for (const auto &entry : root.snapshot.entries()) {
+        for (const auto &entry : root.listing->entries()) {
             const bool inUse = m_table.child(*m_table.root(), entry.name) != nullptr;
             if (m_silly.isOwn(entry.name) && !inUse)
                 co_await removeName(m_table.root(), entry.name, Procedure::Remove);

@@ -85,15 +85,22 @@ private:
     void releaseHandle(Inode &inode);
     Task<int> findAgain(InodePtr inode);
     Task<int> confirmAbsent(InodePtr folder);
+    void noteQuestion(const InodePtr &folder);
     bool isFrozen(const Inode &inode) const;
     Task<void> freeze(std::vector<InodePtr> inodes);
     void thaw(const std::vector<InodePtr> &inodes);
 
     // Attributes
     Task<Result<Attributes>> fetchAttributes(InodePtr inode);
+    Task<Result<Attributes>> recentAttributes(InodePtr inode);
+    Task<bool> answerByHandle(Request &request, InodePtr folder, InodePtr inode);
+    bool isOutdated(const Inode &inode, std::uint64_t asOf) const;
+    static double trustLeft(EventLoop::Moment asked);
     Attributes withPending(const Inode &inode, Attributes attributes) const;
     struct stat statOf(const Inode &inode, const Attributes &attributes) const;
-    bool answerEntry(Request &request, const InodePtr &inode, const Attributes &attributes);
+    bool answerEntry(Request &request, const InodePtr &inode, const Heard &heard);
+    Heard asking() { return {{}, ++m_sequence, EventLoop::Clock::now()}; }
+    void noteSize(Inode &inode, const Attributes &attributes);
     Task<int> applyChange(InodePtr inode, AttributeChange change, Attributes &after);
     void noteChange(FileState &state, const Change &change);
 
@@ -106,7 +113,7 @@ private:
     Task<int> removeName(InodePtr folder, std::string name, Procedure procedure);
     Task<int> removeEmptyFolder(InodePtr folder, std::string name, InodePtr target);
     Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
-    void namesChanged(Inode &folder);
+    void nameChanged(Inode &folder, std::string_view name);
 
     // Content
     std::shared_ptr<FileState> stateOf(Inode &inode);
@@ -134,6 +141,8 @@ private:
     int takeError(OpenFile &file);
 
     Task<int> loadFolder(OpenFolder &folder);
+    Task<int> loadPages(InodePtr inode, DirectorySnapshot &snapshot);
+    Task<void> learnNames(InodePtr folder);
 
     EventLoop &m_loop;
     NfsClient &m_client;

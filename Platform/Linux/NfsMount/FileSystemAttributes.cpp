@@ -12,9 +12,6 @@
 namespace quillmount::nfsmount {
 namespace {
 
-/// How long the kernel may answer from what it was told last. Other writers' changes are polled by the engine at a much
-/// slower pace, and opening a file always asks anew.
-constexpr double trustSeconds = 1.0;
 constexpr blksize_t preferredTransfer = 256 * 1024;
 
 bool isLater(const timespec &a, const timespec &b) {
@@ -68,13 +65,24 @@ struct stat FileSystem::statOf(const Inode &inode, const Attributes &attributes)
     return result;
 }
 
-bool FileSystem::answerEntry(Request &request, const InodePtr &inode, const Attributes &attributes) {
+/// How long the kernel may answer from what the server said when it was \a asked, in seconds.
+double FileSystem::trustLeft(EventLoop::Moment asked) {
+    const std::chrono::duration<double> left = asked + KnownListing::trust - EventLoop::Clock::now();
+    return std::max(left.count(), 0.0);
+}
+
+/// True when the file was changed here after sequence number \a asOf.
+bool FileSystem::isOutdated(const Inode &inode, std::uint64_t asOf) const {
+    return inode.changed > asOf || (inode.file && !inode.file->pending.isEmpty());
+}
+
+bool FileSystem::answerEntry(Request &request, const InodePtr &inode, const Heard &heard) {
+    inode->heard = heard;
     fuse_entry_param entry{};
     entry.ino = inode->id();
     entry.generation = 1;
-    entry.attr = statOf(*inode, withPending(*inode, attributes));
-    entry.attr_timeout = trustSeconds;
-    entry.entry_timeout = trustSeconds;
+    entry.attr = statOf(*inode, withPending(*inode, heard.attributes));
+    entry.attr_timeout = entry.entry_timeout = trustLeft(heard.asked);
     m_table.addLookup(inode);
     if (request.answer([&](fuse_req_t target) { return fuse_reply_entry(target, &entry); }))
         return true;
@@ -84,18 +92,61 @@ bool FileSystem::answerEntry(Request &request, const InodePtr &inode, const Attr
 
 Task<Result<Attributes>> FileSystem::fetchAttributes(InodePtr inode) {
     const AttributeWatch watch(inode);
+    Heard heard = asking();
     Result<Attributes> result = co_await onHandle<Attributes>(
         Procedure::GetAttributes, inode, [&](const Handle &handle) { return m_client.getAttributes(handle); });
     if (result.error == 0 && result.value.type != inode->type())
         result.error = ESTALE;
     if (result.error == 0) {
-        if (inode->file && inode->file->pending.isEmpty())
-            inode->file->reach = result.value.size;
+        heard.attributes = result.value;
+        inode->heard = heard;
         result.value = withPending(*inode, result.value);
-        if (inode->file)
-            inode->file->size = result.value.size;
+        noteSize(*inode, result.value);
     }
     co_return result;
+}
+
+void FileSystem::noteSize(Inode &inode, const Attributes &attributes) {
+    if (!inode.file)
+        return;
+    if (inode.file->pending.isEmpty())
+        inode.file->reach = attributes.size;
+    inode.file->size = attributes.size;
+}
+
+/// The attributes that the server gave lately; it is asked only if the file was changed since then.
+Task<Result<Attributes>> FileSystem::recentAttributes(InodePtr inode) {
+    Result<Attributes> result;
+    const Heard &heard = inode->heard;
+    const bool believed = heard.asOf > 0 && !isOutdated(*inode, heard.asOf) && trustLeft(heard.asked) > 0;
+    if (believed && !inode->handle.empty()) {
+        result.value = heard.attributes;
+        noteSize(*inode, result.value);
+    } else {
+        result = co_await fetchAttributes(inode);
+    }
+    co_return result;
+}
+
+/// Answers a look-up of a file that is known. A handle is the hash of a path, so the attributes behind it say the same
+/// as a look-up of the name, with less to do for the server.
+Task<bool> FileSystem::answerByHandle(Request &request, InodePtr folder, InodePtr inode) {
+    if (inode->handle.empty())
+        co_return false;
+    const AttributeWatch watch(inode);
+    Heard heard = asking();
+    const std::string name = inode->name();
+    const int error = co_await holdHandles(inode);
+    if (error != 0)
+        co_return false;
+    const Reply<Attributes> reply = co_await m_client.getAttributes(inode->handle);
+    releaseHandle(*inode);
+    const bool inPlace = inode->parent() == folder && inode->name() == name && reply.value.type == inode->type();
+    if (errorNumber(Procedure::GetAttributes, reply) != 0 || !inPlace)
+        co_return false;
+    heard.attributes = reply.value;
+    answerEntry(request, inode, heard);
+    co_return true;
 }
 
 Task<void> FileSystem::lookup(Request request, InodePtr folder, std::string name) {
@@ -103,14 +154,35 @@ Task<void> FileSystem::lookup(Request request, InodePtr folder, std::string name
         request.fail(error == EPERM ? ENOENT : error);
         co_return;
     }
-    const AttributeWatch watch(m_table.child(*folder, name));
+    InodePtr child = m_table.child(*folder, name);
+    if (folder->names) {
+        const KnownListing::Answer known = folder->names->look(name, EventLoop::Clock::now());
+        if (known.says == KnownListing::Says::Absent) {
+            request.fail(ENOENT);
+            co_return;
+        }
+        if (known.says == KnownListing::Says::Present && (!child || !isOutdated(*child, known.entry->asOf))) {
+            const Heard heard{known.entry->attributes, known.entry->asOf, known.heard};
+            child = m_table.obtain(folder, name, heard.attributes.type, known.entry->handle);
+            answerEntry(request, child, heard);
+            co_return;
+        }
+    }
+    noteQuestion(folder);
+    if (child) {
+        const bool answered = co_await answerByHandle(request, folder, child);
+        if (answered)
+            co_return;
+    }
+    const AttributeWatch watch(child);
+    Heard heard = asking();
     const Result<FoundFile> found = co_await find(folder, name);
     if (found.error != 0) {
         request.fail(found.error);
         co_return;
     }
-    const InodePtr inode = m_table.obtain(folder, name, found.value.attributes.type, found.value.handle);
-    answerEntry(request, inode, found.value.attributes);
+    heard.attributes = found.value.attributes;
+    answerEntry(request, m_table.obtain(folder, name, heard.attributes.type, found.value.handle), heard);
 }
 
 Task<void> FileSystem::getAttributes(Request request, InodePtr inode) {
@@ -120,7 +192,8 @@ Task<void> FileSystem::getAttributes(Request request, InodePtr inode) {
         co_return;
     }
     const struct stat attributes = statOf(*inode, result.value);
-    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, trustSeconds); });
+    const double left = trustLeft(inode->heard.asked);
+    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, left); });
 }
 
 void FileSystem::noteChange(FileState &state, const Change &change) {
@@ -139,6 +212,7 @@ Task<int> FileSystem::applyChange(InodePtr inode, AttributeChange change, Attrib
     } else if (inode->file) {
         co_await settle(inode);
     }
+    Heard heard = asking();
     const Result<Change> result = co_await onHandle<Change>(
         Procedure::SetAttributes, inode, [&](const Handle &handle) { return m_client.setAttributes(handle, change); });
     changed(*inode);
@@ -152,6 +226,8 @@ Task<int> FileSystem::applyChange(InodePtr inode, AttributeChange change, Attrib
     }
     if (result.error == 0 && result.value.hasAfter) {
         after = result.value.after;
+        heard.attributes = after;
+        inode->heard = heard;
         co_return 0;
     }
     if (result.error != 0)
@@ -179,7 +255,7 @@ Task<void> FileSystem::setAttributes(Request request, InodePtr inode, struct sta
     if (change.size || change.modified) {
         error = co_await applyChange(inode, change, after);
     } else {
-        const Result<Attributes> fetched = co_await fetchAttributes(inode);
+        const Result<Attributes> fetched = co_await recentAttributes(inode);
         error = fetched.error;
         after = fetched.value;
     }
@@ -188,7 +264,8 @@ Task<void> FileSystem::setAttributes(Request request, InodePtr inode, struct sta
         co_return;
     }
     const struct stat attributes = statOf(*inode, after);
-    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, trustSeconds); });
+    const double left = trustLeft(inode->heard.asked);
+    request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, left); });
 }
 
 Task<void> FileSystem::space(Request request) {

@@ -11,8 +11,6 @@
 namespace quillmount::nfsmount {
 namespace {
 
-/// Attributes of a listing are handed to the kernel only while they are about as fresh as the kernel will treat them.
-constexpr auto listingTrust = std::chrono::seconds(1);
 /// The kernel sees "." and ".." before the names of the listing.
 constexpr std::uint64_t ownNames = 2;
 
@@ -59,8 +57,31 @@ void FileSystem::releaseFolder(Request request, std::uint64_t id) {
 }
 
 Task<int> FileSystem::loadFolder(OpenFolder &folder) {
-    DirectorySnapshot snapshot;
     const InodePtr inode = folder.inode;
+    if (!inode->names)
+        inode->names = std::make_unique<KnownListing>();
+    const auto asked = EventLoop::Clock::now();
+    const unsigned number = inode->names->beginLearning();
+    auto listing = std::make_shared<DirectorySnapshot>();
+    const int error = co_await loadPages(inode, *listing);
+    if (error != 0)
+        listing.reset();
+    const auto now = EventLoop::Clock::now();
+    inode->names->endLearning(number, listing, asked, now);
+    if (error != 0)
+        co_return error;
+    folder.listing = listing;
+    folder.heard = inode->listed = now;
+    // Large folders are not kept in memory for longer than they are believed.
+    m_loop.at(folder.heard + KnownListing::trust, [weak = std::weak_ptr(inode)] {
+        const InodePtr known = weak.lock();
+        if (known && known->names && !known->names->isKnown(EventLoop::Clock::now()))
+            known->names->forget();
+    });
+    co_return 0;
+}
+
+Task<int> FileSystem::loadPages(InodePtr inode, DirectorySnapshot &snapshot) {
     while (true) {
         const std::uint64_t asOf = ++m_sequence;
         Result<DirectoryPage> page =
@@ -74,13 +95,8 @@ Task<int> FileSystem::loadFolder(OpenFolder &folder) {
         if (page.error != 0)
             co_return page.error;
         if (snapshot.take(std::move(page.value), asOf))
-            break;
+            co_return 0;
     }
-    folder.snapshot = std::move(snapshot);
-    folder.loaded = true;
-    folder.loadedAt = EventLoop::Clock::now();
-    inode->listed = folder.loadedAt;
-    co_return 0;
 }
 
 Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64_t offset, std::size_t size,
@@ -92,7 +108,7 @@ Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64
     }
     const std::shared_ptr<OpenFolder> folder = found->second;
     const InodePtr inode = folder->inode;
-    if (offset == 0 || !folder->loaded) {
+    if (offset == 0 || !folder->listing) {
         const int error = co_await loadFolder(*folder);
         if (error != 0) {
             request.fail(error);
@@ -100,8 +116,9 @@ Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64
         }
     }
     const bool isRoot = inode == m_table.root();
-    const bool fresh = EventLoop::Clock::now() - folder->loadedAt < listingTrust;
-    const auto &entries = folder->snapshot.entries();
+    const double left = trustLeft(folder->heard);
+    const std::shared_ptr<const DirectorySnapshot> listing = folder->listing;
+    const auto &entries = listing->entries();
     std::vector<InodePtr> told;
     const bool taken = request.answer([&](fuse_req_t target) {
         Packer packer(target, size);
@@ -120,15 +137,14 @@ Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64
                 continue;
             InodePtr child = m_table.child(*inode, item.name);
             // What was changed here after the page was asked for is newer than the page.
-            const bool outdated =
-                inode->namesChanged > item.asOf ||
-                (child && (child->changed > item.asOf || (child->file && !child->file->pending.isEmpty())));
-            if (plus && fresh && !outdated && item.hasAttributes && !item.handle.empty()) {
+            const bool outdated = inode->namesChanged > item.asOf || (child && isOutdated(*child, item.asOf));
+            if (plus && left > 0 && !outdated && item.hasAttributes && !item.handle.empty()) {
                 child = m_table.obtain(inode, item.name, item.attributes.type, item.handle);
+                child->heard = {item.attributes, item.asOf, folder->heard};
                 entry.ino = child->id();
                 entry.generation = 1;
                 entry.attr = statOf(*child, item.attributes);
-                entry.attr_timeout = entry.entry_timeout = 1.0;
+                entry.attr_timeout = entry.entry_timeout = left;
             } else {
                 const bool isFolder = item.attributes.type == FileType::Directory;
                 entry.attr.st_mode = !item.hasAttributes ? 0 : isFolder ? S_IFDIR : S_IFREG;

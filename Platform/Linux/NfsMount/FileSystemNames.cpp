@@ -29,8 +29,10 @@ int FileSystem::checkName(const Inode &folder, const std::string &name) const {
     return &folder == m_table.root().get() && SillyName::isHidden(name) ? EPERM : 0;
 }
 
-void FileSystem::namesChanged(Inode &folder) {
+void FileSystem::nameChanged(Inode &folder, std::string_view name) {
     folder.namesChanged = ++m_sequence;
+    if (folder.names)
+        folder.names->changed(name, EventLoop::Clock::now());
 }
 
 Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::string name) {
@@ -38,30 +40,39 @@ Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::stri
         request.fail(error);
         co_return;
     }
+    Heard heard = asking();
     Result<FoundFile> made = co_await onHandle<FoundFile>(
         Procedure::MakeDirectory, folder, [&](const Handle &handle) { return m_client.makeDirectory(handle, name); });
     const bool doneBefore = meansDoneBefore(Procedure::MakeDirectory, made.repeated, made.status);
     // Without attributes the server's success means nothing: it does not notice when it could not reach the drive.
-    if (doneBefore || (made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty()))) {
+    const bool unsure = doneBefore || (made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty()));
+    if (unsure) {
         made = co_await find(folder, name);
         if (made.error == ENOENT)
             made.error = EIO;
     }
     if (made.error == 0 && made.value.attributes.type != FileType::Directory)
         made.error = EEXIST;
-    namesChanged(*folder);
+    nameChanged(*folder, name);
     if (made.error != 0) {
         request.fail(made.error);
         co_return;
     }
     const InodePtr inode = m_table.obtain(folder, name, FileType::Directory, made.value.handle);
-    answerEntry(request, inode, made.value.attributes);
+    if (!unsure) {
+        // It is empty, so the names that will be made in it need not be looked for.
+        inode->names = std::make_unique<KnownListing>();
+        const unsigned number = inode->names->beginLearning();
+        inode->names->endLearning(number, std::make_shared<DirectorySnapshot>(), heard.asked, heard.asked);
+    }
+    heard.attributes = made.value.attributes;
+    answerEntry(request, inode, heard);
 }
 
 Task<Result<FoundFile>> FileSystem::createOrFind(InodePtr folder, std::string name, bool exclusive) {
     Result<FoundFile> made = co_await onHandle<FoundFile>(
         Procedure::Create, folder, [&](const Handle &handle) { return m_client.create(handle, name); });
-    namesChanged(*folder);
+    nameChanged(*folder, name);
     const bool doneBefore = meansDoneBefore(Procedure::Create, made.repeated, made.status);
     const bool incomplete = made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty());
     if (incomplete || doneBefore || (made.error == EEXIST && !exclusive)) {
@@ -82,6 +93,7 @@ Task<void> FileSystem::create(Request request, InodePtr folder, std::string name
         request.fail(error);
         co_return;
     }
+    Heard heard = asking();
     Result<FoundFile> made = co_await createOrFind(folder, name, (info.flags & O_EXCL) != 0);
     if (made.error != 0) {
         request.fail(made.error);
@@ -90,6 +102,8 @@ Task<void> FileSystem::create(Request request, InodePtr folder, std::string name
     const InodePtr inode = m_table.obtain(folder, name, made.value.attributes.type, made.value.handle);
     info.fh = addOpen(inode);
     FileState &state = *inode->file;
+    heard.attributes = made.value.attributes;
+    inode->heard = heard;
     if ((info.flags & O_TRUNC) != 0 && made.value.attributes.size != 0) {
         AttributeChange change;
         change.size = 0;
@@ -103,7 +117,7 @@ Task<void> FileSystem::create(Request request, InodePtr folder, std::string name
     entry.ino = inode->id();
     entry.generation = 1;
     entry.attr = statOf(*inode, withPending(*inode, made.value.attributes));
-    entry.attr_timeout = entry.entry_timeout = 1.0;
+    entry.attr_timeout = entry.entry_timeout = trustLeft(inode->heard.asked);
     m_table.addLookup(inode);
     if (made.error != 0)
         request.fail(made.error);
@@ -119,20 +133,22 @@ Task<void> FileSystem::makeFile(Request request, InodePtr folder, std::string na
         request.fail(error);
         co_return;
     }
+    Heard heard = asking();
     const Result<FoundFile> made = co_await createOrFind(folder, name, true);
     if (made.error != 0) {
         request.fail(made.error);
         co_return;
     }
     const InodePtr inode = m_table.obtain(folder, name, made.value.attributes.type, made.value.handle);
-    answerEntry(request, inode, made.value.attributes);
+    heard.attributes = made.value.attributes;
+    answerEntry(request, inode, heard);
 }
 
 Task<int> FileSystem::removeName(InodePtr folder, std::string name, Procedure procedure) {
     const Result<Nothing> removed = co_await onHandle<Nothing>(procedure, folder, [&](const Handle &handle) {
         return procedure == Procedure::Remove ? m_client.remove(handle, name) : m_client.removeDirectory(handle, name);
     });
-    namesChanged(*folder);
+    nameChanged(*folder, name);
     const bool doneBefore = meansDoneBefore(procedure, removed.repeated, removed.status);
     if (removed.error != 0 && !doneBefore)
         co_return removed.error;
@@ -158,11 +174,10 @@ Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr n
         releaseHandle(*newFolder);
         repeated = repeated || moved.repeated;
         error = errorNumber(Procedure::Rename, moved);
-        if (error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status)) {
-            namesChanged(*folder);
-            namesChanged(*newFolder);
+        nameChanged(*folder, name);
+        nameChanged(*newFolder, newName);
+        if (error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status))
             co_return 0;
-        }
         if (!meansLostHandle(Procedure::Rename, moved.ending, moved.status))
             break;
         if (folder->handle == from)

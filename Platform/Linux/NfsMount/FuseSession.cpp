@@ -261,7 +261,8 @@ Request FuseSession::request(fuse_req_t from) {
 }
 
 Buffer FuseSession::takeBlock(const char *data, std::size_t size) {
-    if (size < WriteBehind::largestChunk / 2)
+    constexpr std::size_t smallestKept = 512 << 10; // less is quicker to copy than to replace
+    if (size < smallestKept)
         return {};
     auto *block = static_cast<char *>(std::exchange(m_buffer.mem, nullptr));
     return {block, block + (data - block), size};

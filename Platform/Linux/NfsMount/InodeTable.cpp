@@ -128,16 +128,22 @@ void InodeTable::move(const InodePtr &inode, const InodePtr &folder, std::string
     dropTree(*inode);
 }
 
-void InodeTable::dropTree(Inode &inode) {
+void InodeTable::dropHandle(Inode &inode) {
     inode.handle.clear();
+    if (inode.names)
+        inode.names->forget(); // there are handles in it, too
+}
+
+void InodeTable::dropTree(Inode &inode) {
+    dropHandle(inode);
     for (const auto &[name, child] : inode.m_children)
         dropTree(*child);
 }
 
 void InodeTable::dropHandles(Inode &inode) {
-    inode.handle.clear();
+    dropHandle(inode);
     for (Inode *step = inode.m_parent.get(); step && step->m_parent; step = step->m_parent.get())
-        step->handle.clear();
+        dropHandle(*step);
 }
 
 } // namespace quillmount::nfsmount

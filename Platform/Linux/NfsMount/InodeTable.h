@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Platform/Linux/NfsMount/KnownListing.h"
 #include "Platform/Linux/NfsMount/NfsTypes.h"
 
 #include <chrono>
@@ -14,6 +15,13 @@ namespace quillmount::nfsmount {
 
 class InodeTable;
 struct FileState;
+
+/// What the server said last of a file's attributes.
+struct Heard {
+    Attributes attributes;
+    std::uint64_t asOf = 0; ///< the sequence number at which it was asked
+    std::chrono::steady_clock::time_point asked{};
+};
 
 /// One file or folder that the kernel, or a call in progress, knows. It is known by its place in the tree, not by the
 /// server's handle: a handle is the hash of a path, so a rename changes it, and the old one may come to name another
@@ -35,6 +43,8 @@ public:
     /// True once the file was removed or replaced: it has no place any more.
     bool isGone() const { return m_gone; }
     bool isBelowOrSame(const Inode &other) const;
+    /// How many names in this folder are known.
+    std::size_t childCount() const { return m_children.size(); }
 
     Handle handle;
     /// The sequence number of the last change made here; answers that are older say nothing about the file.
@@ -43,6 +53,9 @@ public:
     /// listed.
     std::uint64_t namesChanged = 0;
     std::chrono::steady_clock::time_point listed{};
+    /// For a folder: what is known of its names; null until that matters.
+    std::unique_ptr<KnownListing> names;
+    Heard heard;
     /// Handle calls in progress.
     int busy = 0;
     /// True for a file that lives on under a hidden name because it was unlinked while open.
@@ -103,7 +116,8 @@ private:
 
     void takePlace(const InodePtr &inode, const InodePtr &folder, std::string_view name);
     void leavePlace(Inode &inode);
-    void dropTree(Inode &inode);
+    static void dropHandle(Inode &inode);
+    static void dropTree(Inode &inode);
     std::uint64_t numberFor(const Handle &handle);
 
     std::unordered_map<std::uint64_t, InodePtr> m_known;

@@ -15,6 +15,8 @@ bool WriteBehind::mergeIntoLast(std::uint64_t offset, const char *bytes, std::si
     if (last.bytes.size() + (count - inside) > largestChunk)
         return false;
     std::memcpy(last.bytes.data() + (offset - last.offset), bytes, inside);
+    if (count - inside > last.bytes.room() && last.bytes.size() + count > largestChunk / 8)
+        last.bytes.reserve(largestChunk);
     last.bytes.append(bytes + inside, count - inside);
     m_bytes += count - inside;
     return true;
@@ -29,6 +31,8 @@ std::uint64_t WriteBehind::accept(std::uint64_t offset, const char *bytes, std::
 }
 
 std::uint64_t WriteBehind::accept(std::uint64_t offset, Buffer block) {
+    if (mergeIntoLast(offset, block.data(), block.size()))
+        return m_lastSequence;
     m_bytes += block.size();
     Chunk chunk;
     chunk.offset = offset;
