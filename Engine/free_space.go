@@ -7,7 +7,9 @@ import (
 	"sync"
 	"time"
 
+	"github.com/go-git/go-billy/v5"
 	"github.com/rclone/rclone/fs"
+	"github.com/willscott/go-nfs"
 )
 
 const (
@@ -63,6 +65,13 @@ func (s *freeSpace) ask() {
 	}
 	s.failing = false
 	s.total, s.free = sizesOf(usage)
+}
+
+// FSStat implements nfs.Handler.
+func (h *nfsHandler) FSStat(_ context.Context, _ billy.Filesystem, answer *nfs.FSStat) error {
+	answer.TotalSize, answer.FreeSize = h.service.space.sizes(time.Now())
+	answer.AvailableSize = answer.FreeSize
+	return nil
 }
 
 // sizesOf fills in what an account without a limit leaves out.

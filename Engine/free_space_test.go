@@ -26,11 +26,11 @@ func TestFreeSpaceIsAskedOnceAMinuteAndNobodyWaits(t *testing.T) {
 	for _, step := range []struct {
 		after       time.Duration
 		answer      *answer // to the question that is open
-		asking      bool // afterwards
+		asking      bool    // afterwards
 		total, free uint64
 	}{
 		{0, nil, true, unknownSpace, unknownSpace},
-		{time.Hour, &answer{err: errors.New("no network")}, false, unknownSpace, unknownSpace},
+		{time.Hour, &answer{err: errors.New("no network")}, true, unknownSpace, unknownSpace},
 		{time.Hour, &answer{usage: &fs.Usage{Total: size(100), Used: size(30), Free: size(60)}}, false, 100, 60},
 		{time.Hour + 59*time.Second, nil, false, 100, 60},
 		{time.Hour + 61*time.Second, &answer{usage: &fs.Usage{Used: size(7)}}, false, unknownSpace + 7, unknownSpace},

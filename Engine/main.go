@@ -24,6 +24,7 @@ func main() {
 	forbidCoreFiles()
 	debug.SetGCPercent(garbagePercent)
 	os.Args = sizesInBytes(os.Args, sizeFlags())
+	adaptPacer()
 	adaptServe(adaptLog())
 	adaptVFSStats()
 	adaptCoreStats()

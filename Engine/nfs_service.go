@@ -30,6 +30,7 @@ type nfsService struct {
 	inner    billy.Filesystem // rclone's
 	files    *openFiles
 	moves    *moves
+	space    *freeSpace
 	listener net.Listener
 	id       [8]byte // the write verifier, the same for all connections of this process
 	handles  handleMemory
@@ -53,7 +54,8 @@ func newNFSService(ctx context.Context, drive *vfs.VFS, options *rclonenfs.Optio
 	if err != nil {
 		return nil, err
 	}
-	service := &nfsService{files: files, moves: newMoves(files), idle: make(chan struct{})}
+	service := &nfsService{files: files, moves: newMoves(files), idle: make(chan struct{}),
+		space: newFreeSpace(drive.Fs().Features().About)}
 	if _, err := rand.Read(service.id[:]); err != nil {
 		return nil, err
 	}

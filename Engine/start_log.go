@@ -44,6 +44,9 @@ func adaptServe(log *engineLog) {
 		remote := cmd.NewFsSrc(args)
 		cmd.Run(false, true, command, func() error {
 			ctx := context.Background()
+			if err := orderCalls(remote); err != nil {
+				return err
+			}
 			aside := setAsideDamaged(remote, time.Now())
 			drive := vfs.New(ctx, remote, driveOptions())
 			defer drive.Shutdown()

@@ -39,6 +39,20 @@ func TestBareSizesAreBytesAndTheProcessIsTidy(t *testing.T) {
 	}
 }
 
+// What is pending lies under a name that rclone makes of the settings that were changed; the engine's own do not count.
+func TestCacheKeepsItsPath(t *testing.T) {
+	t.Parallel()
+	e := newEngine(t, expiredDrive)
+	e.start("drive:", []string{"HTTPS_PROXY=http://" + freePorts(t, 1)[0]}, "--drive-chunk-size", "64M",
+		"--drive-acknowledge-abuse")
+	disk := field(t, e.ready(), "diskCache")
+	for key, folder := range map[string]string{"path": "vfs", "pathMeta": "vfsMeta"} {
+		if want := e.path("cache/" + folder + "/drive{QplIB}"); disk[key] != want {
+			t.Errorf("%s is %v, want %s", key, disk[key], want)
+		}
+	}
+}
+
 func TestFailedUploadsCountAsErroredUntilTheySucceed(t *testing.T) {
 	t.Parallel()
 	remote := t.TempDir()

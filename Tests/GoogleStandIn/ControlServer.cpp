@@ -94,6 +94,10 @@ QJsonValue ControlServer::dispatch(const HttpRequest &request, const QJsonObject
     if (call == "POST /settings") {
         return settings(body);
     }
+    if (call == "POST /manners") {
+        m_proxy.manners().set(body);
+        return QJsonObject();
+    }
     if (call == "POST /quota") {
         m_store.setQuotaLimit(body.value("limit"_L1).toInteger());
     }

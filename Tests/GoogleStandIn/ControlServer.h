@@ -12,6 +12,7 @@ namespace quillmount::standin {
 ///
 /// - GET/POST /faults, DELETE /faults[/ID]: see Fault::fromJson for what a fault can be.
 /// - POST /network {"state": "up" | "refused" | "silent" | "noSuchHost"}; POST /connections/cut
+/// - POST /manners: how long calls take and how many are welcome, see Manners::set; {} ends that
 /// - GET/POST /quota {"limit": bytes, 0 for none}
 /// - POST /grants {"clientId","clientSecret"[,"scope","lifetime"]} gives token JSON; POST /grants/revoke and
 ///   /grants/expire {"clientId": "" for all}

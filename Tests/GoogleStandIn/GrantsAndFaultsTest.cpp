@@ -33,6 +33,7 @@ private Q_SLOTS:
     void connectionsAreCutWhereTheFaultSays();
     void stalledRequestWaitsUntilTheFaultIsCleared();
     void slowMeansSlow();
+    void mannersTakeTimeAndRefuseWhatIsTooMuch();
     void networkStates();
     void strangersAreTurnedAway();
     void requestsAreNotedWithoutSecrets();
@@ -199,6 +200,25 @@ void GrantsAndFaultsTest::slowMeansSlow() {
     timer.start();
     QCOMPARE(m_client->get(u"/drive/v3/files/%1?alt=media"_s.arg(id)).body.size(), 100'000);
     QVERIFY(timer.elapsed() >= 400);
+}
+
+void GrantsAndFaultsTest::mannersTakeTimeAndRefuseWhatIsTooMuch() {
+    const auto create = [this] { return m_client->upload({{"name"_L1, "a"_L1}}, "content").status; };
+    m_google->control("POST", u"/manners"_s, {{"latency"_L1, 50}, {"insertLatency"_L1, 200}});
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(m_client->get(about).status, 200);
+    const qint64 call = timer.restart();
+    QCOMPARE(create(), 200);
+    QVERIFY(call >= 50 && timer.elapsed() >= 250);
+
+    // So slow a rate that nothing comes back to it within the test.
+    m_google->control("POST", u"/manners"_s, {{"insertsPerSecond"_L1, 0.001}, {"patience"_L1, 2000}});
+    QCOMPARE((QList{create(), create(), create()}), (QList{200, 200, 403}));
+    QCOMPARE(m_client->get(about).status, 200);
+    m_google->control("POST", u"/manners"_s, {});
+    QCOMPARE(create(), 200);
+    QVERIFY_THROWS_EXCEPTION(LocalGoogle::Failure, m_google->control("POST", u"/manners"_s, {{"speed"_L1, 1}}));
 }
 
 void GrantsAndFaultsTest::networkStates() {

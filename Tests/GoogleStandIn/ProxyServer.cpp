@@ -125,6 +125,7 @@ void ProxyServer::dispatchDrive(Call &call) {
         throw ApiError(404, u"notFound"_s, u"Not Found"_s);
     }
     call.viewer = m_grants.authorize(call.request.header("Authorization"));
+    m_manners.receive(call.request);
     call.parameters = Parameters::parse(call.request.query);
     const QString form = call.parameters.value(u"alt"_s);
     if (!form.isEmpty() && form != "json"_L1 && form != "media"_L1) {

@@ -5,6 +5,7 @@
 #include "Tests/GoogleStandIn/DriveApi.h"
 #include "Tests/GoogleStandIn/Grants.h"
 #include "Tests/GoogleStandIn/Listener.h"
+#include "Tests/GoogleStandIn/Manners.h"
 #include "Tests/GoogleStandIn/RequestService.h"
 #include "Tests/GoogleStandIn/TokenEndpoint.h"
 #include "Tests/GoogleStandIn/UploadApi.h"
@@ -31,6 +32,7 @@ public:
     void setNetwork(Network network);
     void cutConnections() { m_listener.cutConnections(); }
     DriveApi &drive() { return m_drive; }
+    Manners &manners() { return m_manners; }
 
 private:
     void serve(int descriptor);
@@ -42,6 +44,7 @@ private:
     Faults &m_faults;
     RequestLog &m_log;
     const CertificateAuthority &m_authority;
+    Manners m_manners;
     DriveApi m_drive;
     UploadApi m_upload;
     TokenEndpoint &m_token;
