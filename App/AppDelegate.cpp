@@ -17,6 +17,7 @@ AppDelegate::AppDelegate(VolumeSetup &volumeSetup, QObject *parent)
     : QObject(parent)
     , m_engine(volumeSetup) {
     connect(&m_engine, &DriveEngine::filesSetAside, this, &AppDelegate::tellOfFilesSetAside);
+    connect(&m_engine, &DriveEngine::mountPointTaken, this, &AppDelegate::tellOfMountPointTaken);
     connect(&m_engine, &DriveEngine::filesRecovered, this, &AppDelegate::tellOfRecoveredFiles);
     watchTheEnd();
 }
@@ -87,6 +88,12 @@ void AppDelegate::tellOfFilesSetAside(const QString &path) {
         u"Files were saved while the drive was away"_s,
         u"They are not on Google Drive. Quillmount has moved them to %1; copy them to the drive to upload them."_s.arg(
             path));
+}
+
+void AppDelegate::tellOfMountPointTaken(const QString &path) {
+    Platform::current().alerts->notify(
+        u"Quillmount can't show your drive"_s,
+        u"Its place is %1, where something of your own is. Move or rename that, then try again."_s.arg(path));
 }
 
 void AppDelegate::tellOfRecoveredFiles(const QString &path, qint64 count) {

@@ -43,6 +43,7 @@ private:
     // The ways in which the toolkit says that the application is to end.
     void watchTheEnd();
     void tellOfFilesSetAside(const QString &path);
+    void tellOfMountPointTaken(const QString &path);
     void tellOfRecoveredFiles(const QString &path, qint64 count);
 
     DriveEngine m_engine;

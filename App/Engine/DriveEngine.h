@@ -80,6 +80,8 @@ Q_SIGNALS:
     void driveFolderURLChanged();
     // Files were found in the bare mount point and moved to `path`.
     void filesSetAside(const QString &path);
+    // The drive was not started: something of the user's own stands where it would be mounted, and stays as it is.
+    void mountPointTaken(const QString &path);
     // The engine has put `count` files whose place in the cache was damaged into the folder `path`.
     void filesRecovered(const QString &path, qint64 count);
 
@@ -97,7 +99,8 @@ private:
     void launch();
     [[nodiscard]] QCoro::Task<> launchAfterVolumeSetup();
     [[nodiscard]] QCoro::Task<bool> runVolumeSetup();
-    void prepareMountPoint();
+    // False when the drive must not be mounted there.
+    [[nodiscard]] bool prepareMountPoint();
     void engineExited(quint64 run);
     void restartOrFail(ErrorMapper::Kind kind);
     [[nodiscard]] QCoro::Task<> startAfter(Clock::Duration delay, quint64 wish, std::stop_token stop);

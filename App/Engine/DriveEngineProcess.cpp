@@ -61,7 +61,10 @@ void DriveEngine::launch() {
         return;
     }
     EngineLog::rotate();
-    prepareMountPoint();
+    if (!prepareMountPoint()) {
+        setState(State::failure(ErrorMapper::Kind::mountRefused));
+        return;
+    }
 
     const EngineLaunch settings = EngineLaunch::prepare();
     auto *process = new EngineProcess(this);
@@ -83,17 +86,25 @@ void DriveEngine::launch() {
     m_pollTask.start([this](std::stop_token stop) { return mountThenPoll({}, std::move(stop)); });
 }
 
-void DriveEngine::prepareMountPoint() {
+bool DriveEngine::prepareMountPoint() {
     if (m_volumeSetup.isInstalled()) {
         m_volumeSetup.waitUntilReady(volumeReadyTimeout);
-        return;
+        return true;
     }
     if (isMounted())
-        return;
-    if (const auto aside = MountPoint::prepare(mountPoint())) {
-        qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls", qUtf16Printable(*aside));
-        Q_EMIT filesSetAside(*aside);
+        return true;
+    const MountPoint::Preparation prepared = MountPoint::prepare(mountPoint());
+    if (prepared.setAside) {
+        qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls",
+                  qUtf16Printable(*prepared.setAside));
+        Q_EMIT filesSetAside(*prepared.setAside);
     }
+    if (prepared.isUsable)
+        return true;
+    qCWarning(engineLog, "the mount point cannot be used; it stays as it is");
+    if (MountPoint::isTaken(mountPoint()))
+        Q_EMIT mountPointTaken(mountPoint());
+    return false;
 }
 
 void DriveEngine::engineExited(quint64 run) {

@@ -1,54 +1,145 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/MountPoint.h"
 
+#include "App/Support/Paths.h"
 #include "Platform/Platform.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QTimeZone>
+#include <QLoggingCategory>
+#include <QSaveFile>
 
+#include <cerrno>
 #include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_LOGGING_CATEGORY(engineLog)
+
 namespace {
 
-constexpr QFile::Permissions readOnlyDirectory = QFile::ReadOwner | QFile::ExeOwner;
+constexpr mode_t readOnlyDirectory = 0500;
+constexpr mode_t clearedUpByTheUser = 0700;
 
-bool isEmptyDirectory(const QFileInfo &info) {
-    return info.isDir() && !info.isSymLink() &&
-           QDir(info.filePath()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+// A directory that was opened as what stands at the path itself, not as what a link there leads to: what is found out
+// about it, and what is changed, is one and the same directory.
+class Directory {
+public:
+    explicit Directory(const QString &path)
+        : m_descriptor(
+              ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
+    ~Directory() {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    Q_DISABLE_COPY_MOVE(Directory)
+
+    [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
+
+    [[nodiscard]] bool isEmpty() const {
+        const std::unique_ptr<DIR, int (*)(DIR *)> entries(::fdopendir(::dup(m_descriptor)), ::closedir);
+        if (!entries)
+            return false;
+        ::rewinddir(entries.get());
+        errno = 0;
+        int count = 0;
+        while (::readdir(entries.get()))
+            ++count; // "." and ".." among them
+        return errno == 0 && count <= 2;
+    }
+
+    // What no other directory has: an inode number is used again, but not with the same time of birth.
+    [[nodiscard]] QByteArray identity() const {
+        struct statx found = {};
+        if (::statx(m_descriptor, "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &found) != 0)
+            return {};
+        const qint64 born = found.stx_mask & STATX_BTIME ? found.stx_btime.tv_sec : 0;
+        const quint32 fraction = found.stx_mask & STATX_BTIME ? found.stx_btime.tv_nsec : 0;
+        return QByteArray::number(quint64(found.stx_ino)) + ' ' + QByteArray::number(born) + '.' +
+               QByteArray::number(fraction);
+    }
+
+    bool setMode(mode_t mode) const { return ::fchmod(m_descriptor, mode) == 0; }
+
+private:
+    int m_descriptor;
+};
+
+bool isOurs(const Directory &directory) {
+    QFile mark(Paths::mountPointMark());
+    const QByteArray identity = directory.identity();
+    return !identity.isEmpty() && mark.open(QIODevice::ReadOnly) && mark.readAll().trimmed() == identity;
 }
 
-// Beside the mount point, named so that the person knows what it is and when it happened.
+void markAsOurs(const Directory &directory) {
+    if (isOurs(directory))
+        return;
+    QDir().mkpath(QFileInfo(Paths::mountPointMark()).path());
+    QSaveFile mark(Paths::mountPointMark());
+    // Without the mark the directory is taken for the user's own once there is something in it, and nothing is lost.
+    if (!mark.open(QIODevice::WriteOnly) || mark.write(directory.identity() + '\n') < 0 || !mark.commit())
+        qCWarning(engineLog, "the mount point could not be noted as Quillmount's own: %ls",
+                  qUtf16Printable(mark.errorString()));
+}
+
+bool isThere(const QString &path) {
+    const QFileInfo info(path);
+    return info.exists() || info.isSymLink();
+}
+
+// Beside the mount point, named so that the user knows what it is and when it happened.
 QString asideName(const QString &path) {
     const auto now = Platform::current().clock->now().time_since_epoch().count();
     const QString when = QDateTime::fromMSecsSinceEpoch(now).toString(u"yyyy-MM-dd HH.mm.ss"_s);
     const QString base = path + u" - saved while the drive was away "_s + when;
     QString name = base;
-    for (int number = 2; QFileInfo::exists(name); ++number)
+    for (int number = 2; isThere(name); ++number)
         name = base + u" (%1)"_s.arg(number);
     return name;
 }
 
 } // namespace
 
-std::optional<QString> MountPoint::prepare(const QString &path) {
-    std::optional<QString> setAside;
-    const QFileInfo info(path);
-    if ((info.exists() || info.isSymLink()) && !isEmptyDirectory(info)) {
+bool MountPoint::isTaken(const QString &path) {
+    if (!isThere(path))
+        return false;
+    const Directory directory(path);
+    return !directory.isOpen() || (!directory.isEmpty() && !isOurs(directory));
+}
+
+MountPoint::Preparation MountPoint::prepare(const QString &path) {
+    if (isTaken(path))
+        return {};
+    Preparation preparation;
+    if (const Directory former(path); former.isOpen() && !former.isEmpty()) {
         const QString aside = asideName(path);
-        if (std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) == 0) {
-            setAside = aside;
-            if (QFileInfo(aside).isDir() && !QFileInfo(aside).isSymLink())
-                QFile::setPermissions(aside, readOnlyDirectory | QFile::WriteOwner);
+        if (std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) != 0) {
+            const int error = errno;
+            qCWarning(engineLog, "what was saved into the mount point cannot be moved: %ls",
+                      qUtf16Printable(qt_error_string(error)));
+            return {};
         }
+        preparation.setAside = aside;
+        former.setMode(clearedUpByTheUser);
     }
     QDir().mkpath(path);
-    QFile::setPermissions(path, readOnlyDirectory);
-    return setAside;
+    const Directory directory(path);
+    // Looked at again: somebody may have been quicker.
+    if (!directory.isOpen() || !directory.isEmpty())
+        return preparation;
+    directory.setMode(readOnlyDirectory);
+    markAsOurs(directory);
+    preparation.isUsable = true;
+    return preparation;
 }
 
 } // namespace quillmount

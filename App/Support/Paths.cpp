@@ -49,6 +49,10 @@ QString Paths::homeMountPoint() {
     return Platform::current().directories->home() + u"/Quillmount"_s;
 }
 
+QString Paths::mountPointMark() {
+    return Platform::current().directories->library() + u"/Quillmount/mount-point"_s;
+}
+
 void Paths::ensureDirectories() {
     constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
     constexpr QFile::Permissions everybody(0x7077); // without those that say the same of the present user

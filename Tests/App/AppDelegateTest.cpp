@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 // How the application starts and ends.
 #include "App/AppDelegate.h"
+#include "App/Engine/MountPoint.h"
 #include "App/Support/Paths.h"
 #include "Platform/Testing/MemoryAlerts.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void signalsEndTheDrive_data();
     void signalsEndTheDrive();
     void tellsOfFilesSetAside();
+    void tellsThatThePlaceIsTaken();
 
 private:
     // Time goes on once the engine answers, in steps so small that no deadline passes meanwhile.
@@ -136,7 +138,8 @@ void AppDelegateTest::signalsEndTheDrive() {
 
 void AppDelegateTest::tellsOfFilesSetAside() {
     DriveWorld world;
-    QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
+    QVERIFY(MountPoint::prepare(Paths::homeMountPoint()).isUsable);
+    QFile::setPermissions(Paths::homeMountPoint(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QFile stray(Paths::homeMountPoint() + u"/stray.txt"_s);
     QVERIFY(stray.open(QIODevice::WriteOnly));
     stray.close();
@@ -150,6 +153,15 @@ void AppDelegateTest::tellsOfFilesSetAside() {
     const QString text = world.platform.alerts().notices().last().text;
     QVERIFY2(text.contains(u"2 files"_s) && text.contains(u"/home/kept"_s), qPrintable(text));
     delegate.engine().shutdownNow();
+}
+
+void AppDelegateTest::tellsThatThePlaceIsTaken() {
+    DriveWorld world;
+    QVERIFY(QDir().mkpath(Paths::homeMountPoint() + u"/checkout"_s));
+    AppDelegate delegate(world.setup);
+    delegate.applicationDidFinishLaunching();
+    QCOMPARE(world.platform.alerts().notices().size(), 1);
+    QVERIFY(world.platform.alerts().notices().first().text.contains(Paths::homeMountPoint() + u','));
 }
 
 QTEST_GUILESS_MAIN(AppDelegateTest)

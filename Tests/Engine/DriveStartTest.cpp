@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 // From no drive to a live one: the first state, the launch, the leftovers of an earlier run, the wait for the mount.
+#include "App/Engine/MountPoint.h"
 #include "App/Support/Paths.h"
 #include "Tests/Engine/DriveWorld.h"
 
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void leftovers();
     void cacheOfAnotherEngine();
     void savedInTheBareFolder();
+    void usersOwnFolder();
     void mountThatAppearsLater();
     void mountCommandIsRetried();
     void slowEngine();
@@ -217,7 +219,8 @@ void DriveStartTest::cacheOfAnotherEngine() {
 
 void DriveStartTest::savedInTheBareFolder() {
     DriveWorld world;
-    QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
+    QVERIFY(MountPoint::prepare(Paths::homeMountPoint()).isUsable);
+    QFile::setPermissions(Paths::homeMountPoint(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QVERIFY(QFile(Paths::homeMountPoint() + u"/letter"_s).open(QIODevice::WriteOnly));
     QSignalSpy setAside(&world.makeDrive(), &DriveEngine::filesSetAside);
     world.drive->start();
@@ -225,6 +228,21 @@ void DriveStartTest::savedInTheBareFolder() {
     QVERIFY(QFileInfo::exists(setAside.first().first().toString() + u"/letter"_s));
     QVERIFY(QDir(Paths::homeMountPoint()).isEmpty());
     QCOMPARE(QFile::permissions(Paths::homeMountPoint()) & QFile::WriteOwner, QFile::Permissions());
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::usersOwnFolder() {
+    DriveWorld world;
+    const QString letter = Paths::homeMountPoint() + u"/letter"_s;
+    QVERIFY(QDir().mkpath(Paths::homeMountPoint()) && QFile(letter).open(QIODevice::WriteOnly));
+    QSignalSpy taken(&world.makeDrive(), &DriveEngine::mountPointTaken);
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState::failure(Kind::mountRefused));
+    QCOMPARE(taken.size(), 1);
+    QVERIFY(!world.hasEngine() && QFile::exists(letter));
+
+    QVERIFY(QDir().rename(Paths::homeMountPoint(), Paths::homeMountPoint() + u" of mine"_s));
+    world.drive->retry();
     QVERIFY(world.advanceUntil(DriveState::live));
 }
 

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using namespace quillmount;
 using namespace Qt::StringLiterals;
 
@@ -14,66 +16,94 @@ private Q_SLOTS:
     void prepare_data();
     void prepare();
     void severalInTheSameSecond();
+    void whatCannotBeMovedStays();
 };
 
 namespace {
 
-enum class Before { nothing, emptyDirectory, readOnlyDirectory, hiddenFile, file, link, danglingLink };
+enum class Before { nothing, emptyDirectory, ours, oursWithAFile, replaced, checkout, file, link, danglingLink };
+enum class Outcome { usable, setAside, taken };
+
+void makeFile(const QString &name) {
+    QVERIFY(QFile(name).open(QIODevice::WriteOnly));
+}
 
 void make(Before what, const QString &path) {
-    const auto makeFile = [](const QString &name) { return QFile(name).open(QIODevice::WriteOnly); };
-    bool made = true;
-    if (what == Before::emptyDirectory || what == Before::readOnlyDirectory || what == Before::hiddenFile)
-        made = QDir().mkpath(path);
-    if (what == Before::hiddenFile)
-        made = makeFile(path + u"/.saved"_s);
-    if (what == Before::readOnlyDirectory || what == Before::hiddenFile)
-        made = made && QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
+    if (what == Before::ours || what == Before::oursWithAFile || what == Before::replaced) {
+        QVERIFY(MountPoint::prepare(path).isUsable);
+        // A program that root runs is not held by the mode; it stands for all that get in.
+        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+    if (what == Before::replaced)
+        QVERIFY(QDir().rmdir(path));
+    if (what == Before::emptyDirectory || what == Before::checkout || what == Before::replaced)
+        QVERIFY(QDir().mkpath(path));
+    if (what == Before::oursWithAFile || what == Before::checkout || what == Before::replaced)
+        makeFile(path + u"/.saved"_s);
     if (what == Before::file)
-        made = makeFile(path);
+        makeFile(path);
     if (what == Before::link)
-        made = QDir().mkpath(path + u"-target"_s) && QFile::link(path + u"-target"_s, path);
+        QVERIFY(QDir().mkpath(path + u"-target"_s) && QFile::link(path + u"-target"_s, path));
     if (what == Before::danglingLink)
-        made = QFile::link(path + u"-missing"_s, path);
-    QVERIFY(made);
+        QVERIFY(QFile::link(path + u"-missing"_s, path));
+}
+
+// Kind, mode and place in the folder, of the entry itself and of everything beside it.
+QStringList lookOf(const QString &folder) {
+    QStringList look;
+    QDirIterator entries(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        struct stat found = {};
+        ::lstat(QFile::encodeName(path).constData(), &found);
+        look.append(u"%1 %2"_s.arg(path, QString::number(found.st_mode, 8)));
+    }
+    look.sort();
+    return look;
 }
 
 } // namespace
 
 void MountPointTest::prepare_data() {
     QTest::addColumn<Before>("before");
-    QTest::addColumn<bool>("setsAside");
-    QTest::newRow("nothing") << Before::nothing << false;
-    QTest::newRow("an empty directory") << Before::emptyDirectory << false;
-    QTest::newRow("our own of last time") << Before::readOnlyDirectory << false;
-    QTest::newRow("a hidden file in it") << Before::hiddenFile << true;
-    QTest::newRow("a file") << Before::file << true;
-    QTest::newRow("a link to a directory") << Before::link << true;
-    QTest::newRow("a link to nothing") << Before::danglingLink << true;
+    QTest::addColumn<Outcome>("outcome");
+    QTest::newRow("nothing") << Before::nothing << Outcome::usable;
+    QTest::newRow("an empty directory") << Before::emptyDirectory << Outcome::usable;
+    QTest::newRow("our own of last time") << Before::ours << Outcome::usable;
+    QTest::newRow("a file saved into ours") << Before::oursWithAFile << Outcome::setAside;
+    QTest::newRow("the user's directory") << Before::checkout << Outcome::taken;
+    QTest::newRow("the user's in the place of ours") << Before::replaced << Outcome::taken;
+    QTest::newRow("a file") << Before::file << Outcome::taken;
+    QTest::newRow("a link to a directory") << Before::link << Outcome::taken;
+    QTest::newRow("a link to nothing") << Before::danglingLink << Outcome::taken;
 }
 
 void MountPointTest::prepare() {
     QFETCH(Before, before);
-    QFETCH(bool, setsAside);
+    QFETCH(Outcome, outcome);
     const ScopedPlatform platform;
-    const QString path = platform.directories().home() + u"/deeper/Quillmount"_s;
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+    const QString home = platform.directories().home();
+    const QString path = home + u"/Quillmount"_s;
     make(before, path);
 
-    const auto aside = MountPoint::prepare(path);
-    QCOMPARE(aside.has_value(), setsAside);
+    const QStringList look = lookOf(home);
+    QCOMPARE(MountPoint::isTaken(path), outcome == Outcome::taken);
+    QCOMPARE(lookOf(home), look);
+    const MountPoint::Preparation prepared = MountPoint::prepare(path);
+    QCOMPARE(prepared.isUsable, outcome != Outcome::taken);
+    QCOMPARE(prepared.setAside.has_value(), outcome == Outcome::setAside);
+    if (outcome == Outcome::taken) {
+        QCOMPARE(lookOf(home), look);
+        return;
+    }
     const QFileInfo info(path);
     QVERIFY(info.isDir() && !info.isSymLink() && QDir(path).isEmpty());
     QCOMPARE(info.permissions() & QFile::Permissions(0x7077), QFile::ReadOwner | QFile::ExeOwner);
-    if (!aside)
-        return;
-    QVERIFY(aside->startsWith(path + u" - "_s));
-    const QFileInfo kept(*aside);
-    QVERIFY(kept.exists() || kept.isSymLink());
-    QCOMPARE(kept.isSymLink(), before == Before::link || before == Before::danglingLink);
-    if (before == Before::hiddenFile) {
-        QVERIFY(QFileInfo::exists(*aside + u"/.saved"_s));
-        QVERIFY(kept.permission(QFile::WriteOwner)); // the person is to clear it up
+    if (outcome == Outcome::setAside) {
+        QVERIFY(prepared.setAside->startsWith(path + u" - "_s));
+        QVERIFY(QFileInfo::exists(*prepared.setAside + u"/.saved"_s));
+        QVERIFY(QFileInfo(*prepared.setAside).permission(QFile::WriteOwner)); // the user is to clear it up
     }
 }
 
@@ -82,14 +112,22 @@ void MountPointTest::severalInTheSameSecond() {
     const QString path = platform.directories().home() + u"/Quillmount"_s;
     QSet<QString> kept;
     for (int round = 0; round < 3; ++round) {
-        QVERIFY(QDir().mkpath(path));
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        make(Before::hiddenFile, path);
-        const auto aside = MountPoint::prepare(path);
+        make(Before::oursWithAFile, path);
+        const auto aside = MountPoint::prepare(path).setAside;
         QVERIFY(aside && QFileInfo::exists(*aside + u"/.saved"_s));
         kept.insert(*aside);
     }
     QCOMPARE(kept.size(), 3);
+}
+
+void MountPointTest::whatCannotBeMovedStays() {
+    const ScopedPlatform platform;
+    // A name beside it would be too long.
+    const QString path = platform.directories().home() + u'/' + QString(240, u'x');
+    make(Before::oursWithAFile, path);
+    const QStringList look = lookOf(platform.directories().home());
+    QVERIFY(!MountPoint::prepare(path).isUsable);
+    QCOMPARE(lookOf(platform.directories().home()), look);
 }
 
 QTEST_GUILESS_MAIN(MountPointTest)
