@@ -4,6 +4,9 @@
 #include "App/Auth/GoogleAuth.h"
 #include "App/Engine/DriveEngine.h"
 #include "App/Engine/EngineConfig.h"
+#include "App/Engine/MountPoint.h"
+#include "App/Support/Paths.h"
+#include "App/Support/Preferences.h"
 #include "Platform/Platform.h"
 
 #include <QLoggingCategory>
@@ -13,8 +16,29 @@ namespace quillmount {
 using namespace Qt::StringLiterals;
 
 namespace {
+
 Q_LOGGING_CATEGORY(log, "quillmount.account")
+
+// The drive belongs to another account than the one that the user signed in to.
+struct OtherAccount : std::exception {
+    explicit OtherAccount(const QString &connected)
+        : sentence(u"This drive belongs to %1. To use another account, disconnect that one in Settings first."_s.arg(
+              connected)) {}
+    [[nodiscard]] const char *what() const noexcept override { return "the drive belongs to another account"; }
+
+    QString sentence;
+};
+
+// Throws OtherAccount. An account of unknown address counts as the same one.
+void checkAccount(const std::optional<QString> &email) {
+    if (!Paths::hasEngineConfig() || !email)
+        return;
+    const auto connected = Preferences::accountEmail();
+    if (connected && connected->compare(*email, Qt::CaseInsensitive) != 0)
+        throw OtherAccount(*connected);
 }
+
+} // namespace
 
 AccountConnection::AccountConnection(DriveEngine &engine, QObject *parent)
     : QObject(parent)
@@ -29,13 +53,23 @@ bool AccountConnection::isRunning() const {
 }
 
 void AccountConnection::start() {
+    if (m_state == State::connecting)
+        return;
     m_task.cancel();
     const quint64 attempt = ++m_attempt;
-    if (m_auth)
+    if (m_auth) {
+        m_auth->disconnect(this);
         m_auth->deleteLater();
+    }
     m_auth = new GoogleAuth(this);
+    if (const QString place = m_engine.mountPoint(); !m_engine.isMounted() && MountPoint::isTaken(place)) {
+        qCInfo(log, "not connected: the place of the drive is taken");
+        fail(u"Your drive's place is %1, but something of your own is there. Move or rename it, then try again."_s.arg(
+            place));
+        return;
+    }
     connect(m_auth, &GoogleAuth::codeReceived, this, [this] { setState(State::exchanging); });
-    m_errorText.clear();
+    connect(m_auth, &GoogleAuth::browserFailed, this, &AccountConnection::tellThatNoBrowserOpened);
     setState(State::waitingForBrowser);
     // Whoever was told may have given it up, or started anew.
     if (attempt == m_attempt && isRunning())
@@ -43,7 +77,7 @@ void AccountConnection::start() {
 }
 
 void AccountConnection::cancel() {
-    if (!isRunning())
+    if (!isRunning() || m_state == State::connecting)
         return;
     ++m_attempt;
     m_task.cancel();
@@ -51,11 +85,18 @@ void AccountConnection::cancel() {
     setState(State::idle);
 }
 
-void AccountConnection::reopenBrowser() const {
-    if (!m_auth || !m_auth->authURL())
+void AccountConnection::reopenBrowser() {
+    if (!canReopenBrowser())
         return;
-    if (!Platform::current().workspace->openURL(*m_auth->authURL()))
-        qCWarning(log, "the browser could not be opened");
+    if (!m_noticeText.isEmpty())
+        setState(m_state);
+    m_auth->reopenBrowser();
+}
+
+void AccountConnection::tellThatNoBrowserOpened() {
+    Platform::current().pasteboard->setText(QString::fromLatin1(m_auth->authURL()->toEncoded()));
+    m_noticeText = u"Your browser didn't open. The address of Google's page is on the clipboard: paste it into a browser to go on."_s;
+    Q_EMIT stateChanged();
 }
 
 QCoro::Task<> AccountConnection::run(quint64 attempt, std::stop_token stop) {
@@ -74,29 +115,44 @@ QCoro::Task<> AccountConnection::run(quint64 attempt, std::stop_token stop) {
     } catch (const EngineConfig::ConfigError &error) {
         qCWarning(log, "not connected: %s", error.what());
         sentence = error.description();
+    } catch (const OtherAccount &error) {
+        qCInfo(log, "not connected: %s", error.what());
+        sentence = error.sentence;
     } catch (const std::exception &error) {
         qCInfo(log, "not connected: %s", error.what());
         sentence = u"Couldn't reach Google. Check your internet connection and try again."_s;
     }
     if (!self || self->m_attempt != attempt)
         co_return;
-    self->m_errorText = sentence;
-    self->setState(sentence.isEmpty() ? State::done : State::failed);
+    if (sentence.isEmpty())
+        self->setState(State::done);
+    else
+        self->fail(sentence);
 }
 
 QCoro::Task<> AccountConnection::signInAndConnect(quint64 attempt, std::stop_token stop) {
     const QPointer self(this);
     GoogleAuth::Result result = co_await m_auth->signIn(stop);
-    // The person may have given up in the very moment in which the tokens came.
+    // The user may have given up in the very moment in which the tokens came.
     if (!self || self->m_attempt != attempt || stop.stop_requested())
         throw AuthError(AuthError::cancelled);
+    checkAccount(result.email);
     self->setState(State::connecting);
-    if (!self || self->m_attempt != attempt)
+    if (!self)
         throw AuthError(AuthError::cancelled);
     co_await self->m_engine.connect(std::move(result.token), std::move(result.email));
 }
 
+void AccountConnection::fail(const QString &sentence) {
+    m_errorText = sentence;
+    m_noticeText.clear();
+    m_state = State::failed;
+    Q_EMIT stateChanged();
+}
+
 void AccountConnection::setState(State state) {
+    m_errorText.clear();
+    m_noticeText.clear();
     m_state = state;
     Q_EMIT stateChanged();
 }

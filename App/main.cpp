@@ -9,7 +9,7 @@
 #include <QCommandLineParser>
 
 #include <cstdio>
-#include <sys/resource.h>
+#include <cstdlib>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -31,9 +31,9 @@ int run(bool signIn) {
     });
     AccountConnection account(engine);
     QObject::connect(&account, &AccountConnection::stateChanged, &delegate, [&] {
-        if (account.state() != AccountConnection::State::failed)
-            return;
-        std::puts(qUtf8Printable(account.errorText()));
+        for (const QString &sentence : {account.errorText(), account.noticeText()})
+            if (!sentence.isEmpty())
+                std::puts(qUtf8Printable(sentence));
         std::fflush(stdout);
     });
     QMetaObject::invokeMethod(
@@ -50,12 +50,9 @@ int run(bool signIn) {
 } // namespace
 
 int main(int argc, char **argv) {
-    // The memory of the application holds the account's tokens.
-    constexpr rlimit noCoreFile = {0, 0};
-    setrlimit(RLIMIT_CORE, &noCoreFile);
+    preparePlatform();
     qSetMessagePattern(u"%{time hh:mm:ss.zzz} %{category}: %{message}"_s);
 
-    preparePlatform();
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"Quillmount"_s);
     QApplication::setDesktopFileName(u"com.orvane.quillmount"_s);
@@ -72,10 +69,19 @@ int main(int argc, char **argv) {
 
     Platform::install(makePlatform());
     int status = 0;
-    if (Platform::current().singleInstance->acquire())
+    SingleInstance &instance = *Platform::current().singleInstance;
+    switch (instance.acquire()) {
+    case SingleInstance::Outcome::acquired:
         status = run(options.isSet(signIn));
-    else
+        break;
+    case SingleInstance::Outcome::heldByOther:
         std::puts("Quillmount is already running for this home.");
+        break;
+    case SingleInstance::Outcome::failed:
+        std::fprintf(stderr, "Quillmount cannot start: %s.\n", qUtf8Printable(instance.error()));
+        status = EXIT_FAILURE;
+        break;
+    }
     Platform::install(nullptr);
     return status;
 }

@@ -5,9 +5,11 @@
 #include "Platform/Bundle.h"
 #include "Platform/Clock.h"
 #include "Platform/Directories.h"
+#include "Platform/LocalPeers.h"
 #include "Platform/LoginItems.h"
 #include "Platform/MountTable.h"
 #include "Platform/NetworkPath.h"
+#include "Platform/Pasteboard.h"
 #include "Platform/SecretStore.h"
 #include "Platform/SingleInstance.h"
 #include "Platform/SystemCommands.h"
@@ -28,11 +30,13 @@ struct Platform {
     std::unique_ptr<LoginItems> loginItems;
     std::unique_ptr<SecretStore> secretStore;
     std::unique_ptr<NetworkPath> networkPath;
+    std::unique_ptr<LocalPeers> localPeers;
     std::unique_ptr<SystemCommands> systemCommands;
     std::unique_ptr<MountTable> mountTable;
     std::unique_ptr<SingleInstance> singleInstance;
     std::unique_ptr<Alerts> alerts;
     std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<Pasteboard> pasteboard;
     std::unique_ptr<TerminationSignals> terminationSignals;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
@@ -41,7 +45,8 @@ struct Platform {
     static void install(std::unique_ptr<Platform> platform);
 };
 
-// What the system asks of a process before its application object is made, and before it has threads.
+// What the system asks of a process before its application object is made, and before it has threads. From then on what
+// is in its memory, or in that of the programs that it starts, gets into no core file.
 void preparePlatform();
 
 // The platform of the system that this was built for; the application must exist already.

@@ -3,16 +3,20 @@
 
 #include <QUrl>
 
+#include <functional>
+
 namespace quillmount {
 
-// What the person's desktop does on the application's behalf.
+// What the user's desktop does on the application's behalf.
 class Workspace {
 public:
     virtual ~Workspace() = default;
 
-    // Opens the address with the person's own choice of program, a web address with their browser. False when nothing
-    // could be asked to; true does not say that a page has appeared. The address is not logged: it can hold secrets.
-    [[nodiscard]] virtual bool openURL(const QUrl &url) = 0;
+    // Opens the address with the user's own choice of program, a web address with their browser. `failed` is called
+    // from the event loop, at most once, when it is known within seconds that it did not open; it is kept for as long as
+    // the program runs, and owns what it uses. That it is not called does not say that a page has appeared. The address
+    // is not logged: it can hold secrets.
+    virtual void openURL(const QUrl &url, std::function<void()> failed) = 0;
 };
 
 } // namespace quillmount

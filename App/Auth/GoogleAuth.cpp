@@ -3,7 +3,6 @@
 
 #include "App/Auth/Credentials.h"
 #include "App/Auth/GoogleEndpoints.h"
-#include "App/Auth/Overwrite.h"
 #include "App/Auth/RedirectListener.h"
 #include "App/Auth/TokenAnswer.h"
 #include "App/Auth/TokenEndpoint.h"
@@ -70,7 +69,7 @@ QCoro::Task<GoogleAuth::Result> GoogleAuth::signIn(std::stop_token stop) {
         throw AuthError(AuthError::cancelled);
 
     const QPointer self(this);
-    QString verifier = Secrets::random(48);
+    const QString verifier = Secrets::random(48);
     const QString state = Secrets::random(16);
     const QString redirect = u"http://127.0.0.1:%1"_s.arg(startListener(state));
     // The attempt can also be ended by the next one, or with this object.
@@ -79,8 +78,7 @@ QCoro::Task<GoogleAuth::Result> GoogleAuth::signIn(std::stop_token stop) {
     const std::stop_callback onStop(stop, [attempt = m_stop]() mutable { attempt.request_stop(); });
 
     m_authURL = authorizationURL(endpoints->authorization, credentials.clientID, redirect, verifier, state);
-    if (!Platform::current().workspace->openURL(*m_authURL))
-        qCWarning(log, "the browser could not be opened");
+    openBrowser();
 
     QString code;
     {
@@ -93,8 +91,20 @@ QCoro::Task<GoogleAuth::Result> GoogleAuth::signIn(std::stop_token stop) {
     if (self)
         Q_EMIT self->codeReceived();
     Result result =
-        co_await exchange(code, std::exchange(verifier, {}), redirect, credentials, endpoints->token, attemptStop);
+        co_await exchange(code, verifier, redirect, credentials, endpoints->token, attemptStop);
     co_return result;
+}
+
+void GoogleAuth::openBrowser() {
+    Platform::current().workspace->openURL(*m_authURL, [self = QPointer(this), attempt = m_attempt] {
+        if (self && self->m_attempt == attempt && self->m_listener)
+            Q_EMIT self->browserFailed();
+    });
+}
+
+void GoogleAuth::reopenBrowser() {
+    if (m_authURL && m_continuation)
+        openBrowser();
 }
 
 quint16 GoogleAuth::startListener(const QString &expectedState) {
@@ -224,10 +234,8 @@ TokenEndpoint::Fields refreshFields(const QString &refresh, const GoogleAuth::Cr
 
 QCoro::Task<GoogleAuth::Result> GoogleAuth::exchange(QString code, QString verifier, QString redirect,
                                                      Credentials credentials, QUrl endpoint, std::stop_token stop) {
-    TokenEndpoint::Fields fields = codeFields(code, verifier, redirect, credentials);
-    overwrite(code);
-    overwrite(verifier);
-    const TokenEndpoint::Answer answer = co_await TokenEndpoint::post(endpoint, std::move(fields), stop);
+    const TokenEndpoint::Answer answer =
+        co_await TokenEndpoint::post(endpoint, codeFields(code, verifier, redirect, credentials), stop);
     if (answer.status != 200)
         throw AuthError(AuthError::exchangeFailed);
     co_return TokenAnswer::result(answer.body, Platform::current().clock->now());

@@ -40,8 +40,11 @@ public:
     // `stop` cancels it at any point. Throws AuthError, ListenerError and NetworkError.
     [[nodiscard]] QCoro::Task<Result> signIn(std::stop_token stop);
 
-    // The address that the browser was last sent to, for opening it again; absent before the first sign-in.
+    // The address that the browser was last sent to; absent before the first sign-in.
     [[nodiscard]] const std::optional<QUrl> &authURL() const { return m_authURL; }
+    // Sends the browser there again. Only while the code is waited for: the address leads back to a port that is closed
+    // after that.
+    void reopenBrowser();
 
     // Opens the port for the redirect that carries `expectedState` and returns it. Throws ListenerError.
     [[nodiscard]] quint16 startListener(const QString &expectedState);
@@ -60,6 +63,8 @@ public:
 Q_SIGNALS:
     // The browser has come back with a code, which is exchanged now.
     void codeReceived();
+    // No browser has opened the page. The sign-in goes on waiting: the user may get to the address in another way.
+    void browserFailed();
 
 private:
     struct Waiter;
@@ -67,6 +72,7 @@ private:
 
     [[nodiscard]] static QUrl authorizationURL(const QUrl &endpoint, const QString &clientID, const QString &redirect,
                                                const QString &verifier, const QString &state);
+    void openBrowser();
     void post(quint64 attempt, CodeResult result);
     void deliver(quint64 attempt, const CodeResult &result);
     void endAttempt(AuthError::Case why);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Auth/OneTimeBody.h"
 
-#include "App/Auth/Overwrite.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -10,12 +8,7 @@ namespace quillmount {
 
 OneTimeBody::OneTimeBody(QByteArray contents)
     : m_contents(std::move(contents)) {
-    // A buffer of the device's own would be a copy that nobody overwrites.
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-}
-
-OneTimeBody::~OneTimeBody() {
-    overwrite(m_contents);
 }
 
 qint64 OneTimeBody::bytesAvailable() const {

@@ -5,15 +5,12 @@
 
 namespace quillmount {
 
-// The body of a request that can be sent once: it cannot be rewound, so nobody can send it again. What it held is
-// overwritten when it is destroyed.
+// The body of a request that can be sent once: it cannot be rewound, so nobody can send it again.
 class OneTimeBody final : public QIODevice {
     Q_OBJECT
 
 public:
     explicit OneTimeBody(QByteArray contents);
-    ~OneTimeBody() override;
-    Q_DISABLE_COPY_MOVE(OneTimeBody)
 
     [[nodiscard]] bool isSequential() const override { return true; }
     [[nodiscard]] qint64 size() const override { return m_contents.size(); }

@@ -82,12 +82,15 @@ void RedirectConnection::end() {
     if (m_ended)
         return;
     m_ended = true;
+    Platform::current().clock->cancel(m_timer);
     Q_EMIT ended();
 }
 
 void RedirectConnection::dropAfter(std::chrono::milliseconds time, bool onlyIfSilent) {
-    // Not cancelled: the platform, and the clock with it, may be gone before a connection that says goodbye.
-    Platform::current().clock->schedule(time, [self = QPointer(this), onlyIfSilent] {
+    Clock &clock = *Platform::current().clock;
+    clock.cancel(m_timer);
+    // Not cancelled by the destructor: the clock may be gone before a connection that says goodbye.
+    m_timer = clock.schedule(time, [self = QPointer(this), onlyIfSilent] {
         if (self && !(onlyIfSilent && self->m_answered))
             self->drop();
     });

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Platform/Clock.h"
+
 #include <QByteArray>
 #include <QObject>
 
@@ -45,6 +47,7 @@ private:
 
     QTcpSocket *m_socket;
     RedirectResponder m_responder;
+    Clock::TimerId m_timer = 0;
     qint64 m_discarded = 0;
     bool m_answered = false;
     bool m_ended = false;

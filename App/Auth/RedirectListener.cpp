@@ -10,7 +10,6 @@
 #include <QTcpSocket>
 
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@ namespace quillmount {
 namespace {
 
 constexpr qsizetype mostConnections = 32;
+constexpr qsizetype mostAtOnce = 16; // then other events have their turn
 constexpr int backlog = 128;
 constexpr auto breath = std::chrono::milliseconds(100);
 
@@ -55,19 +55,29 @@ void RedirectListener::retire(Connections connections) {
 }
 
 void RedirectListener::accept() {
-    while (m_incoming) {
-        const int descriptor = ::accept(int(m_incoming->socket()), nullptr, nullptr);
+    QList<int> accepted;
+    while (accepted.size() < mostAtOnce) {
+        const int descriptor = ::accept4(int(m_incoming->socket()), nullptr, nullptr, SOCK_CLOEXEC);
         if (descriptor >= 0)
-            serve(descriptor);
+            accepted.append(descriptor);
         else if (errno == EAGAIN)
-            return;
-        else if (errno != EINTR && errno != ECONNABORTED)
-            return pause();
+            break;
+        else if (errno != EINTR && errno != ECONNABORTED) {
+            pause();
+            break;
+        }
+    }
+    // Another user can read the address in the browser's arguments, and would bring a code of an account of theirs.
+    const QList<int> foreign = Platform::current().localPeers->foreign(accepted);
+    for (const int descriptor : std::as_const(accepted)) {
+        if (foreign.contains(descriptor))
+            ::close(descriptor);
+        else
+            serve(descriptor);
     }
 }
 
 void RedirectListener::serve(int descriptor) {
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     auto socket = std::make_unique<QTcpSocket>();
     if (!socket->setSocketDescriptor(descriptor)) {
         ::close(descriptor);
@@ -80,10 +90,14 @@ void RedirectListener::serve(int descriptor) {
 }
 
 void RedirectListener::makeRoom() {
-    while (m_connections.size() >= mostConnections)
-        // All of them have been answered: the oldest has had the most time to read it.
-        if (!dropOldestSilent())
+    while (m_connections.size() >= mostConnections) {
+        if (dropOldestSilent())
+            continue;
+        // Those that are left have been answered, but looking at them may have ended some: the oldest has had the most
+        // time to read its answer.
+        if (m_connections.size() >= mostConnections)
             m_connections.first()->drop();
+    }
 }
 
 bool RedirectListener::dropOldestSilent() {

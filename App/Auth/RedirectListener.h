@@ -13,8 +13,8 @@ class QSocketNotifier;
 namespace quillmount {
 
 // The port on 127.0.0.1 to which the browser comes back. Other programs of this machine can come as well, and browsers
-// open connections on which they never say anything: neither keeps the true redirect out. No connection is refused; of
-// more than 32, the oldest silent one goes.
+// open connections on which they never say anything: neither keeps the true redirect out. A connection that is known to
+// be another user's is closed unread; no other is refused: of more than 32, the oldest silent one goes.
 class RedirectListener : public QObject {
     Q_OBJECT
 

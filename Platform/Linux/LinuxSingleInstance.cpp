@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -13,6 +14,8 @@
 #include <unistd.h>
 
 namespace quillmount {
+
+using namespace Qt::StringLiterals;
 
 LinuxSingleInstance::LinuxSingleInstance(const QString &file)
     : m_file(file) {}
@@ -22,34 +25,35 @@ LinuxSingleInstance::~LinuxSingleInstance() {
         ::close(m_lock);
 }
 
-bool LinuxSingleInstance::acquire() {
+SingleInstance::Outcome LinuxSingleInstance::fail(const char *what) {
+    m_error = u"%1 cannot be %2: %3"_s.arg(m_file, QLatin1StringView(what), systemError());
+    return Outcome::failed;
+}
+
+SingleInstance::Outcome LinuxSingleInstance::acquire() {
     if (m_lock >= 0)
-        return true;
+        return Outcome::acquired;
     const int lock = makePrivateFolder(QFileInfo(m_file).path())
                          ? ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)
                          : -1;
-    if (lock < 0) {
-        const QString error = systemError();
-        qCCritical(platformLog) << m_file << "cannot be opened:" << error;
-        return false;
-    }
+    if (lock < 0)
+        return fail("opened");
+    const auto close = qScopeGuard([this, lock] {
+        if (m_lock < 0)
+            ::close(lock);
+    });
     int taken = 0;
     do
         taken = ::flock(lock, LOCK_EX | LOCK_NB);
     while (taken != 0 && errno == EINTR);
-    if (taken != 0) {
-        const bool isHeld = errno == EWOULDBLOCK;
-        if (const QString error = systemError(); !isHeld)
-            qCCritical(platformLog) << m_file << "cannot be locked:" << error;
-        ::close(lock);
-        return false;
-    }
-    m_lock = lock;
+    if (taken != 0)
+        return errno == EWOULDBLOCK ? Outcome::heldByOther : fail("locked");
     const QByteArray pid = QByteArray::number(::getpid()) + '\n';
-    // The lock is what counts; the number is a courtesy.
-    if (::ftruncate(m_lock, 0) != 0 || ::pwrite(m_lock, pid.constData(), size_t(pid.size()), 0) != pid.size())
-        qCWarning(platformLog) << m_file << "cannot be written";
-    return true;
+    // Where not even a number finds room, nothing can be kept about the drive.
+    if (::pwrite(lock, pid.constData(), size_t(pid.size()), 0) != pid.size() || ::ftruncate(lock, pid.size()) != 0)
+        return fail("written");
+    m_lock = lock;
+    return Outcome::acquired;
 }
 
 } // namespace quillmount

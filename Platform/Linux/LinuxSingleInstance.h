@@ -15,11 +15,15 @@ public:
     ~LinuxSingleInstance() override;
     Q_DISABLE_COPY_MOVE(LinuxSingleInstance)
 
-    // False also when the lock file cannot be made: two instances on one cache would do worse than none.
-    [[nodiscard]] bool acquire() override;
+    // Fails when the lock file cannot be made or written: two instances on one cache would do worse than none.
+    [[nodiscard]] Outcome acquire() override;
+    [[nodiscard]] QString error() const override { return m_error; }
 
 private:
+    [[nodiscard]] Outcome fail(const char *what);
+
     QString m_file;
+    QString m_error;
     int m_lock = -1;
 };
 

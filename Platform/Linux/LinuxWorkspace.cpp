@@ -1,35 +1,70 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxWorkspace.h"
 
+#include "Platform/Linux/CoreFiles.h"
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/SessionBus.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QProcess>
 #include <QStandardPaths>
+
+#include <unistd.h>
 
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr auto failsWithin = std::chrono::seconds(10);
+
+// Between fork and exec. A Ctrl+C on the terminal of the application is not meant for the browser.
+void prepareChild() {
+    ::setsid();
+    restoreCoreFiles();
+}
+
+} // namespace
+
 // Not QDesktopServices: where it finds no browser it writes the address to the log.
-bool LinuxWorkspace::openURL(const QUrl &url) {
+void LinuxWorkspace::openURL(const QUrl &url, std::function<void()> failed) {
     const QString program = QStandardPaths::findExecutable(u"xdg-open"_s);
     if (program.isEmpty()) {
         qCWarning(platformLog, "xdg-open is not installed: no address can be opened");
-        return false;
+        QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(failed), Qt::QueuedConnection);
+        return;
     }
-    QProcess opener;
-    opener.setProgram(program);
-    opener.setArguments({QString::fromLatin1(url.toEncoded())});
+    // Nobody's child object: it kills its program when it is destroyed, so it goes when the program has ended.
+    auto *opener = new QProcess;
+    opener->setProgram(program);
+    opener->setArguments({QString::fromLatin1(url.toEncoded())});
     // What a browser has to say, addresses among it, is not the application's to write.
-    opener.setStandardInputFile(QProcess::nullDevice());
-    opener.setStandardOutputFile(QProcess::nullDevice());
-    opener.setStandardErrorFile(QProcess::nullDevice());
-    opener.setProcessEnvironment(SessionBus::usersEnvironment());
-    if (opener.startDetached())
-        return true;
-    qCWarning(platformLog, "xdg-open could not be started");
-    return false;
+    opener->setStandardInputFile(QProcess::nullDevice());
+    opener->setStandardOutputFile(QProcess::nullDevice());
+    opener->setStandardErrorFile(QProcess::nullDevice());
+    opener->setProcessEnvironment(SessionBus::usersEnvironment());
+    opener->setChildProcessModifier(prepareChild);
+    const auto end = [opener, failed](bool isFailure) {
+        opener->deleteLater();
+        if (!isFailure)
+            return;
+        qCWarning(platformLog, "xdg-open could not open an address");
+        failed();
+    };
+    QObject::connect(opener, &QProcess::finished, opener,
+                     [end, early = QDeadlineTimer(failsWithin)](int status, QProcess::ExitStatus how) {
+                         end(!early.hasExpired() && (how != QProcess::NormalExit || status != 0));
+                     });
+    QObject::connect(
+        opener, &QProcess::errorOccurred, opener,
+        [end](QProcess::ProcessError error) {
+            if (error == QProcess::FailedToStart)
+                end(true);
+        },
+        Qt::QueuedConnection);
+    opener->start();
 }
 
 } // namespace quillmount

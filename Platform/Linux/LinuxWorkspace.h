@@ -5,10 +5,11 @@
 
 namespace quillmount {
 
-// The desktop as xdg-utils know it.
+// The desktop as xdg-utils know it. Some programs return at once, others only when the browser is closed: nobody waits
+// for them, nor ends them, and how they end counts in their first ten seconds alone.
 class LinuxWorkspace final : public Workspace {
 public:
-    [[nodiscard]] bool openURL(const QUrl &url) override;
+    void openURL(const QUrl &url, std::function<void()> failed) override;
 };
 
 } // namespace quillmount

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/CoreFiles.h"
 #include "Platform/Linux/LinuxAlerts.h"
 #include "Platform/Linux/LinuxBundle.h"
 #include "Platform/Linux/LinuxDirectories.h"
+#include "Platform/Linux/LinuxLocalPeers.h"
 #include "Platform/Linux/LinuxLoginItems.h"
 #include "Platform/Linux/LinuxMountTable.h"
 #include "Platform/Linux/LinuxNetworkPath.h"
+#include "Platform/Linux/LinuxPasteboard.h"
 #include "Platform/Linux/LinuxSecretStore.h"
 #include "Platform/Linux/LinuxSingleInstance.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
@@ -22,6 +25,7 @@ namespace quillmount {
 using namespace Qt::StringLiterals;
 
 void preparePlatform() {
+    disableCoreFiles();
     SessionBus::startNone();
 }
 
@@ -37,12 +41,14 @@ std::unique_ptr<Platform> makePlatform() {
         std::make_unique<LinuxLoginItems>(directories->configuration(), QCoreApplication::applicationFilePath());
     platform->secretStore = std::make_unique<LinuxSecretStore>();
     platform->networkPath = std::make_unique<LinuxNetworkPath>();
+    platform->localPeers = std::make_unique<LinuxLocalPeers>();
     platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
     platform->mountTable = std::make_unique<LinuxMountTable>();
     platform->singleInstance =
         std::make_unique<LinuxSingleInstance>(directories->library() + u"/Quillmount/instance.lock"_s);
     platform->alerts = std::make_unique<LinuxAlerts>();
     platform->workspace = std::make_unique<LinuxWorkspace>();
+    platform->pasteboard = std::make_unique<LinuxPasteboard>();
     platform->terminationSignals = std::make_unique<LinuxTerminationSignals>();
     platform->directories = std::move(directories);
     return platform;

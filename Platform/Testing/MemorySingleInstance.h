@@ -5,15 +5,11 @@
 
 namespace quillmount {
 
-// The one instance, unless a test says that another runs.
+// Always the one instance.
 class MemorySingleInstance final : public SingleInstance {
 public:
-    [[nodiscard]] bool acquire() override { return !m_otherRuns; }
-
-    void setOtherRuns(bool runs) { m_otherRuns = runs; }
-
-private:
-    bool m_otherRuns = false;
+    [[nodiscard]] Outcome acquire() override { return Outcome::acquired; }
+    [[nodiscard]] QString error() const override { return {}; }
 };
 
 } // namespace quillmount

@@ -10,18 +10,18 @@ namespace quillmount {
 // A desktop that only remembers what it was asked to open.
 class MemoryWorkspace final : public Workspace {
 public:
-    [[nodiscard]] bool openURL(const QUrl &url) override {
+    void openURL(const QUrl &url, std::function<void()> failed) override {
         m_opened.append(url);
-        return m_opens;
+        m_failed.append(std::move(failed));
     }
 
     [[nodiscard]] const QList<QUrl> &opened() const { return m_opened; }
-    // Whether there is a program to open anything with, from now on.
-    void setOpens(bool opens) { m_opens = opens; }
+    // Tells that what was opened as number `index` did not open.
+    void fail(qsizetype index) const { m_failed[index](); }
 
 private:
     QList<QUrl> m_opened;
-    bool m_opens = true;
+    QList<std::function<void()>> m_failed;
 };
 
 } // namespace quillmount

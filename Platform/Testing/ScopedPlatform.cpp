@@ -14,11 +14,13 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->loginItems = std::make_unique<MemoryLoginItems>();
     platform->secretStore = std::make_unique<MemorySecretStore>();
     platform->networkPath = std::make_unique<MemoryNetworkPath>();
+    platform->localPeers = std::make_unique<MemoryLocalPeers>();
     platform->systemCommands = std::make_unique<ScriptedSystemCommands>();
     platform->mountTable = std::make_unique<MemoryMountTable>();
     platform->singleInstance = std::make_unique<MemorySingleInstance>();
     platform->alerts = std::make_unique<MemoryAlerts>();
     platform->workspace = std::make_unique<MemoryWorkspace>();
+    platform->pasteboard = std::make_unique<MemoryPasteboard>();
     platform->terminationSignals = std::make_unique<MemoryTerminationSignals>();
     return platform;
 }
@@ -71,6 +73,10 @@ MemoryNetworkPath &ScopedPlatform::networkPath() const {
     return as<MemoryNetworkPath>(Platform::current().networkPath);
 }
 
+MemoryLocalPeers &ScopedPlatform::localPeers() const {
+    return as<MemoryLocalPeers>(Platform::current().localPeers);
+}
+
 ScriptedSystemCommands &ScopedPlatform::systemCommands() const {
     return as<ScriptedSystemCommands>(Platform::current().systemCommands);
 }
@@ -89,6 +95,10 @@ MemoryAlerts &ScopedPlatform::alerts() const {
 
 MemoryWorkspace &ScopedPlatform::workspace() const {
     return as<MemoryWorkspace>(Platform::current().workspace);
+}
+
+MemoryPasteboard &ScopedPlatform::pasteboard() const {
+    return as<MemoryPasteboard>(Platform::current().pasteboard);
 }
 
 MemoryTerminationSignals &ScopedPlatform::terminationSignals() const {

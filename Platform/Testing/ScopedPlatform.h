@@ -6,9 +6,11 @@
 #include "Platform/Testing/MemoryAlerts.h"
 #include "Platform/Testing/MemoryBundle.h"
 #include "Platform/Testing/MemoryDirectories.h"
+#include "Platform/Testing/MemoryLocalPeers.h"
 #include "Platform/Testing/MemoryLoginItems.h"
 #include "Platform/Testing/MemoryMountTable.h"
 #include "Platform/Testing/MemoryNetworkPath.h"
+#include "Platform/Testing/MemoryPasteboard.h"
 #include "Platform/Testing/MemorySecretStore.h"
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
@@ -36,11 +38,13 @@ public:
     [[nodiscard]] MemoryLoginItems &loginItems() const;
     [[nodiscard]] MemorySecretStore &secretStore() const;
     [[nodiscard]] MemoryNetworkPath &networkPath() const;
+    [[nodiscard]] MemoryLocalPeers &localPeers() const;
     [[nodiscard]] ScriptedSystemCommands &systemCommands() const;
     [[nodiscard]] MemoryMountTable &mountTable() const;
     [[nodiscard]] MemorySingleInstance &singleInstance() const;
     [[nodiscard]] MemoryAlerts &alerts() const;
     [[nodiscard]] MemoryWorkspace &workspace() const;
+    [[nodiscard]] MemoryPasteboard &pasteboard() const;
     [[nodiscard]] MemoryTerminationSignals &terminationSignals() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/AccountConnection.h"
+#include "App/Auth/GoogleAuth.h"
 #include "App/Engine/DriveEngine.h"
 #include "App/Engine/EngineConfig.h"
 #include "App/Support/Paths.h"
@@ -34,8 +35,15 @@ private Q_SLOTS:
     void unwritableConfiguration();
     void cancel_data();
     void cancel();
+    void connectingIsNotGivenUp_data();
+    void connectingIsNotGivenUp();
+    void anotherAccount_data();
+    void anotherAccount();
+    void placeIsTaken();
     void startedAgain();
+    void codeOfAFormerAttempt();
     void reopensTheBrowser();
+    void tellsThatNoBrowserOpened();
     void destroyedWhileRunning();
 
 private:
@@ -155,7 +163,6 @@ void AccountConnectionTest::cancel_data() {
     QTest::addColumn<State>("during");
     QTest::newRow("waiting") << State::waitingForBrowser;
     QTest::newRow("exchanging") << State::exchanging;
-    QTest::newRow("connecting") << State::connecting;
 }
 
 void AccountConnectionTest::cancel() {
@@ -175,6 +182,70 @@ void AccountConnectionTest::cancel() {
     QVERIFY2(!Paths::hasEngineConfig(), "it connected all the same");
 }
 
+void AccountConnectionTest::connectingIsNotGivenUp_data() {
+    QTest::addColumn<bool>("anew");
+    QTest::newRow("cancelled") << false;
+    QTest::newRow("started again") << true;
+}
+
+void AccountConnectionTest::connectingIsNotGivenUp() {
+    QFETCH(const bool, anew);
+    connect(m_account.get(), &AccountConnection::stateChanged, m_account.get(), [this, anew] {
+        if (m_account->state() == State::connecting)
+            anew ? m_account->start() : m_account->cancel();
+    });
+    m_account->start();
+    agree();
+    QVERIFY(settles(State::done));
+    QCOMPARE(m_states, QList({State::waitingForBrowser, State::exchanging, State::connecting, State::done}));
+    QCOMPARE(EngineConfig::refreshToken(), std::optional(u"refresh-secret"_s));
+}
+
+void AccountConnectionTest::anotherAccount_data() {
+    QTest::addColumn<std::optional<QString>>("connected");
+    QTest::addColumn<bool>("isConfigured");
+    QTest::addColumn<bool>("connects");
+    QTest::newRow("the same") << std::optional(u"AB@cd.ef"_s) << true << true;
+    QTest::newRow("another") << std::optional(u"other@cd.ef"_s) << true << false;
+    QTest::newRow("of an unknown address") << std::optional<QString>() << true << true;
+    QTest::newRow("another, disconnected") << std::optional(u"other@cd.ef"_s) << false << true;
+}
+
+void AccountConnectionTest::anotherAccount() {
+    QFETCH(const std::optional<QString>, connected);
+    QFETCH(const bool, isConfigured);
+    QFETCH(const bool, connects);
+    const QString configuration = Paths::engineConfig();
+    QFile file(configuration);
+    if (isConfigured)
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[drive]\n") > 0);
+    file.close();
+    Preferences::setAccountEmail(connected);
+    m_account->start();
+    agree();
+    QVERIFY(waitFor([this] { return !m_account->isRunning(); }));
+    QCOMPARE(m_account->state(), connects ? State::done : State::failed);
+    if (connects)
+        return;
+    QCOMPARE(m_account->errorText(), u"This drive belongs to other@cd.ef. To use another account, disconnect that one "
+                                     "in Settings first."_s);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), "[drive]\n");
+    QCOMPARE(Preferences::accountEmail(), connected);
+}
+
+void AccountConnectionTest::placeIsTaken() {
+    const QString place = m_engine->mountPoint();
+    QVERIFY(QDir().mkpath(place + u"/checkout"_s));
+    m_account->start();
+    QCOMPARE(m_account->state(), State::failed);
+    QVERIFY(m_account->errorText().contains(place));
+    QVERIFY(m_platform->workspace().opened().isEmpty());
+    m_platform->mountTable().setProbe([](const QString &) { return true; }); // a drive that is mounted is not looked into
+    m_account->start();
+    QCOMPARE(m_account->state(), State::waitingForBrowser);
+}
+
 void AccountConnectionTest::startedAgain() {
     m_account->start();
     m_account->start();
@@ -187,14 +258,45 @@ void AccountConnectionTest::startedAgain() {
     QCOMPARE(m_account->state(), State::done);
 }
 
+void AccountConnectionTest::codeOfAFormerAttempt() {
+    m_account->start();
+    m_account->findChild<GoogleAuth *>()->finish(u"a code that is on its way"_s);
+    m_account->start();
+    handleEvents();
+    QCOMPARE(m_states, QList({State::waitingForBrowser, State::waitingForBrowser}));
+}
+
 void AccountConnectionTest::reopensTheBrowser() {
+    const QList<QUrl> &opened = m_platform->workspace().opened();
+    connect(m_account.get(), &AccountConnection::stateChanged, m_account.get(), [this] {
+        if (m_account->canReopenBrowser() != (m_account->state() == State::waitingForBrowser))
+            QFAIL("the address leads nowhere");
+        if (!m_account->canReopenBrowser())
+            m_account->reopenBrowser();
+    });
     m_account->reopenBrowser();
-    QVERIFY(m_platform->workspace().opened().isEmpty());
+    QVERIFY(opened.isEmpty());
     m_account->start();
     m_account->reopenBrowser();
-    const QList<QUrl> &opened = m_platform->workspace().opened();
     QCOMPARE(opened.size(), 2);
     QCOMPARE(opened[0], opened[1]);
+    agree();
+    QVERIFY(settles(State::done));
+    m_account->reopenBrowser();
+    QCOMPARE(opened.size(), 2);
+}
+
+void AccountConnectionTest::tellsThatNoBrowserOpened() {
+    m_account->start();
+    m_account->start();
+    m_platform->workspace().fail(0);
+    QCOMPARE(m_account->noticeText(), QString()); // that was the former attempt's
+    m_platform->workspace().fail(1);
+    QVERIFY(m_account->noticeText().startsWith(u"Your browser didn't open."_s));
+    QCOMPARE(QUrl(m_platform->pasteboard().text()), m_platform->workspace().opened().last());
+    agree();
+    QVERIFY(settles(State::done));
+    QCOMPARE(m_account->noticeText(), QString());
 }
 
 void AccountConnectionTest::destroyedWhileRunning() {

@@ -9,6 +9,10 @@
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
+#include <QProcess>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QTemporaryDir>
 #include <QUrlQuery>
 #include <QtTest>
 
@@ -61,6 +65,8 @@ private Q_SLOTS:
     void configuration();
     void tokenEndpoint_data();
     void tokenEndpoint();
+    void tokenEndpointOverTLS_data();
+    void tokenEndpointOverTLS();
     void tokenEndpointGone();
     void patienceWithTokenEndpoint_data();
     void patienceWithTokenEndpoint();
@@ -276,6 +282,48 @@ void GoogleAuthTest::tokenEndpoint() {
     QVERIFY2(m_server->requests().size() == 1, "the code was sent more than once");
     QVERIFY2(m_server->connections() == 1, "a redirect was followed");
     QVERIFY2(m_platform->clock().nextDue().value_or(0s) < 11s, "the request's time goes on");
+}
+
+void GoogleAuthTest::tokenEndpointOverTLS_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("isTrusted");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("the right one") << u"IP:127.0.0.1"_s << true << QString();
+    QTest::newRow("nobody vouches for it") << u"IP:127.0.0.1"_s << false << u"network"_s;
+    QTest::newRow("of another host") << u"DNS:oauth2.example"_s << true << u"network"_s;
+}
+
+void GoogleAuthTest::tokenEndpointOverTLS() {
+    QFETCH(QString, name);
+    QFETCH(bool, isTrusted);
+    const QTemporaryDir folder;
+    const QString key = folder.filePath(u"key"_s);
+    const QString certificate = folder.filePath(u"certificate"_s);
+    QProcess openssl;
+    openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
+                                 u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=test"_s, u"-addext"_s,
+                                 u"subjectAltName="_s + name, u"-keyout"_s, key, u"-out"_s, certificate});
+    QVERIFY(openssl.waitForFinished() && openssl.exitCode() == 0);
+    QFile keyFile(key);
+    QVERIFY(keyFile.open(QIODevice::ReadOnly));
+    const QList<QSslCertificate> certificates = QSslCertificate::fromPath(certificate);
+    QSslConfiguration ofServer;
+    ofServer.setPrivateKey(QSslKey(&keyFile, QSsl::Ec));
+    ofServer.setLocalCertificate(certificates.value(0));
+    TokenServer server(ofServer);
+    m_platform->bundle().setInfoString(u"QMGoogleTokenEndpoint"_s, server.url().toString());
+    const QSslConfiguration standard = QSslConfiguration::defaultConfiguration();
+    QSslConfiguration ofClient = standard;
+    if (isTrusted)
+        ofClient.addCaCertificates(certificates);
+    QSslConfiguration::setDefaultConfiguration(ofClient);
+    const SignIn outcome = signIn();
+    agree(opened());
+    const bool isDone = waitFor([&] { return outcome->isDone; });
+    QSslConfiguration::setDefaultConfiguration(standard);
+    QVERIFY(isDone);
+    QTEST(failure(outcome), "expected");
+    QCOMPARE(server.requests().size(), failure(outcome).isEmpty() ? 1 : 0); // the code has gone nowhere
 }
 
 void GoogleAuthTest::tokenEndpointGone() {

@@ -48,7 +48,9 @@ private Q_SLOTS:
     void strangers_data();
     void strangers();
     void answerOutlivesTheRequest();
+    void anotherUser();
     void idleConnections();
+    void goneBeforeTheyAreSeen();
     void unreadRequestIsNotIdle();
     void silenceEnds();
     void answerIsNotHeldUp();
@@ -231,6 +233,29 @@ void RedirectListenerTest::idleConnections() {
     };
     QVERIFY(waitFor([&] { return open() <= 32; }));
     QVERIFY2(idle.back()->isConnected(), "the newest has its turn");
+    QVERIFY2(m_platform->clock().pending() <= 33, "those that are gone have left their timers");
+    verifySignIn(code);
+}
+
+void RedirectListenerTest::goneBeforeTheyAreSeen() {
+    const Code code = waiting();
+    for (int i = 0; i < 60; ++i) {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
+        QVERIFY(socket.waitForConnected());
+    }
+    verifySignIn(code);
+}
+
+void RedirectListenerTest::anotherUser() {
+    const Code code = waiting();
+    m_platform->localPeers().setForeign(true);
+    Browser stranger(m_port);
+    stranger.get(redirect);
+    QVERIFY(waitFor([&] { return stranger.socket().state() == QAbstractSocket::UnconnectedState; }));
+    QCOMPARE(stranger.socket().readAll(), QByteArray());
+    QVERIFY(!code->isDone);
+    m_platform->localPeers().setForeign(false);
     verifySignIn(code);
 }
 

@@ -4,6 +4,8 @@
 #include "App/Auth/GoogleAuth.h"
 
 #include <QJsonDocument>
+#include <QSslConfiguration>
+#include <QSslServer>
 #include <QTcpSocket>
 #include <QTimer>
 #include <QUrlQuery>
@@ -12,11 +14,26 @@ namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
-TokenServer::TokenServer() {
-    if (!m_server.listen(QHostAddress(QHostAddress::LocalHost)))
+namespace {
+
+std::unique_ptr<QTcpServer> tlsServer(const QSslConfiguration &configuration) {
+    auto server = std::make_unique<QSslServer>();
+    server->setSslConfiguration(configuration);
+    return server;
+}
+
+} // namespace
+
+TokenServer::TokenServer(const QSslConfiguration &configuration)
+    : TokenServer(tlsServer(configuration), u"https"_s) {}
+
+TokenServer::TokenServer(std::unique_ptr<QTcpServer> server, const QString &scheme)
+    : m_server(std::move(server))
+    , m_scheme(scheme) {
+    if (!m_server->listen(QHostAddress(QHostAddress::LocalHost)))
         qFatal("no port for the token endpoint");
-    connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+    connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection()) {
             ++m_connections;
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(socket); });
         }
@@ -25,7 +42,7 @@ TokenServer::TokenServer() {
 }
 
 QUrl TokenServer::url() const {
-    return QUrl(u"http://127.0.0.1:%1/token"_s.arg(m_server.serverPort()));
+    return QUrl(u"%1://127.0.0.1:%2/token"_s.arg(m_scheme).arg(m_server->serverPort()));
 }
 
 void TokenServer::setRaw(const QByteArray &bytes, Manner manner) {

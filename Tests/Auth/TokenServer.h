@@ -6,6 +6,10 @@
 #include <QTcpServer>
 #include <QUrl>
 
+#include <memory>
+
+class QSslConfiguration;
+
 namespace quillmount {
 
 // A token endpoint on the loopback interface that answers as badly as a test wants.
@@ -25,7 +29,10 @@ public:
         QHash<QString, QString> form;
     };
 
-    TokenServer();
+    TokenServer()
+        : TokenServer(std::make_unique<QTcpServer>(), QStringLiteral("http")) {}
+    // Behind TLS, with the certificate of that configuration.
+    explicit TokenServer(const QSslConfiguration &configuration);
 
     [[nodiscard]] QUrl url() const;
     [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
@@ -41,10 +48,12 @@ public:
     [[nodiscard]] static QJsonObject goodTokens();
 
 private:
+    TokenServer(std::unique_ptr<QTcpServer> server, const QString &scheme);
     void receive(QTcpSocket *socket);
     void reply(QTcpSocket *socket);
 
-    QTcpServer m_server;
+    std::unique_ptr<QTcpServer> m_server;
+    QString m_scheme;
     QByteArray m_raw;
     Manner m_manner = answering;
     QList<Request> m_requests;

@@ -14,13 +14,16 @@
 using namespace quillmount;
 using namespace Qt::StringLiterals;
 
+using Outcome = SingleInstance::Outcome;
+
 class LinuxSingleInstanceTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void aSecondStartIsRefusedUntilTheFirstEnds_data();
     void aSecondStartIsRefusedUntilTheFirstEnds();
-    void whatCannotBeLockedIsRefused();
+    void whatCannotBeLocked_data();
+    void whatCannotBeLocked();
 };
 
 void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds_data() {
@@ -48,9 +51,9 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
     QVERIFY(child > 0);
 
     LinuxSingleInstance second(file);
-    QVERIFY(!second.acquire());
+    QCOMPARE(second.acquire(), Outcome::heldByOther);
     LinuxSingleInstance otherHome(folder.path() + u"/other/instance.lock"_s);
-    QVERIFY(otherHome.acquire());
+    QCOMPARE(otherHome.acquire(), Outcome::acquired);
     QFile lock(file);
     QVERIFY(lock.open(QIODevice::ReadOnly));
     QCOMPARE(lock.readAll(), QByteArray::number(first.processId()) + '\n');
@@ -59,26 +62,37 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
     QCOMPARE(int(parent.st_mode & 07777), 0700);
 
     ::kill(pid_t(first.processId()), signal);
-    QTRY_VERIFY(second.acquire());
+    QTRY_COMPARE(second.acquire(), Outcome::acquired);
     QFile childCommand(u"/proc/%1/cmdline"_s.arg(child));
     QVERIFY(childCommand.open(QIODevice::ReadOnly));
     QCOMPARE(childCommand.readAll(), QByteArray(WAITING_PROGRAM) + '\0');
-    QVERIFY(second.acquire());
-    QVERIFY(!LinuxSingleInstance(file).acquire());
+    QCOMPARE(second.acquire(), Outcome::acquired);
+    QCOMPARE(LinuxSingleInstance(file).acquire(), Outcome::heldByOther);
     input.close();
     QTRY_COMPARE(first.state(), QProcess::NotRunning);
 }
 
-void LinuxSingleInstanceTest::whatCannotBeLockedIsRefused() {
-    QTest::ignoreMessage(QtCriticalMsg, R"("/dev/null/x/instance.lock" cannot be opened: "Not a directory")");
-    QVERIFY(!LinuxSingleInstance(u"/dev/null/x/instance.lock"_s).acquire());
+void LinuxSingleInstanceTest::whatCannotBeLocked_data() {
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("no folder") << u"/dev/null/x/instance.lock"_s << u"cannot be opened: Not a directory"_s;
+    QTest::newRow("read-only") << u"/proc/sys/x/instance.lock"_s << u"cannot be opened: No such file or directory"_s;
+    QTest::newRow("full") << u"/dev/full"_s << u"cannot be written: No space left on device"_s;
+}
+
+void LinuxSingleInstanceTest::whatCannotBeLocked() {
+    QFETCH(QString, file);
+    QFETCH(QString, error);
+    LinuxSingleInstance instance(file);
+    QCOMPARE(instance.acquire(), Outcome::failed);
+    QCOMPARE(instance.error(), file + u' ' + error);
 }
 
 namespace {
 
 int hold(const QString &file) {
     LinuxSingleInstance instance(file);
-    std::puts(instance.acquire() ? "acquired" : "refused");
+    std::puts(instance.acquire() == Outcome::acquired ? "acquired" : "refused");
     std::fflush(stdout);
     QProcess::startDetached(QStringLiteral(WAITING_PROGRAM), {});
     while (std::getchar() != EOF) {
