@@ -1,10 +1,10 @@
 # Writes the information dictionary. The Google client comes from the JSON file that Google's console hands out for a
-# desktop client; without one the dictionary holds the client of the local Google, which no real account accepts.
+# desktop client; without one there is none, and no account can be connected.
 set(QUILLMOUNT_GOOGLE_CLIENT "${PROJECT_SOURCE_DIR}/google-client.json" CACHE FILEPATH
     "The JSON file of a Google OAuth client of the type desktop")
 
-set(QM_GOOGLE_CLIENT_ID "local-google-client")
-set(QM_GOOGLE_CLIENT_SECRET "local-google-secret")
+set(QM_GOOGLE_CLIENT_ID "")
+set(QM_GOOGLE_CLIENT_SECRET "")
 if(EXISTS "${QUILLMOUNT_GOOGLE_CLIENT}")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${QUILLMOUNT_GOOGLE_CLIENT}")
     file(READ "${QUILLMOUNT_GOOGLE_CLIENT}" client)

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/EndToEnd/DriveInHome.h"
 
-#include "Platform/Linux/LinuxBundle.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Platform.h"
+#include "Platform/Testing/MemoryBundle.h"
 #include "Tests/EndToEnd/TestHome.h"
 
 #include <QJsonDocument>
@@ -18,7 +18,13 @@ DriveInHome::DriveInHome(TestHome &home, Time time)
     home.exportEnvironment();
     const QString bundle = qEnvironmentVariable("QUILLMOUNT_BIN");
     auto platform = makePlatform();
-    platform->bundle = std::make_unique<LinuxBundle>(bundle);
+    auto information = std::make_unique<MemoryBundle>();
+    information->setExecutable(u"QuillmountEngine"_s, bundle + u"/QuillmountEngine"_s);
+    information->setInfoString(u"QMGoogleClientID"_s, home.clientId());
+    information->setInfoString(u"QMGoogleClientSecret"_s, home.clientSecret());
+    information->setInfoString(u"QMGoogleAuthorizationEndpoint"_s, home.google.accounts() + u"/o/oauth2/v2/auth"_s);
+    information->setInfoString(u"QMGoogleTokenEndpoint"_s, home.google.accounts() + u"/token"_s);
+    platform->bundle = std::move(information);
     platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
     if (time == byHand)
         platform->clock = std::make_unique<ManualClock>();

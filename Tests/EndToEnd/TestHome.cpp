@@ -60,11 +60,6 @@ TestHome::TestHome()
     : m_folder(QDir::tempPath() + u"/quillmount home+XXXXXX"_s) {
     // Blank and plus sign are at home in paths, and mean something else in mount tables and patterns.
     m_folder.setAutoRemove(false);
-    const QJsonObject info =
-        QJsonDocument::fromJson(contentsOf(qEnvironmentVariable("QUILLMOUNT_BIN") + u"/Info.json"_s).value_or(""))
-            .object();
-    m_clientId = info["QMGoogleClientID"_L1].toString();
-    m_clientSecret = info["QMGoogleClientSecret"_L1].toString();
     m_caretaker = std::make_unique<Caretaker>(path().toUtf8(), mountPoint().toUtf8());
 }
 
@@ -112,17 +107,17 @@ void TestHome::exportEnvironment() const {
 QJsonObject TestHome::newToken(int lifetime) {
     return google.control(
         "POST", u"/grants"_s,
-        {{"clientId"_L1, m_clientId}, {"clientSecret"_L1, m_clientSecret}, {"lifetime"_L1, lifetime}});
+        {{"clientId"_L1, clientId()}, {"clientSecret"_L1, clientSecret()}, {"lifetime"_L1, lifetime}});
 }
 
 void TestHome::revokeGrant() {
-    google.control("POST", u"/grants/revoke"_s, {{"clientId"_L1, m_clientId}});
+    google.control("POST", u"/grants/revoke"_s, {{"clientId"_L1, clientId()}});
 }
 
 void TestHome::addAccount(const QJsonObject &token) const {
     const QString file = engineConfiguration();
     const QByteArray configuration =
-        "[drive]\ntype = drive\nclient_id = " + m_clientId.toUtf8() + "\nclient_secret = " + m_clientSecret.toUtf8() +
+        "[drive]\ntype = drive\nclient_id = " + clientId().toUtf8() + "\nclient_secret = " + clientSecret().toUtf8() +
         "\nscope = drive.file\ntoken = " + QJsonDocument(token).toJson(QJsonDocument::Compact) + "\n";
     if (!QDir().mkpath(QFileInfo(file).path()) || !writeTo(file, configuration) ||
         !QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner))

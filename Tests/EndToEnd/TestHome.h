@@ -34,8 +34,8 @@ public:
     void exportEnvironment() const;
 
     // The client that the application presents itself as, which has a grant at the local Google.
-    [[nodiscard]] QString clientId() const { return m_clientId; }
-    [[nodiscard]] QString clientSecret() const { return m_clientSecret; }
+    [[nodiscard]] QString clientId() const { return google.clientId(); }
+    [[nodiscard]] QString clientSecret() const { return google.clientSecret(); }
     // A new grant's token, as the engine's configuration keeps it. `lifetime`: of the access token, in seconds.
     [[nodiscard]] QJsonObject newToken(int lifetime = 3599);
     void revokeGrant();
@@ -79,8 +79,6 @@ private:
     void tellWhatHappened() const;
 
     QTemporaryDir m_folder;
-    QString m_clientId;
-    QString m_clientSecret;
     std::unique_ptr<Caretaker> m_caretaker;
 };
 

@@ -2,7 +2,6 @@
 #include "AccountsServer.h"
 
 #include "Tests/GoogleStandIn/ConsentPage.h"
-#include "Tests/GoogleStandIn/IdentityClaim.h"
 
 using namespace Qt::StringLiterals;
 
@@ -25,6 +24,16 @@ std::optional<AccountsServer::Answerer> AccountsServer::answererNamed(const QStr
     static const QMap<QString, Answerer> names{
         {u"agree"_s, Answerer::Agree}, {u"refuse"_s, Answerer::Refuse}, {u"untick"_s, Answerer::Untick}};
     return names.contains(name) ? std::optional(names[name]) : std::nullopt;
+}
+
+void AccountsServer::setAccount(const QString &account) {
+    const std::lock_guard lock(m_mutex);
+    m_account = account;
+}
+
+QString AccountsServer::account() {
+    const std::lock_guard lock(m_mutex);
+    return m_account;
 }
 
 void AccountsServer::serve(int descriptor) {
@@ -85,7 +94,7 @@ void AccountsServer::ask(Call &call) {
     }
     const QString ticket = m_codes.ask(request);
     sendPage(call, 200,
-             ConsentPage::question(request, ticket, QLatin1StringView(decisionPath), QLatin1StringView(accountEmail)));
+             ConsentPage::question(request, ticket, QLatin1StringView(decisionPath), account()));
 }
 
 void AccountsServer::decide(Call &call) {
@@ -111,7 +120,7 @@ void AccountsServer::sendOn(Call &call, const AuthorizationRequest &request, Ans
     if (answer == Answerer::Refuse) {
         address = request.redirection({{u"error"_s, u"access_denied"_s}});
     } else {
-        const QString code = m_codes.issue(request, answer == Answerer::Agree);
+        const QString code = m_codes.issue(request, answer == Answerer::Agree, account());
         address = request.redirection({{u"iss"_s, u"https://accounts.google.com"_s},
                                        {u"code"_s, code},
                                        {u"authuser"_s, u"0"_s},

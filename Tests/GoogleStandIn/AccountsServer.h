@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Tests/GoogleStandIn/AuthorizationCodes.h"
+#include "Tests/GoogleStandIn/IdentityClaim.h"
 #include "Tests/GoogleStandIn/Listener.h"
 #include "Tests/GoogleStandIn/RequestService.h"
 #include "Tests/GoogleStandIn/TokenEndpoint.h"
@@ -29,6 +30,8 @@ public:
 
     quint16 port() const { return m_listener.port(); }
     void setAnswerer(Answerer answerer) { m_answerer = answerer; }
+    /// Whose browser it is from now on: the e-mail address of the account.
+    void setAccount(const QString &account);
     void setNetwork(Listener::Mode mode) { m_listener.setMode(mode); }
     void cutConnections() { m_listener.cutConnections(); }
     /// "agree", "refuse" or "untick"; nothing for another word.
@@ -40,12 +43,15 @@ private:
     void ask(Call &call);
     void decide(Call &call);
     void sendOn(Call &call, const AuthorizationRequest &request, Answerer answer);
+    QString account();
     static void sendPage(Call &call, int status, const QByteArray &page);
 
     const Grants &m_grants;
     AuthorizationCodes &m_codes;
     TokenEndpoint &m_token;
     RequestService m_service;
+    std::mutex m_mutex;
+    QString m_account = QLatin1StringView(accountEmail);
     std::atomic<Answerer> m_answerer = Answerer::Person;
     Listener m_listener; // Last: its threads use everything above.
 };

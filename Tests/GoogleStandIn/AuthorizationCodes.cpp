@@ -34,7 +34,7 @@ std::optional<AuthorizationRequest> AuthorizationCodes::answer(const QString &ti
     return std::nullopt;
 }
 
-QString AuthorizationCodes::issue(const AuthorizationRequest &request, bool withDrive) {
+QString AuthorizationCodes::issue(const AuthorizationRequest &request, bool withDrive, const QString &account) {
     const std::lock_guard lock(m_mutex);
     QStringList scopes = request.scopes;
     if (!withDrive) {
@@ -44,6 +44,7 @@ QString AuthorizationCodes::issue(const AuthorizationRequest &request, bool with
     m_codes.append({.code = randomToken(u"4/0A"_s),
                     .agreement = {.clientId = request.clientId,
                                   .scopes = scopes,
+                                  .account = account,
                                   .refreshable = request.offline && request.consent},
                     .redirectUri = request.redirectUri,
                     .challenge = request.challenge,

@@ -15,6 +15,7 @@ public:
     struct Agreement {
         QString clientId;
         QStringList scopes;
+        QString account; ///< Who has agreed: an e-mail address.
         bool refreshable = false;
     };
 
@@ -23,8 +24,8 @@ public:
     /// The request of a ticket, which is used up; nothing for one that was never given out.
     std::optional<AuthorizationRequest> answer(const QString &ticket);
 
-    /// A code for what was asked, with or without the Drive.
-    QString issue(const AuthorizationRequest &request, bool withDrive);
+    /// A code for what was asked, with or without the Drive, of that account.
+    QString issue(const AuthorizationRequest &request, bool withDrive, const QString &account);
     /// What the code stands for. Whoever presents a code has used it up, also when it is refused. Throws OAuthError.
     Agreement redeem(const QString &code, const QString &clientId, const QString &redirectUri, const QString &verifier);
 

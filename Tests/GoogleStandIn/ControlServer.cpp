@@ -180,6 +180,9 @@ QJsonValue ControlServer::settings(const QJsonObject &body) {
         }
         m_accounts.setAnswerer(answerer.value_or(AccountsServer::Answerer::Person));
     }
+    if (body.contains("account"_L1)) {
+        m_accounts.setAccount(body.value("account"_L1).toString());
+    }
     if (body.contains("rootVisible"_L1)) {
         m_proxy.drive().setRootVisible(body.value("rootVisible"_L1).toBool());
     }

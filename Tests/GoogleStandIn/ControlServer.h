@@ -16,7 +16,7 @@ namespace quillmount::standin {
 /// - GET/POST /quota {"limit": bytes, 0 for none}
 /// - POST /grants {"clientId","clientSecret"[,"scope","lifetime"]} gives token JSON; POST /grants/revoke and
 ///   /grants/expire {"clientId": "" for all}
-/// - POST /settings {"tokenLifetime" and "codeLifetime" (seconds),"rootVisible",
+/// - POST /settings {"tokenLifetime" and "codeLifetime" (seconds),"account","rootVisible",
 ///   "automatic": "agree" | "refuse" | "untick" | "" (a person answers the page)}
 /// - GET /requests[?from=N], DELETE /requests, GET /statistics
 /// - POST /files {"action": "write" | "folder" | "trash" | "remove" | "rename", "path", "content" (base64), "to",

@@ -2,6 +2,7 @@
 #include "Grants.h"
 
 #include "Tests/GoogleStandIn/ApiError.h"
+#include "Tests/GoogleStandIn/IdentityClaim.h"
 #include "Tests/GoogleStandIn/TimeText.h"
 
 #include <QFile>
@@ -38,6 +39,7 @@ Grants::Grants(const QString &path)
         Grant grant{.clientId = value["client"_L1].toString(),
                     .refreshToken = value["refresh"_L1].toString(),
                     .scope = value["scope"_L1].toString(),
+                    .account = value["account"_L1].toString(QLatin1StringView(accountEmail)),
                     .revoked = value["revoked"_L1].toBool(),
                     .access = {}};
         const QJsonArray access = value["access"_L1].toArray();
@@ -62,6 +64,7 @@ void Grants::save() const {
         grants.append(QJsonObject{{"client"_L1, grant.clientId},
                                   {"refresh"_L1, grant.refreshToken},
                                   {"scope"_L1, grant.scope},
+                                  {"account"_L1, grant.account},
                                   {"revoked"_L1, grant.revoked},
                                   {"access"_L1, access}});
     }
@@ -105,11 +108,16 @@ void Grants::check(const QString &clientId, const QString &clientSecret) const {
     }
 }
 
-AccessToken Grants::issue(const QString &clientId, const QString &scope, bool refreshable, QString *refreshToken) {
+AccessToken Grants::issue(const QString &clientId, const QString &scope, const QString &account, bool refreshable,
+                          QString *refreshToken) {
     const std::lock_guard lock(m_mutex);
     *refreshToken = refreshable ? randomToken(u"1//"_s) : QString();
-    m_grants.append(
-        {.clientId = clientId, .refreshToken = *refreshToken, .scope = scope, .revoked = false, .access = {}});
+    m_grants.append({.clientId = clientId,
+                     .refreshToken = *refreshToken,
+                     .scope = scope,
+                     .account = account,
+                     .revoked = false,
+                     .access = {}});
     const AccessToken access = newAccess(m_grants.last(), m_lifetime);
     save();
     return access;
@@ -130,6 +138,7 @@ QJsonObject Grants::grant(const QString &clientId, const QString &clientSecret, 
         m_grants.append({.clientId = clientId,
                          .refreshToken = randomToken(u"1//"_s),
                          .scope = scope,
+                         .account = QLatin1StringView(accountEmail),
                          .revoked = false,
                          .access = {}});
         grant = &m_grants.last();
@@ -143,13 +152,14 @@ QJsonObject Grants::grant(const QString &clientId, const QString &clientSecret, 
 }
 
 AccessToken Grants::refresh(const QString &clientId, const QString &clientSecret, const QString &refreshToken,
-                            QString *scope) {
+                            QString *scope, QString *account) {
     const std::lock_guard lock(m_mutex);
     check(clientId, clientSecret);
     for (Grant &grant : m_grants) {
         if (grant.refreshToken == refreshToken && grant.clientId == clientId && !grant.revoked) {
             const AccessToken access = newAccess(grant, m_lifetime);
             *scope = grant.scope;
+            *account = grant.account;
             save();
             return access;
         }

@@ -42,14 +42,15 @@ public:
     void checkClient(const QString &clientId, const QString &clientSecret) const;
     /// A new grant of a client that is known. Without `refreshable` it ends with its access token, and the refresh
     /// token is empty.
-    AccessToken issue(const QString &clientId, const QString &scope, bool refreshable, QString *refreshToken);
+    AccessToken issue(const QString &clientId, const QString &scope, const QString &account, bool refreshable,
+                      QString *refreshToken);
     /// A grant for the client (made known with this secret), or the one that it has already; with a fresh access token
     /// in the form {"access_token","token_type","refresh_token","expiry"}. `scope` is OAuth's list of scopes.
     QJsonObject grant(const QString &clientId, const QString &clientSecret, const QString &scope, int lifetimeSeconds,
                       bool reuse);
     /// The refresh grant. Throws OAuthError.
     AccessToken refresh(const QString &clientId, const QString &clientSecret, const QString &refreshToken,
-                        QString *scope);
+                        QString *scope, QString *account);
     /// The viewer that a bearer token stands for; throws ApiError: 401, or 403 without access to Drive.
     Viewer authorize(const QByteArray &authorizationHeader);
 
@@ -65,6 +66,7 @@ private:
         QString clientId;
         QString refreshToken;
         QString scope;
+        QString account; // its e-mail address
         bool revoked = false;
         QList<AccessToken> access;
     };

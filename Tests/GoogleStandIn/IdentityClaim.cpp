@@ -18,7 +18,7 @@ QString encoded(const QJsonObject &object) {
 }
 } // namespace
 
-QString identityToken(const QString &clientId, const QStringList &scopes) {
+QString identityToken(const QString &clientId, const QStringList &scopes, const QString &account) {
     if (!scopes.contains("openid"_L1)) {
         return {};
     }
@@ -26,7 +26,7 @@ QString identityToken(const QString &clientId, const QStringList &scopes) {
     QJsonObject claims{{"iss"_L1, "https://accounts.google.com"_L1}, {"azp"_L1, clientId}, {"aud"_L1, clientId},
                        {"sub"_L1, "110169484474386276334"_L1},       {"iat"_L1, now},      {"exp"_L1, now + 3600}};
     if (scopes.contains(QLatin1StringView(AuthorizationRequest::emailScope))) {
-        claims.insert("email"_L1, QLatin1StringView(accountEmail));
+        claims.insert("email"_L1, account);
         claims.insert("email_verified"_L1, true);
     }
     const QJsonObject head{{"alg"_L1, "RS256"_L1}, {"kid"_L1, "local"_L1}, {"typ"_L1, "JWT"_L1}};

@@ -49,12 +49,12 @@ void requireOnly(const Parameters &form, const QStringList &ofTheGrant) {
     }
 }
 
-QJsonObject answer(const AccessToken &access, const QString &clientId, const QString &scope) {
+QJsonObject answer(const AccessToken &access, const QString &clientId, const QString &scope, const QString &account) {
     QJsonObject object{{"access_token"_L1, access.token},
                        {"expires_in"_L1, (access.expiresMs - nowMs() + 500) / 1000},
                        {"scope"_L1, scope},
                        {"token_type"_L1, "Bearer"_L1}};
-    if (const QString identity = identityToken(clientId, scope.split(u' ')); !identity.isEmpty()) {
+    if (const QString identity = identityToken(clientId, scope.split(u' '), account); !identity.isEmpty()) {
         object.insert("id_token"_L1, identity);
     }
     return object;
@@ -97,8 +97,9 @@ void TokenEndpoint::redeem(Call &call, const Parameters &form, const QString &cl
         m_codes.redeem(form.value(u"code"_s), clientId, form.value(u"redirect_uri"_s), form.value(u"code_verifier"_s));
     QString refreshToken;
     const QString scope = agreement.scopes.join(u' ');
-    const AccessToken access = m_grants.issue(clientId, scope, agreement.refreshable, &refreshToken);
-    QJsonObject object = answer(access, clientId, scope);
+    const AccessToken access =
+        m_grants.issue(clientId, scope, agreement.account, agreement.refreshable, &refreshToken);
+    QJsonObject object = answer(access, clientId, scope, agreement.account);
     if (!refreshToken.isEmpty()) {
         object.insert("refresh_token"_L1, refreshToken);
     }
@@ -109,8 +110,10 @@ void TokenEndpoint::refresh(Call &call, const Parameters &form, const QString &c
     call.kind = u"token.refresh"_s;
     requireOnly(form, {u"refresh_token"_s});
     QString scope;
-    const AccessToken access = m_grants.refresh(clientId, clientSecret, form.value(u"refresh_token"_s), &scope);
-    call.sendJson(200, answer(access, clientId, scope), noStore);
+    QString account;
+    const AccessToken access =
+        m_grants.refresh(clientId, clientSecret, form.value(u"refresh_token"_s), &scope, &account);
+    call.sendJson(200, answer(access, clientId, scope, account), noStore);
 }
 
 } // namespace quillmount::standin
