@@ -95,7 +95,8 @@ void AccountConnection::reopenBrowser() {
 
 void AccountConnection::tellThatNoBrowserOpened() {
     Platform::current().pasteboard->setText(QString::fromLatin1(m_auth->authURL()->toEncoded()));
-    m_noticeText = u"Your browser didn't open. The address of Google's page is on the clipboard: paste it into a browser to go on."_s;
+    m_noticeText =
+        u"Your browser didn't open. The address of Google's page is on the clipboard: paste it into a browser to go on."_s;
     Q_EMIT stateChanged();
 }
 

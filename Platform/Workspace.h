@@ -13,9 +13,9 @@ public:
     virtual ~Workspace() = default;
 
     // Opens the address with the user's own choice of program, a web address with their browser. `failed` is called
-    // from the event loop, at most once, when it is known within seconds that it did not open; it is kept for as long as
-    // the program runs, and owns what it uses. That it is not called does not say that a page has appeared. The address
-    // is not logged: it can hold secrets.
+    // from the event loop, at most once, when it is known within seconds that it did not open; it is kept for as long
+    // as the program runs, and owns what it uses. That it is not called does not say that a page has appeared. The
+    // address is not logged: it can hold secrets.
     virtual void openURL(const QUrl &url, std::function<void()> failed) = 0;
 };
 

@@ -90,15 +90,16 @@ QCoro::Task<GoogleAuth::Result> GoogleAuth::signIn(std::stop_token stop) {
     }
     if (self)
         Q_EMIT self->codeReceived();
-    Result result =
-        co_await exchange(code, verifier, redirect, credentials, endpoints->token, attemptStop);
+    Result result = co_await exchange(code, verifier, redirect, credentials, endpoints->token, attemptStop);
     co_return result;
 }
 
 void GoogleAuth::openBrowser() {
     Platform::current().workspace->openURL(*m_authURL, [self = QPointer(this), attempt = m_attempt] {
-        if (self && self->m_attempt == attempt && self->m_listener)
-            Q_EMIT self->browserFailed();
+        if (!self || self->m_attempt != attempt || !self->m_listener)
+            return;
+        qCWarning(log, "the browser could not be opened");
+        Q_EMIT self->browserFailed();
     });
 }
 

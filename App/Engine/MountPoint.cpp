@@ -35,8 +35,7 @@ constexpr mode_t clearedUpByTheUser = 0700;
 class Directory {
 public:
     explicit Directory(const QString &path)
-        : m_descriptor(
-              ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
+        : m_descriptor(::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
     ~Directory() {
         if (m_descriptor >= 0)
             ::close(m_descriptor);

@@ -44,8 +44,7 @@ QByteArray printed(const sockaddr_in &address, bool isMapped) {
 
 // The user of the other end; absent when the table does not tell.
 std::optional<uid_t> peerIn(const QByteArray &table, const Connection &connection, bool isMapped) {
-    const QByteArray ends =
-        ' ' + printed(connection.peer, isMapped) + ' ' + printed(connection.own, isMapped) + ' ';
+    const QByteArray ends = ' ' + printed(connection.peer, isMapped) + ' ' + printed(connection.own, isMapped) + ' ';
     const qsizetype entry = table.indexOf(ends);
     if (entry < 0)
         return std::nullopt;

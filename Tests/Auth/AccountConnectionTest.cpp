@@ -241,7 +241,8 @@ void AccountConnectionTest::placeIsTaken() {
     QCOMPARE(m_account->state(), State::failed);
     QVERIFY(m_account->errorText().contains(place));
     QVERIFY(m_platform->workspace().opened().isEmpty());
-    m_platform->mountTable().setProbe([](const QString &) { return true; }); // a drive that is mounted is not looked into
+    m_platform->mountTable().setProbe(
+        [](const QString &) { return true; }); // a drive that is mounted is not looked into
     m_account->start();
     QCOMPARE(m_account->state(), State::waitingForBrowser);
 }

@@ -300,9 +300,10 @@ void GoogleAuthTest::tokenEndpointOverTLS() {
     const QString key = folder.filePath(u"key"_s);
     const QString certificate = folder.filePath(u"certificate"_s);
     QProcess openssl;
-    openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
-                                 u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=test"_s, u"-addext"_s,
-                                 u"subjectAltName="_s + name, u"-keyout"_s, key, u"-out"_s, certificate});
+    openssl.start(u"openssl"_s,
+                  {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
+                   u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=test"_s, u"-addext"_s,
+                   u"subjectAltName="_s + name, u"-keyout"_s, key, u"-out"_s, certificate});
     QVERIFY(openssl.waitForFinished() && openssl.exitCode() == 0);
     QFile keyFile(key);
     QVERIFY(keyFile.open(QIODevice::ReadOnly));
@@ -488,13 +489,13 @@ void GoogleAuthTest::nothingSecretIsLogged() {
     logLines.clear();
     QLoggingCategory::setFilterRules(u"*=true"_s);
     const auto former = qInstallMessageHandler(keepLogLine);
-    m_platform->workspace().setOpens(false);
     const QByteArray answers[] = {"", "HTTP/1.1 500 Broken\r\n\r\nrefresh-secret",
                                   "HTTP/1.1 200 OK\r\n\r\nrefresh-secret"};
     QStringList secrets = {u"client-secret"_s, u"refresh-secret"_s, u"code-secret"_s};
     for (const QByteArray &answer : answers) {
         m_server->setRaw(answer);
         const SignIn outcome = signIn();
+        m_platform->workspace().fail(m_platform->workspace().opened().size() - 1);
         agree(opened(), u"code-secret"_s);
         QVERIFY(waitFor([&] { return outcome->isDone; }));
         try {

@@ -93,8 +93,7 @@ void AccountsServer::ask(Call &call) {
         return;
     }
     const QString ticket = m_codes.ask(request);
-    sendPage(call, 200,
-             ConsentPage::question(request, ticket, QLatin1StringView(decisionPath), account()));
+    sendPage(call, 200, ConsentPage::question(request, ticket, QLatin1StringView(decisionPath), account()));
 }
 
 void AccountsServer::decide(Call &call) {

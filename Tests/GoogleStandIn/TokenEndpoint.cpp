@@ -97,8 +97,7 @@ void TokenEndpoint::redeem(Call &call, const Parameters &form, const QString &cl
         m_codes.redeem(form.value(u"code"_s), clientId, form.value(u"redirect_uri"_s), form.value(u"code_verifier"_s));
     QString refreshToken;
     const QString scope = agreement.scopes.join(u' ');
-    const AccessToken access =
-        m_grants.issue(clientId, scope, agreement.account, agreement.refreshable, &refreshToken);
+    const AccessToken access = m_grants.issue(clientId, scope, agreement.account, agreement.refreshable, &refreshToken);
     QJsonObject object = answer(access, clientId, scope, agreement.account);
     if (!refreshToken.isEmpty()) {
         object.insert("refresh_token"_L1, refreshToken);

@@ -21,8 +21,8 @@ private Q_SLOTS:
 
 private:
     static bool setRoute(bool there) {
-        return QProcess::execute(u"/sbin/ip"_s, {u"route"_s, there ? u"replace"_s : u"flush"_s, u"default"_s,
-                                                 u"dev"_s, u"lo"_s}) == 0;
+        return QProcess::execute(u"/sbin/ip"_s,
+                                 {u"route"_s, there ? u"replace"_s : u"flush"_s, u"default"_s, u"dev"_s, u"lo"_s}) == 0;
     }
 };
 
