@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <sys/resource.h>
+
 using namespace quillmount;
 using namespace Qt::StringLiterals;
 
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void argumentsAreExact();
     void environmentIsInheritedExceptTheEnginesOwn();
     void secretsStayHidden();
+    void noPlaceForItsState();
 
 private:
     [[nodiscard]] ProcessInfo engine() const;
@@ -125,6 +128,7 @@ void LaunchTest::environmentIsInheritedExceptTheEnginesOwn() {
     QVERIFY(m_application->goLive());
 
     QMap<QByteArray, QByteArray> environment = engine().environment;
+    expected.insert("QUILLMOUNT_RECOVERY_DIRECTORY", m_home->path().toUtf8());
     expected.insert("RCLONE_CONFIG", m_home->engineConfiguration().toUtf8());
     for (const char *credential : {"RCLONE_RC_USER", "RCLONE_RC_PASS"}) {
         QCOMPARE(environment.value(credential).size(), 32);
@@ -159,6 +163,16 @@ void LaunchTest::secretsStayHidden() {
     };
     QTRY_VERIFY_WITH_TIMEOUT(look(), 20'000);
     QVERIFY(configurationWasRight);
+    // No core file, and with the hard limit of before: the browser is to get its own back.
+    QFile limits(u"/proc/%1/limits"_s.arg(m_home->application()));
+    QVERIFY(limits.open(QIODevice::ReadOnly));
+    const QByteArray text = limits.readAll();
+    const QByteArrayList core =
+        text.mid(text.indexOf("Max core file size")).split('\n').first().simplified().split(' ');
+    rlimit own = {};
+    ::getrlimit(RLIMIT_CORE, &own);
+    const QByteArray hard = own.rlim_max == RLIM_INFINITY ? "unlimited" : QByteArray::number(quint64(own.rlim_max));
+    QCOMPARE(core.mid(4, 2), QByteArrayList({own.rlim_max == 0 ? "0" : "1", hard}));
     secrets += engine().environment.value("RCLONE_RC_PASS");
     secrets += engine().environment.value("RCLONE_RC_USER");
 
@@ -172,6 +186,15 @@ void LaunchTest::secretsStayHidden() {
         QVERIFY(secret.size() > 8);
         QVERIFY(!seen.contains(secret));
     }
+}
+
+void LaunchTest::noPlaceForItsState() {
+    m_application->environment.insert(u"XDG_STATE_HOME"_s, u"/dev/null"_s);
+    m_application->start();
+    QCOMPARE(m_application->end(), 1);
+    QCOMPARE(m_application->output(), QByteArray());
+    QVERIFY(
+        m_application->log().contains("Quillmount cannot start: /dev/null/Quillmount/instance.lock cannot be opened"));
 }
 
 QTEST_GUILESS_MAIN(LaunchTest)

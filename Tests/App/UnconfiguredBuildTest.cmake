@@ -1,0 +1,12 @@
+# A build that was given no Google client has none in its information dictionary.
+set(PROJECT_SOURCE_DIR ${SOURCE})
+set(PROJECT_BINARY_DIR ${BINARY})
+set(QUILLMOUNT_GOOGLE_CLIENT ${BINARY}/no-such-file)
+include(${SOURCE}/cmake/QuillmountInfo.cmake)
+file(READ ${BINARY}/bin/Info.json info)
+foreach(key QMGoogleClientID QMGoogleClientSecret)
+    string(JSON value GET "${info}" ${key})
+    if(NOT value STREQUAL "")
+        message(FATAL_ERROR "${key} is \"${value}\"")
+    endif()
+endforeach()
