@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: LicenseRef-Quillmount
-# Sourced by the run script: what a person at the terminal is shown of the application's log.
+# Sourced by the run script: what a person at the terminal is shown of what the programs log.
 
 # What state failed($1) means, and what to do about it. $2: the engine's log, $3: the file that holds the account.
 failure_in_words() {
@@ -16,10 +16,10 @@ failure_in_words() {
   esac
 }
 
-# Passes on the application's own lines of a log on standard input, with words for every failure; the lines of its
+# Passes on the programs' own lines of a log on standard input, with words for every failure; the lines of their
 # libraries stay where they are.
 show_log() { # ENGINE-LOG ACCOUNT-FILE
-  local line own='^[0-9:.]+ quillmount\.[a-z.]+: ' failed='-> failed\(([A-Za-z]*)\)$'
+  local line own='^([0-9:.]+ quillmount\.[a-z.]+|google-stand-in): ' failed='-> failed\(([A-Za-z]*)\)$'
   while IFS= read -r line; do
     [[ $line =~ $own ]] || continue
     printf '%s\n' "$line"
