@@ -5,6 +5,7 @@
 #include "Platform/Linux/NfsMount/LoopbackHost.h"
 #include "Platform/Linux/NfsMount/MountInfo.h"
 #include "Platform/Linux/NfsMount/MountOptions.h"
+#include "Platform/Linux/NfsMount/NfsDecoding.h"
 #include "Platform/Linux/NfsMount/SillyName.h"
 
 #include <QTemporaryDir>
@@ -32,6 +33,8 @@ private Q_SLOTS:
     void readsTheListOfMounts();
     void resolvesTheParentOnly();
     void tellsWhoListens();
+    void keepsTimesInRange_data();
+    void keepsTimesInRange();
     void judgesSilence();
     void mapsErrors_data();
     void mapsErrors();
@@ -155,22 +158,39 @@ void MountRulesTest::resolvesTheParentOnly() {
 }
 
 void MountRulesTest::tellsWhoListens() {
-    const std::string heading =
-        "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout\n";
-    const auto line = [](const char *address, const char *state, int uid) {
-        return "   0: " + std::string(address) + " 00000000:0000 " + state +
-               " 00000000:00000000 00:00000000 00000000 " + std::to_string(uid) + " 0 1 1\n";
+    const auto table = [](const char *local, const char *state, int uid) {
+        return "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout\n   0: " +
+               std::string(local) + " 00000000:0000 " + state + " 00000000:00000000 00:00000000 00000000 " +
+               std::to_string(uid) + " 0 1 1\n";
     };
-    QVERIFY(listenerOwner(heading + line("0100007F:1F90", "0A", 7), 8080, 7) == ListenerOwner::Own);
-    QVERIFY(listenerOwner(heading + line("0100007F:1F90", "0A", 8), 8080, 7) == ListenerOwner::Foreign);
-    QVERIFY(listenerOwner(heading + line("00000000:1F90", "0A", 8), 8080, 7) == ListenerOwner::Foreign);
-    // A connection is not a listener, and neither another port nor another machine's address matters.
-    QVERIFY(listenerOwner(heading + line("0100007F:1F90", "01", 8), 8080, 7) == ListenerOwner::Unknown);
-    QVERIFY(listenerOwner(heading + line("0100007F:1F91", "0A", 8), 8080, 7) == ListenerOwner::Unknown);
-    QVERIFY(listenerOwner(heading + line("0101A8C0:1F90", "0A", 8), 8080, 7) == ListenerOwner::Unknown);
-    QVERIFY(listenerOwner(heading + line("00000000000000000000000001000000:1F90", "0A", 8), 8080, 7) ==
+    const auto owner = [&](const std::string &text) { return listenerOwner(text, "127.0.0.1", 8080, 7); };
+    QVERIFY(owner(table("0100007F:1F90", "0A", 7)) == ListenerOwner::Own);
+    for (const char *reached : {"0100007F:1F90", "00000000:1F90", "00000000000000000000000000000000:1F90",
+                                "0000000000000000FFFF00000100007F:1F90"})
+        QVERIFY(owner(table(reached, "0A", 8)) == ListenerOwner::Foreign);
+    // Another loopback address, another machine's, another port and a mere connection do not matter.
+    for (const char *other :
+         {"0200007F:1F90", "0101A8C0:1F90", "0100007F:1F91", "00000000000000000000000001000000:1F90"})
+        QVERIFY(owner(table(other, "0A", 8)) == ListenerOwner::Unknown);
+    QVERIFY(owner(table("0100007F:1F90", "01", 8)) == ListenerOwner::Unknown);
+    QVERIFY(owner("") == ListenerOwner::Unknown);
+    QVERIFY(listenerOwner(table("00000000000000000000000001000000:1F90", "0A", 8), "::1", 8080, 7) ==
             ListenerOwner::Foreign);
-    QVERIFY(listenerOwner("", 8080, 7) == ListenerOwner::Unknown);
+}
+
+void MountRulesTest::keepsTimesInRange_data() {
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<quint32>("sent");
+    QTest::newRow("before 1970") << qint64{-1} << 0U;
+    QTest::newRow("now") << qint64{1'800'000'000} << 1'800'000'000U;
+    QTest::newRow("the last one") << qint64{0xFFFFFFFF} << 0xFFFFFFFFU;
+    QTest::newRow("after it") << qint64{0x100000000} << 0xFFFFFFFFU;
+}
+
+void MountRulesTest::keepsTimesInRange() {
+    QFETCH(qint64, seconds);
+    QFETCH(quint32, sent);
+    QCOMPARE(wireTime({static_cast<time_t>(seconds), 5}).seconds, sent);
 }
 
 void MountRulesTest::judgesSilence() {
@@ -203,8 +223,8 @@ void MountRulesTest::mapsErrors_data() {
     QTest::addColumn<int>("procedure");
     QTest::addColumn<int>("status");
     QTest::addColumn<int>("error");
-    const auto row = [](const char *name, Procedure procedure, int status, int error) {
-        QTest::newRow(name) << static_cast<int>(procedure) << status << error;
+    const auto row = [](const char *title, Procedure procedure, int status, int error) {
+        QTest::newRow(title) << static_cast<int>(procedure) << status << error;
     };
     row("success", Procedure::Write, NFS3_OK, 0);
     row("no space", Procedure::Write, NFS3ERR_NOSPC, ENOSPC);
@@ -250,13 +270,13 @@ void MountRulesTest::knowsWhatToRepeat() {
 void MountRulesTest::hidesUnlinkedFiles() {
     const SillyName here("this machine");
     const SillyName there("another machine");
-    const std::string name = here.make(42);
-    QVERIFY(name.starts_with('.') && name.size() < 255);
-    QVERIFY(name != here.make(43));
-    QVERIFY(SillyName::isHidden(name) && here.isOwn(name) && !there.isOwn(name));
+    const std::string hidden = here.make(42);
+    QVERIFY(hidden.starts_with('.') && hidden.size() < 255);
+    QVERIFY(hidden != here.make(43));
+    QVERIFY(SillyName::isHidden(hidden) && here.isOwn(hidden) && !there.isOwn(hidden));
     QVERIFY(SillyName::isHidden(there.make(42)));
     for (const std::string &other :
-         {std::string(".nfs-notes"), name + "x", name.substr(1), name.substr(0, name.size() - 1),
+         {std::string(".nfs-notes"), hidden + "x", hidden.substr(1), hidden.substr(0, hidden.size() - 1),
           std::string(".nfs-quillmount-0123456789abcdeg-0123456789abcdef")})
         QVERIFY(!SillyName::isHidden(other));
 }

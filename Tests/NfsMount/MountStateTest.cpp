@@ -2,6 +2,7 @@
 #include "Platform/Linux/NfsMount/DirectorySnapshot.h"
 #include "Platform/Linux/NfsMount/InodeTable.h"
 #include "Platform/Linux/NfsMount/KnownListing.h"
+#include "Platform/Linux/NfsMount/LaneSlots.h"
 #include "Platform/Linux/NfsMount/ReadAhead.h"
 #include "Platform/Linux/NfsMount/WriteBehind.h"
 
@@ -10,9 +11,11 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 
 using namespace quillmount::nfsmount;
+using namespace std::chrono_literals;
 
 /// What the mount program keeps in mind: the tree of files, listings, bytes on their way in either direction.
 class MountStateTest : public QObject {
@@ -25,6 +28,7 @@ private Q_SLOTS:
     void gathersSmallWrites();
     void keepsOverlappingWritesInOrder();
     void writesWhatWasWritten();
+    void givesEachCallItsConnection();
     void readsAheadOfASequence();
     void putsListingsTogether();
     void startsListingsAgain();
@@ -185,6 +189,42 @@ void MountStateTest::writesWhatWasWritten() {
         }
         QVERIFY(server == expected);
     }
+}
+
+void MountStateTest::givesEachCallItsConnection() {
+    const LaneSlots::Moment start{};
+    const auto late = start + LaneSlots::patience;
+    LaneSlots lane;
+    // Some connections are there at once; then a call waits, until one is released or its patience ends.
+    std::set<std::size_t> taken;
+    for (std::size_t i = 0; i < LaneSlots::usual; ++i)
+        taken.insert(lane.take(i + 1, start, start).value());
+    QCOMPARE(taken.size(), LaneSlots::usual);
+    QVERIFY(!lane.take(0, start, late - 1ms));
+    // Calls of one stream follow each other on one connection, those of another do not.
+    const std::size_t own = lane.take(1, start, start).value();
+    QVERIFY(!lane.take(99, start, start));
+    lane.release(own, start);
+    QVERIFY(!lane.take(99, start, start));
+    lane.release(own, start);
+    QCOMPARE(lane.take(99, start, start), own);
+    // However many slow calls there are, the number of connections has an end.
+    for (std::size_t i = LaneSlots::usual; i < LaneSlots::most; ++i)
+        taken.insert(lane.take(0, start, late).value());
+    QCOMPARE(taken.size(), LaneSlots::most);
+    QVERIFY(!lane.take(0, start, late + 1h));
+    QVERIFY(!lane.nextIdle());
+    // What was opened in addition is closed when it has been idle for long; the usual ones stay.
+    for (const std::size_t place : taken)
+        lane.release(place, late);
+    QVERIFY(lane.nextIdle() == late + LaneSlots::idleTime);
+    QVERIFY(lane.idle(late + LaneSlots::idleTime - 1ms).empty());
+    const auto idle = lane.idle(late + LaneSlots::idleTime);
+    QCOMPARE(idle.size(), LaneSlots::most - LaneSlots::usual);
+    for (const std::size_t place : idle)
+        lane.close(place);
+    QVERIFY(!lane.nextIdle());
+    QVERIFY(lane.take(0, start, start).value() < LaneSlots::usual);
 }
 
 void MountStateTest::readsAheadOfASequence() {

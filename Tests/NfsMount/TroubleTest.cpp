@@ -18,6 +18,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <set>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -35,6 +36,8 @@ private Q_SLOTS:
     void takesLostConnectionsUpAgain();
     void understandsLostAnswers_data();
     void understandsLostAnswers();
+    void letsNoSlowCallHoldUpOthers_data();
+    void letsNoSlowCallHoldUpOthers();
     void looksAroundWhileReading();
     void tellsAnUnreachableFolderFromAnEmptyOne();
     void reportsWriteErrors();
@@ -211,6 +214,57 @@ void TroubleTest::understandsLostAnswers() {
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(u' '), left);
     }
     QVERIFY(lost >= 1);
+}
+
+void TroubleTest::letsNoSlowCallHoldUpOthers_data() {
+    QTest::addColumn<quint32>("procedure");
+    QTest::addColumn<QString>("command");
+    QTest::newRow("make folder") << 9U << u"mkdir $1-$2.d/new"_s;
+    QTest::newRow("read") << 6U << u"cat $1-$2"_s;
+    QTest::newRow("write") << 7U << u"echo more >> $1-$2"_s;
+}
+
+void TroubleTest::letsNoSlowCallHoldUpOthers() {
+    QFETCH(quint32, procedure);
+    QFETCH(QString, command);
+    constexpr int slowCalls = 12;
+    std::set<QByteArray> held; // on the relay's thread only
+    std::atomic<int> holding = 0;
+    std::atomic<bool> hold = false;
+    MountedEngine drive;
+    for (int i = 0; i <= slowCalls; ++i) {
+        QVERIFY(QDir(drive.backend()).mkdir(u"file-%1.d"_s.arg(i)));
+        QVERIFY(write(drive.backend() + u"/file-%1"_s.arg(i), "content\n"));
+    }
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        if (!hold || call.procedure != procedure)
+            return {};
+        if (holding < slowCalls && held.insert(call.bytes).second)
+            ++holding;
+        return held.contains(call.bytes) ? TcpRelay::Verdict{TcpRelay::Verdict::Hold, 0} : TcpRelay::Verdict{};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    hold = true;
+    const auto arguments = [&](int i) {
+        return QStringList{u"-c"_s, command, u"script"_s, drive.mountPoint() + u"/file"_s, QString::number(i)};
+    };
+    std::vector<std::unique_ptr<QProcess>> slow;
+    for (int i = 0; i < slowCalls; ++i) {
+        slow.push_back(std::make_unique<QProcess>());
+        slow.back()->start(u"sh"_s, arguments(i));
+        QVERIFY(slow.back()->waitForStarted());
+    }
+    const bool allHeld = MountedEngine::waitFor([&] { return holding == slowCalls; });
+    QProcess other;
+    other.start(u"sh"_s, arguments(slowCalls));
+    const bool othersGoOn = other.waitForFinished(10'000);
+    hold = false;
+    for (const auto &each : slow)
+        QVERIFY(each->waitForFinished());
+    QVERIFY2(allHeld, "slow calls wait for each other");
+    QVERIFY2(othersGoOn, "a slow call holds up another program's");
+    QCOMPARE(other.exitCode(), 0);
 }
 
 void TroubleTest::looksAroundWhileReading() {

@@ -34,7 +34,7 @@ public:
     Connection &operator=(const Connection &) = delete;
 
     bool isReady() const { return m_state == State::Ready; }
-    /// Calls outstanding and calls about to be made.
+    /// How many wait for it to be connected again.
     int load() const { return m_load; }
     void addLoad(int change) { m_load += change; }
 

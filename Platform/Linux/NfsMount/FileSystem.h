@@ -120,7 +120,7 @@ private:
     std::uint64_t addOpen(const InodePtr &inode);
     void dropOpen(std::uint64_t id);
     Task<void> afterLastClose(InodePtr inode);
-    Task<int> readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
+    Task<int> readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, std::uint64_t stream,
                         std::size_t &got);
     Task<void> beginReading(InodePtr inode);
     void endReading(const InodePtr &inode);

@@ -109,14 +109,14 @@ void FileSystem::endExclusive(const InodePtr &inode) {
     inode->file->settled.open();
 }
 
-Task<int> FileSystem::readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, bool ahead,
-                                std::size_t &got) {
+Task<int> FileSystem::readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size,
+                                std::uint64_t stream, std::size_t &got) {
     got = 0;
     for (int doubts = 0; got < size;) {
         co_await beginReading(inode);
         const Result<ReadResult> part =
             co_await onHandle<ReadResult>(Procedure::Read, inode, [&](const Handle &handle) {
-                return m_client.read(handle, offset + got, buffer + got, size - got, ahead);
+                return m_client.read(handle, offset + got, buffer + got, size - got, stream);
             });
         endReading(inode);
         if (part.error != 0)
@@ -141,7 +141,9 @@ Task<int> FileSystem::readRange(InodePtr inode, std::uint64_t offset, char *buff
 Task<void> FileSystem::fetchBlock(InodePtr inode, ReadAhead::BlockPtr block) {
     block->bytes = Buffer(block->length);
     std::size_t got = 0;
-    const int error = co_await readRange(inode, block->offset, block->bytes.data(), block->length, true, got);
+    // Two calls of one reader may overlap.
+    const std::uint64_t stream = 2 * inode->id() + (block->offset / ReadAhead::blockSize) % 2;
+    const int error = co_await readRange(inode, block->offset, block->bytes.data(), block->length, stream, got);
     block->bytes.setSize(got);
     block->settled = true;
     block->valid = error == 0 && got == block->length;
@@ -186,7 +188,7 @@ Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t off
     }
     Buffer buffer(size);
     std::size_t got = 0;
-    const int error = co_await readRange(inode, offset, buffer.data(), size, false, got);
+    const int error = co_await readRange(inode, offset, buffer.data(), size, 0, got);
     if (error != 0)
         request.fail(error);
     else
@@ -221,7 +223,6 @@ void FileSystem::write(Request request, std::uint64_t id, std::uint64_t offset, 
     found->second->uncommitted = true;
     if (state.pending.isEmpty()) {
         ++m_pendingFiles;
-        state.stream = m_client.quietStream();
     }
     m_pendingBytes -= state.pending.bytes();
     const std::uint64_t sequence = block.size() > 0 ? state.pending.accept(offset, std::move(block))
@@ -298,7 +299,7 @@ Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afte
         const Result<WriteResult> part =
             co_await onHandle<WriteResult>(Procedure::Write, inode, [&](const Handle &handle) {
                 return m_client.write(handle, chunk->offset + done, chunk->bytes.data() + done,
-                                      chunk->bytes.size() - done, state->stream);
+                                      chunk->bytes.size() - done, inode->id());
             });
         error = part.error;
         if (error == 0 && part.value.count == 0)
@@ -345,7 +346,7 @@ Task<void> FileSystem::commit(std::shared_ptr<OpenFile> file, NfsClient::Commit 
     if (!file->uncommitted && how == NfsClient::Commit::Close)
         co_return;
     file->uncommitted = false;
-    const std::uint64_t stream = file->state->stream;
+    const std::uint64_t stream = file->inode->id();
     const Result<Nothing> done = co_await onHandle<Nothing>(
         Procedure::Commit, file->inode, [&](const Handle &handle) { return m_client.commit(handle, how, stream); });
     if (done.error != 0)

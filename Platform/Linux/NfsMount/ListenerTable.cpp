@@ -1,28 +1,49 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/NfsMount/ListenerTable.h"
 
+#include <arpa/inet.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace quillmount::nfsmount {
 namespace {
 
-/// True for the kernel's hexadecimal form of "every address" or of a loopback address, of either family.
-bool reachesLoopback(std::string_view address) {
-    if (address.find_first_not_of('0') == std::string_view::npos)
-        return true;
-    if (address.size() == 8)
-        return address.ends_with("7F");
-    return address == "00000000000000000000000001000000" ||
-           (address.starts_with("0000000000000000FFFF0000") && address.ends_with("7F"));
+/// The forms in which the kernel writes the listeners that a connection to \a address reaches: those of exactly this
+/// address, and of every address. Whoever listens on another loopback address gets nothing of ours.
+std::set<std::string> listenersReached(const std::string &address) {
+    const std::string every(32, '0');
+    std::set<std::string> result{every.substr(0, 8), every};
+    // Words of four bytes, as this machine orders them.
+    const auto hexadecimal = [](const std::uint32_t *words, int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i) {
+            char word[9];
+            std::snprintf(word, sizeof word, "%08X", words[i]);
+            text += word;
+        }
+        return text;
+    };
+    std::uint32_t words[4] = {};
+    if (inet_pton(AF_INET, address.c_str(), words) == 1) {
+        const std::uint32_t mapped[4] = {0, 0, htonl(0xFFFF), words[0]};
+        result.insert(hexadecimal(words, 1));
+        result.insert(hexadecimal(mapped, 4));
+    } else if (inet_pton(AF_INET6, address.c_str(), words) == 1) {
+        result.insert(hexadecimal(words, 4));
+    }
+    return result;
 }
 
 } // namespace
 
-ListenerOwner listenerOwner(std::string_view socketTable, std::uint16_t port, std::uint32_t userId) {
+ListenerOwner listenerOwner(std::string_view socketTable, const std::string &address, std::uint16_t port,
+                            std::uint32_t userId) {
+    const std::set<std::string> reached = listenersReached(address);
     ListenerOwner owner = ListenerOwner::Unknown;
     std::istringstream lines{std::string(socketTable)};
     std::string line;
@@ -35,7 +56,7 @@ ListenerOwner listenerOwner(std::string_view socketTable, std::uint16_t port, st
         const auto colon = local.rfind(':');
         if (!fields || colon == std::string::npos || state != "0A")
             continue;
-        if (std::strtoul(local.c_str() + colon + 1, nullptr, 16) != port || !reachesLoopback(local.substr(0, colon)))
+        if (std::strtoul(local.c_str() + colon + 1, nullptr, 16) != port || !reached.contains(local.substr(0, colon)))
             continue;
         if (uid != userId)
             return ListenerOwner::Foreign;
@@ -51,7 +72,7 @@ ListenerOwner currentListenerOwner(const std::string &address, std::uint16_t por
         std::ifstream file(path);
         std::ostringstream text;
         text << file.rdbuf();
-        const ListenerOwner owner = listenerOwner(text.str(), port, geteuid());
+        const ListenerOwner owner = listenerOwner(text.str(), address, port, geteuid());
         if (owner == ListenerOwner::Foreign)
             return owner;
         if (owner == ListenerOwner::Own)

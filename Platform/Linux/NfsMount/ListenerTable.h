@@ -10,9 +10,11 @@ namespace quillmount::nfsmount {
 /// Who listens on a loopback port, as far as the kernel's socket list tells.
 enum class ListenerOwner { Own, Foreign, Unknown };
 
-/// Reads the text of /proc/net/tcp or /proc/net/tcp6. Every local process may listen on a port that our engine has just
-/// left, and would be given the user's files; the owner of the listening socket tells the two apart.
-ListenerOwner listenerOwner(std::string_view socketTable, std::uint16_t port, std::uint32_t userId);
+/// Who would take a connection to \a address, a literal one. Reads the text of /proc/net/tcp or /proc/net/tcp6. Every
+/// local process may listen on a port that our engine has just left, and would be given the user's files; the owner of
+/// the listening socket tells the two apart.
+ListenerOwner listenerOwner(std::string_view socketTable, const std::string &address, std::uint16_t port,
+                            std::uint32_t userId);
 
 /// The same for the sockets of this machine as they are now.
 ListenerOwner currentListenerOwner(const std::string &address, std::uint16_t port);

@@ -32,7 +32,7 @@ diropargs3 wire(Handle &folder, std::string &name) {
 template <class Result, class T, class Args>
 Task<void> NfsClient::perform(Reply<T> &reply, Lane lane, std::uint64_t stream, Args *args,
                               int (*start)(rpc_context *, rpc_cb, Args *, void *)) {
-    constexpr auto take = [](void *into, void *data) {
+    constexpr auto decodeInto = [](void *into, void *data) {
         decode(*static_cast<Reply<T> *>(into), *static_cast<const Result *>(data));
     };
     callStarted();
@@ -40,13 +40,15 @@ Task<void> NfsClient::perform(Reply<T> &reply, Lane lane, std::uint64_t stream, 
     const auto limit = EventLoop::Clock::now() + m_endpoint.deadTimeout;
     std::chrono::milliseconds pause = 1ms;
     while (!m_dead && !m_gone) {
-        Connection &connection = choose(lane, stream);
-        connection.addLoad(1);
+        const std::optional<std::size_t> place = co_await take(lane, stream);
+        if (!place)
+            break;
+        Connection &connection = *m_lanes[static_cast<std::size_t>(lane)].connections[*place];
         auto end = Connection::CallEnd::Lost;
         const int error = co_await connect(connection);
         if (error == 0)
-            end = co_await connection.call<Args>(start, args, take, &reply);
-        connection.addLoad(-1);
+            end = co_await connection.call<Args>(start, args, decodeInto, &reply);
+        release(lane, *place);
         if (end == Connection::CallEnd::Answered) {
             reply.ending = Ending::Answered;
             break;
@@ -88,8 +90,7 @@ Task<Reply<Change>> NfsClient::setAttributes(Handle file, AttributeChange change
     }
     if (change.modified) {
         args.new_attributes.mtime.set_it = SET_TO_CLIENT_TIME;
-        args.new_attributes.mtime.set_mtime_u.mtime = {static_cast<u_int>(change.modified->tv_sec),
-                                                       static_cast<u_int>(change.modified->tv_nsec)};
+        args.new_attributes.mtime.set_mtime_u.mtime = wireTime(*change.modified);
     }
     Reply<Change> answer;
     co_await perform<SETATTR3res>(answer, Lane::Metadata, 0, &args, &rpc_nfs3_setattr_async);
@@ -103,13 +104,14 @@ Task<Reply<FoundFile>> NfsClient::lookup(Handle folder, std::string name) {
     co_return answer;
 }
 
-Task<Reply<ReadResult>> NfsClient::read(Handle file, std::uint64_t offset, char *buffer, std::size_t size, bool ahead) {
+Task<Reply<ReadResult>> NfsClient::read(Handle file, std::uint64_t offset, char *buffer, std::size_t size,
+                                        std::uint64_t stream) {
     READ3args args{wire(file), offset, static_cast<count3>(size)};
     Reply<ReadResult> answer;
     answer.value.buffer = buffer;
     answer.value.capacity = size;
-    const Lane lane = ahead ? Lane::ReadAhead : Lane::Read;
-    co_await perform<READ3res>(answer, lane, 0, &args, &rpc_nfs3_read_async);
+    const Lane lane = stream != 0 ? Lane::ReadAhead : Lane::Read;
+    co_await perform<READ3res>(answer, lane, stream, &args, &rpc_nfs3_read_async);
     co_return answer;
 }
 

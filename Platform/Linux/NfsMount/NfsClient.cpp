@@ -18,55 +18,74 @@ NfsClient::NfsClient(EventLoop &loop, Endpoint endpoint)
 
 NfsClient::~NfsClient() = default;
 
-Connection &NfsClient::choose(Lane lane, std::uint64_t stream) {
-    switch (lane) {
-    case Lane::Metadata:
-        return chooseFrom(m_metadata, connectionsPerLane, 0, m_endpoint.port);
-    case Lane::Read:
-        return chooseFrom(m_reading, connectionsPerLane, 0, m_endpoint.port);
-    case Lane::ReadAhead:
-        // Reading ahead keeps to some of the connections, so that it never stands in the way of another reader.
-        return chooseFrom(m_reading, connectionsPerLane / 2, 0, m_endpoint.port);
-    case Lane::Write:
-        return chooseFrom(m_writing, connectionsPerLane, stream, m_endpoint.port);
-    case Lane::Mount:
-        break;
+Task<std::optional<std::size_t>> NfsClient::take(Lane lane, std::uint64_t stream) {
+    LaneState &state = m_lanes[static_cast<std::size_t>(lane)];
+    const auto since = EventLoop::Clock::now();
+    std::optional<EventLoop::TimerKey> impatience;
+    std::optional<std::size_t> place;
+    while (!m_dead && !m_gone) {
+        place = state.slots.take(stream, since, EventLoop::Clock::now());
+        if (place)
+            break;
+        if (!impatience)
+            impatience = m_loop.at(since + LaneSlots::patience, [&state] { state.released.open(); });
+        co_await state.released.wait();
     }
-    return chooseFrom(m_mounting, 1, 0, m_endpoint.mountPort);
+    if (impatience)
+        m_loop.cancel(*impatience);
+    if (place && state.connections.size() <= *place)
+        state.connections.resize(*place + 1);
+    if (place && !state.connections[*place]) {
+        const std::uint16_t port = lane == Lane::Mount ? m_endpoint.mountPort : m_endpoint.port;
+        state.connections[*place] = std::make_unique<Connection>(m_loop, *this, m_endpoint.address, port);
+    }
+    co_return place;
 }
 
-Connection &NfsClient::chooseFrom(Pool &pool, std::size_t most, std::uint64_t stream, std::uint16_t port) {
-    const auto add = [&]() -> Connection & {
-        pool.push_back(std::make_unique<Connection>(m_loop, *this, m_endpoint.address, port));
-        return *pool.back();
-    };
-    if (stream != 0) {
-        const std::size_t index = stream % most;
-        while (pool.size() <= index)
-            add();
-        return *pool[index];
-    }
-    const std::size_t considered = std::min(most, pool.size());
-    Connection *best = nullptr;
-    for (std::size_t i = 0; i < considered; ++i) {
-        if (!best || pool[i]->load() < best->load())
-            best = pool[i].get();
-    }
-    if (!best || (best->load() > 0 && pool.size() < most))
-        return add();
-    return *best;
+void NfsClient::release(Lane lane, std::size_t place) {
+    LaneState &state = m_lanes[static_cast<std::size_t>(lane)];
+    state.slots.release(place, EventLoop::Clock::now());
+    state.released.open();
+    armClosing();
 }
 
-std::uint64_t NfsClient::quietStream() const {
-    std::size_t best = 0;
-    for (std::size_t i = 0; i < connectionsPerLane; ++i) {
-        if (i == m_writing.size())
-            return m_writing.empty() || m_writing[best]->load() > 0 ? i + connectionsPerLane
-                                                                    : best + connectionsPerLane;
-        if (m_writing[i]->load() < m_writing[best]->load())
-            best = i;
+void NfsClient::armClosing() {
+    if (m_closingArmed)
+        return;
+    std::optional<EventLoop::Moment> next;
+    for (const LaneState &state : m_lanes) {
+        const auto idle = state.slots.nextIdle();
+        if (idle && (!next || *idle < *next))
+            next = idle;
     }
-    return best + connectionsPerLane; // never 0, and the same connection by remainder
+    if (!next)
+        return;
+    m_closingArmed = true;
+    m_loop.at(std::max(*next, EventLoop::Clock::now() + 1s), [this] { closeIdle(); });
+}
+
+void NfsClient::closeIdle() {
+    const auto now = EventLoop::Clock::now();
+    for (LaneState &state : m_lanes) {
+        for (const std::size_t place : state.slots.idle(now)) {
+            if (state.connections[place]->load() > 0)
+                continue; // it is being connected again
+            state.slots.close(place);
+            state.connections[place].reset();
+        }
+    }
+    m_closingArmed = false;
+    armClosing();
+}
+
+void NfsClient::closeAll() {
+    for (LaneState &state : m_lanes) {
+        for (const auto &connection : state.connections) {
+            if (connection)
+                connection->close();
+        }
+        state.released.open();
+    }
 }
 
 Task<int> NfsClient::connect(Connection &connection) {
@@ -106,10 +125,7 @@ Task<void> NfsClient::reconnect(Connection &connection) {
 void NfsClient::declareGone() {
     if (std::exchange(m_gone, true))
         return;
-    for (Pool *pool : {&m_metadata, &m_reading, &m_writing, &m_mounting}) {
-        for (auto &connection : *pool)
-            connection->close();
-    }
+    closeAll();
     if (m_onGone)
         m_onGone();
 }
@@ -147,10 +163,7 @@ void NfsClient::look() {
 
 void NfsClient::declareDead() {
     m_dead = true;
-    for (Pool *pool : {&m_metadata, &m_reading, &m_writing, &m_mounting}) {
-        for (auto &connection : *pool)
-            connection->close();
-    }
+    closeAll();
     if (!m_pinging)
         spawn(awaitRevival());
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Platform/Linux/NfsMount/Connection.h"
+#include "Platform/Linux/NfsMount/LaneSlots.h"
 #include "Platform/Linux/NfsMount/Liveness.h"
 #include "Platform/Linux/NfsMount/NfsDecoding.h"
 
@@ -29,7 +30,7 @@ struct AttributeChange {
 /// The calls of NFS version 3, each repeated by itself when its connection is lost.
 ///
 /// The server works through each connection strictly in turn, so calls are spread over lanes: a listing never waits
-/// behind a large READ or WRITE. A lane takes another connection only when all that it has are busy.
+/// behind a large READ or WRITE. Within its lane a call waits for a connection of its own (see LaneSlots).
 class NfsClient final : public Connection::Observer {
 public:
     NfsClient(EventLoop &loop, Endpoint endpoint);
@@ -46,9 +47,12 @@ public:
     Task<Reply<Attributes>> getAttributes(Handle file);
     Task<Reply<Change>> setAttributes(Handle file, AttributeChange change);
     Task<Reply<FoundFile>> lookup(Handle folder, std::string name);
-    /// Reads into \a buffer, which must stay valid until the call ends.
-    Task<Reply<ReadResult>> read(Handle file, std::uint64_t offset, char *buffer, std::size_t size, bool ahead);
-    /// Writes from \a data, which must stay valid until the call ends. Writes of one \a stream keep to one connection.
+    /// Reads into \a buffer, which must stay valid until the call ends. Reading ahead names a stream, and never stands
+    /// in the way of a program that waits, whose stream is 0.
+    Task<Reply<ReadResult>> read(Handle file, std::uint64_t offset, char *buffer, std::size_t size,
+                                 std::uint64_t stream);
+    /// Writes from \a data, which must stay valid until the call ends. Writes of one \a stream reach the server in
+    /// turn.
     Task<Reply<WriteResult>> write(Handle file, std::uint64_t offset, const char *data, std::size_t size,
                                    std::uint64_t stream);
     /// How much a commit asks for.
@@ -57,8 +61,6 @@ public:
         Close,  ///< the server closes the file, which it keeps open between calls, and tells of errors that come late
     };
     Task<Reply<Nothing>> commit(Handle file, Commit how, std::uint64_t stream);
-    /// The stream whose connection has the least to do.
-    std::uint64_t quietStream() const;
     /// Creates a file; an existing one is never touched.
     Task<Reply<FoundFile>> create(Handle folder, std::string name);
     Task<Reply<FoundFile>> makeDirectory(Handle folder, std::string name);
@@ -73,16 +75,23 @@ public:
 
 private:
     enum class Lane : std::uint8_t { Metadata, Read, ReadAhead, Write, Mount };
-    static constexpr std::size_t connectionsPerLane = 4;
-    using Pool = std::vector<std::unique_ptr<Connection>>;
+    struct LaneState {
+        LaneSlots slots;
+        std::vector<std::unique_ptr<Connection>> connections; ///< by place
+        Gate released;
+    };
 
     /// Sends a call until it is answered or there is no hope of an answer.
     template <class Result, class T, class Args>
     Task<void> perform(Reply<T> &reply, Lane lane, std::uint64_t stream, Args *args,
                        int (*start)(rpc_context *, rpc_cb, Args *, void *));
 
-    Connection &choose(Lane lane, std::uint64_t stream);
-    Connection &chooseFrom(Pool &pool, std::size_t most, std::uint64_t stream, std::uint16_t port);
+    /// Waits for a connection of the lane; gives its place, or nothing when the server is gone or dead.
+    Task<std::optional<std::size_t>> take(Lane lane, std::uint64_t stream);
+    void release(Lane lane, std::size_t place);
+    void armClosing();
+    void closeIdle();
+    void closeAll();
     /// Gives an error number, or 0 once \a connection can be used.
     Task<int> connect(Connection &connection);
 
@@ -102,14 +111,12 @@ private:
     EventLoop &m_loop;
     Endpoint m_endpoint;
     Liveness m_liveness;
-    Pool m_metadata;
-    Pool m_reading;
-    Pool m_writing;
-    Pool m_mounting;
+    std::array<LaneState, 5> m_lanes;
     std::unique_ptr<Connection> m_ping;
     std::function<void()> m_onGone;
     bool m_pinging = false;
     bool m_lookArmed = false;
+    bool m_closingArmed = false;
     bool m_dead = false;
     bool m_gone = false;
 };

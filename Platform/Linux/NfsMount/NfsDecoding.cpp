@@ -84,6 +84,14 @@ bool succeeded(Reply<T> &reply, int status) {
 
 } // namespace
 
+nfstime3 wireTime(const timespec &time) {
+    constexpr std::int64_t last = 0xFFFFFFFF;
+    const std::int64_t seconds = time.tv_sec;
+    if (seconds < 0 || seconds > last)
+        return {static_cast<u_int>(seconds < 0 ? 0 : last), 0};
+    return {static_cast<u_int>(seconds), static_cast<u_int>(time.tv_nsec)};
+}
+
 void decode(Reply<Handle> &reply, const mountres3 &result) {
     if (!succeeded(reply, static_cast<int>(result.fhs_status)))
         return;

@@ -47,6 +47,9 @@ struct SpaceResult {
     std::uint64_t free = 0;
 };
 
+/// The nearest time that can be sent: seconds since 1970 in 32 bits.
+nfstime3 wireTime(const timespec &time);
+
 // Each takes an answer out of the library's structures, which are valid only while the library calls back.
 void decode(Reply<Handle> &reply, const mountres3 &result);
 void decode(Reply<Attributes> &reply, const GETATTR3res &result);
