@@ -14,7 +14,7 @@ import time
 import urllib.request
 from pathlib import Path
 
-from drive import Drive
+from contestants import LocalGoogle, Processes, Quillmount
 
 FILES = 1000
 PERIOD = 2.5  # seconds between two rounds of what the user does
@@ -39,9 +39,8 @@ def percentile(values, share):
     return sorted(values)[min(len(values) - 1, int(share * len(values)))]
 
 
-def prepare(drive, rounds):
+def prepare(top, rounds):
     """Puts onto Google what no listing has seen yet."""
-    top = drive.google / "My Drive" / "Quillmount"
     for name in ("lists", "renames", "opens"):
         (top / name).mkdir(parents=True)
     for number in range(rounds):
@@ -56,11 +55,13 @@ def main():
     seconds = float(sys.argv[2]) if len(sys.argv) > 2 else 60
     with contextlib.ExitStack() as stack:
         world = Path(stack.enter_context(tempfile.TemporaryDirectory(prefix="foreground-", ignore_cleanup_errors=True)))
-        drive = Drive(Path(sys.argv[1]).resolve(), world, stack)
-        token = drive.start_google()
-        prepare(drive, 200)
-        drive.add_account(token)
-        drive.start_application()
+        processes, binaries = Processes(stack), Path(sys.argv[1]).resolve()
+        google = LocalGoogle(processes, binaries, world)
+        drive = Quillmount(processes, google, binaries, world)
+        prepare(drive.uploaded, 200)
+        google.start()
+        drive.add_account(google.configuration)
+        drive.start()
         drive.await_live()
         control = Control(world)
         top = drive.mount_point
@@ -73,7 +74,6 @@ def main():
         for number in range(FILES):
             (top / "many" / f"{number}").write_text("x" * 1024)
         print(f"{FILES} files saved in {time.monotonic() - begin:.1f} s")
-        uploaded = lambda: control("GET", "statistics")["byKind"].get("upload.create", 0)
         time.sleep(10)  # the first of them have been waiting for long enough by then
         times = collections.defaultdict(list)
         before, begin = control("GET", "statistics"), time.monotonic()
@@ -95,7 +95,7 @@ def main():
         for name, values in times.items():
             print(f"{name}: {len(values)} times, median {percentile(values, 0.5):.2f} s, "
                   f"95th percentile {percentile(values, 0.95):.2f} s, longest {max(values):.2f} s")
-        stored = len(list((drive.google / "My Drive" / "Quillmount" / "many").iterdir()))
+        stored = len(list((drive.uploaded / "many").iterdir()))
         refused = after["byStatus"].get("403", 0)
         calls = (after["total"] - before["total"]) / took
         print(f"{stored} files uploaded in {took + 10:.0f} s, {refused} calls refused, {calls:.1f} calls a second: "
