@@ -40,6 +40,7 @@ private Q_SLOTS:
     void refusesWhatItCannotDo();
     void removesFolders();
     void setsTimes();
+    void tellsWhenItWasChanged();
     void tellsFreeSpace();
     void showsAnotherWritersChange();
     void showsWhatItWroteAtOnce();
@@ -342,6 +343,32 @@ void FileCallsTest::setsTimes() {
     QCOMPARE(::close(file), 0);
     struct stat status {};
     QCOMPARE(::stat(at("file").constData(), &status), 0);
+    QCOMPARE(status.st_mtim.tv_sec, 1'111'111'111);
+}
+
+void FileCallsTest::tellsWhenItWasChanged() {
+    const QByteArray folder = at("folder");
+    const QByteArray file = folder + "/file";
+    const QByteArray moved = at("moved");
+    const auto changes = [](const QByteArray &path, auto action) {
+        struct stat before {
+        }, after{};
+        const bool known = ::stat(path.constData(), &before) == 0;
+        const bool done = action() == 0;
+        const auto moment = [](const timespec &time) { return std::pair(time.tv_sec, time.tv_nsec); };
+        return known && done && ::stat(path.constData(), &after) == 0 && moment(after.st_ctim) > moment(before.st_ctim);
+    };
+    QCOMPARE(::mkdir(folder.constData(), 0700), 0);
+    QVERIFY(changes(folder, [&] { return ::close(::open(file.constData(), O_CREAT | O_WRONLY, 0600)); }));
+    QVERIFY(changes(file, [&] { return ::chmod(file.constData(), 0640); }));
+    QVERIFY(changes(folder, [&] { return ::rename(file.constData(), moved.constData()); }));
+    QVERIFY(changes(folder, [&] { return ::rename(moved.constData(), file.constData()); }));
+    QVERIFY(changes(folder, [&] { return ::unlink(file.constData()); }));
+    // A time that was set is the last word.
+    const timespec times[2] = {{1'000'000'000, 0}, {1'111'111'111, 0}};
+    QCOMPARE(::utimensat(AT_FDCWD, folder.constData(), times, 0), 0);
+    struct stat status {};
+    QCOMPARE(::stat(folder.constData(), &status), 0);
     QCOMPARE(status.st_mtim.tv_sec, 1'111'111'111);
 }
 

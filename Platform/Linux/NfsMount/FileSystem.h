@@ -114,6 +114,7 @@ private:
     Task<int> removeEmptyFolder(InodePtr folder, std::string name, InodePtr target);
     Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
     void nameChanged(Inode &folder, std::string_view name);
+    static void entriesChanged(Inode &folder);
 
     // Content
     std::shared_ptr<FileState> stateOf(Inode &inode);

@@ -60,8 +60,9 @@ struct stat FileSystem::statOf(const Inode &inode, const Attributes &attributes)
     result.st_blocks = static_cast<blkcnt_t>((attributes.used + 511) / 512);
     result.st_blksize = preferredTransfer;
     result.st_atim = attributes.accessed;
-    result.st_mtim = attributes.modified;
-    result.st_ctim = attributes.changed;
+    const auto latest = [](const timespec &a, const timespec &b) { return isLater(a, b) ? a : b; };
+    result.st_mtim = latest(inode.entriesChanged, attributes.modified);
+    result.st_ctim = latest(latest(inode.entriesChanged, inode.statusChanged), attributes.changed);
     return result;
 }
 
@@ -186,7 +187,7 @@ Task<void> FileSystem::lookup(Request request, InodePtr folder, std::string name
 }
 
 Task<void> FileSystem::getAttributes(Request request, InodePtr inode) {
-    const Result<Attributes> result = co_await fetchAttributes(inode);
+    const Result<Attributes> result = co_await recentAttributes(inode);
     if (result.error != 0) {
         request.fail(result.error);
         co_return;
@@ -263,6 +264,9 @@ Task<void> FileSystem::setAttributes(Request request, InodePtr inode, struct sta
         request.fail(error);
         co_return;
     }
+    inode->statusChanged = currentTime();
+    if (change.modified)
+        inode->entriesChanged = {};
     const struct stat attributes = statOf(*inode, after);
     const double left = trustLeft(inode->heard.asked);
     request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, left); });

@@ -342,15 +342,28 @@ Task<void> FileSystem::settle(InodePtr inode) {
 }
 
 Task<void> FileSystem::commit(std::shared_ptr<OpenFile> file, NfsClient::Commit how) {
-    co_await settle(file->inode);
-    if (!file->uncommitted && how == NfsClient::Commit::Close)
+    const std::shared_ptr<FileState> state = file->state;
+    if (!file->uncommitted && how == NfsClient::Commit::Close) {
+        co_await settle(file->inode);
         co_return;
+    }
     file->uncommitted = false;
-    const std::uint64_t stream = file->inode->id();
-    const Result<Nothing> done = co_await onHandle<Nothing>(
-        Procedure::Commit, file->inode, [&](const Handle &handle) { return m_client.commit(handle, how, stream); });
-    if (done.error != 0)
-        noteError(*file->state, done.error);
+    const std::uint64_t sequence = state->pending.seal();
+    pump(file->inode);
+    while (state->pending.hasUnsent())
+        co_await state->settled.wait();
+    // The server works through a connection in turn, so it may be asked behind the last WRITE without waiting for that
+    // one's answer. If it answers this first all the same, it was asked too early.
+    while (true) {
+        const std::uint64_t stream = file->inode->id();
+        const Result<Nothing> done = co_await onHandle<Nothing>(
+            Procedure::Commit, file->inode, [&](const Handle &handle) { return m_client.commit(handle, how, stream); });
+        if (done.error != 0)
+            noteError(*state, done.error);
+        if (state->pending.isDone(sequence))
+            break;
+        co_await settle(file->inode);
+    }
 }
 
 Task<void> FileSystem::flush(Request request, std::uint64_t id, NfsClient::Commit how) {

@@ -35,6 +35,10 @@ void FileSystem::nameChanged(Inode &folder, std::string_view name) {
         folder.names->changed(name, EventLoop::Clock::now());
 }
 
+void FileSystem::entriesChanged(Inode &folder) {
+    clock_gettime(CLOCK_REALTIME, &folder.entriesChanged);
+}
+
 Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::string name) {
     if (const int error = checkName(*folder, name); error != 0) {
         request.fail(error);
@@ -58,6 +62,7 @@ Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::stri
         request.fail(made.error);
         co_return;
     }
+    entriesChanged(*folder);
     const InodePtr inode = m_table.obtain(folder, name, FileType::Directory, made.value.handle);
     if (!unsure) {
         // It is empty, so the names that will be made in it need not be looked for.
@@ -74,6 +79,8 @@ Task<Result<FoundFile>> FileSystem::createOrFind(InodePtr folder, std::string na
         Procedure::Create, folder, [&](const Handle &handle) { return m_client.create(handle, name); });
     nameChanged(*folder, name);
     const bool doneBefore = meansDoneBefore(Procedure::Create, made.repeated, made.status);
+    if (made.error == 0 || doneBefore)
+        entriesChanged(*folder);
     const bool incomplete = made.error == 0 && (!made.value.hasAttributes || made.value.handle.empty());
     if (incomplete || doneBefore || (made.error == EEXIST && !exclusive)) {
         made = co_await find(folder, name);
@@ -152,6 +159,7 @@ Task<int> FileSystem::removeName(InodePtr folder, std::string name, Procedure pr
     const bool doneBefore = meansDoneBefore(procedure, removed.repeated, removed.status);
     if (removed.error != 0 && !doneBefore)
         co_return removed.error;
+    entriesChanged(*folder);
     if (const InodePtr inode = m_table.child(*folder, name)) {
         m_unlinked.erase(inode);
         m_table.detach(*inode);
@@ -176,8 +184,11 @@ Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr n
         error = errorNumber(Procedure::Rename, moved);
         nameChanged(*folder, name);
         nameChanged(*newFolder, newName);
-        if (error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status))
+        if (error == 0 || meansDoneBefore(Procedure::Rename, repeated, moved.status)) {
+            entriesChanged(*folder);
+            entriesChanged(*newFolder);
             co_return 0;
+        }
         if (!meansLostHandle(Procedure::Rename, moved.ending, moved.status))
             break;
         if (folder->handle == from)

@@ -56,6 +56,10 @@ public:
     /// For a folder: what is known of its names; null until that matters.
     std::unique_ptr<KnownListing> names;
     Heard heard;
+    /// When anything but the content was changed here last, which the server does not keep.
+    timespec statusChanged{};
+    /// For a folder: when a name was made or removed here last. The server is not asked for the time each time.
+    timespec entriesChanged{};
     /// Handle calls in progress.
     int busy = 0;
     /// True for a file that lives on under a hidden name because it was unlinked while open.

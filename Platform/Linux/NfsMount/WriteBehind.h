@@ -42,6 +42,8 @@ public:
     /// True when everything up to \a sequence is confirmed or given up.
     bool isDone(std::uint64_t sequence) const { return m_chunks.empty() || m_chunks.front().sequence > sequence; }
     bool isEmpty() const { return m_chunks.empty(); }
+    /// True while something has not been sent for the first time.
+    bool hasUnsent() const { return static_cast<std::size_t>(m_inFlight) < m_chunks.size(); }
     int inFlight() const { return m_inFlight; }
     /// Where the last of the pending bytes ends; 0 when there are none.
     std::uint64_t end() const;
