@@ -130,7 +130,7 @@ func (c *driveCache) sync(file *vfs.File) error {
 	name := filepath.FromSlash(encoder.OS.FromStandardPath(file.CachePath()))
 	for _, root := range []string{c.data, c.meta} {
 		for at := filepath.Join(root, name); len(at) >= len(root); at = filepath.Dir(at) {
-			if err := syncFile(at); err != nil && !errors.Is(err, os.ErrNotExist) {
+			if err := toDisk(at); err != nil && !errors.Is(err, os.ErrNotExist) {
 				return err
 			}
 		}
@@ -138,8 +138,8 @@ func (c *driveCache) sync(file *vfs.File) error {
 	return nil
 }
 
-// syncFile brings a file or folder to the disk.
-func syncFile(path string) error {
+// toDisk brings a file or folder to the disk.
+var toDisk = func(path string) error {
 	file, err := os.Open(path)
 	if err != nil {
 		return err

@@ -6,7 +6,6 @@ import (
 	"bytes"
 	"context"
 	"encoding/binary"
-	"errors"
 	"io"
 	"net"
 	"os"
@@ -214,6 +213,32 @@ func TestCallsThatFailLeaveTheFileUploadable(t *testing.T) {
 	}
 }
 
+func TestCommitBringsAFileToTheDiskUnlessItOnlyCloses(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	must(t, s.drive.Mkdir("folder", 0o700))
+	really, synced := toDisk, map[string]bool{}
+	toDisk = func(path string) error {
+		synced[path] = true
+		return really(path)
+	}
+	defer func() { toDisk = really }()
+	closeOnly := append(bytes.Repeat([]byte{0xff}, 8), 0, 0, 0, 0)
+	for _, c := range []struct {
+		name      string
+		arguments []byte
+		want      int // data, metadata, and the folders of both up to the cache's
+	}{{"a close", closeOnly, 0}, {"fsync", make([]byte, 12), 6}, {"fsync of a part", bytes.Repeat([]byte{1}, 12), 6}} {
+		s.save("folder/a.txt", c.name)
+		clear(synced)
+		if status, _ := rpc(t, s.dial(), 21, opaque(s.handleOf("folder/a.txt")), c.arguments); status != 0 {
+			t.Errorf("%s: status %d", c.name, status)
+		}
+		if len(synced) != c.want || c.want > 0 && !synced[filepath.Join(s.files.cache.meta, "folder/a.txt")] {
+			t.Errorf("%s brought these to the disk: %v", c.name, synced)
+		}
+	}
+}
+
 func TestLateErrorsAreToldOnce(t *testing.T) {
 	s := serveFolder(t, time.Hour)
 	s.save("a.txt", "text")
@@ -340,15 +365,5 @@ func TestMovesAndRemovalsAroundPendingUploads(t *testing.T) {
 				t.Errorf("these are there as well: %v", found)
 			}
 		})
-	}
-}
-
-func TestAMoveThatFailsLeavesBothFiles(t *testing.T) {
-	s := serveFolder(t, time.Hour)
-	s.save("a", "a")
-	s.save("b", "b")
-	must(t, os.Mkdir(filepath.Join(s.remote, "c"), 0o700))
-	if err := s.moves.rename("missing", "b"); !errors.Is(err, os.ErrNotExist) {
-		t.Errorf("moving nothing gave %v", err)
 	}
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/MountedEngine.h"
 
 #include <QDir>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -24,6 +26,7 @@ constexpr int folderNames = 2;
 constexpr int openFiles = 5;
 constexpr int largestOffset = 3'000'000;
 constexpr int largestWrite = 300'000;
+constexpr int longestPause = 500; // ms
 
 /// What one operation gave: the number and the bytes must be the same on both sides.
 struct Outcome {
@@ -137,17 +140,21 @@ private:
 
 } // namespace
 
-/// The same random operations on the mount and on a local folder, compared step by step. The seed is printed; set
-/// QUILLMOUNT_SEED and QUILLMOUNT_STEPS to run others.
+/// The same random operations on the mount and on a local folder, compared step by step; and, with uploads all the while,
+/// what Google has in the end. The seed is printed; set QUILLMOUNT_SEED and QUILLMOUNT_STEPS to run others.
 class RandomOperationsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void behavesLikeALocalFolder_data();
     void behavesLikeALocalFolder();
+    void uploadsWhatIsLeft_data();
+    void uploadsWhatIsLeft();
 
 private:
-    QString step(QRandomGenerator &random, Side &local, Side &mounted);
+    /// With \a mostlyNames more of the operations move, remove and make files and folders.
+    QString step(QRandomGenerator &random, Side &local, Side &mounted, bool mostlyNames);
+    int steps(int usual) const;
 };
 
 namespace {
@@ -178,7 +185,7 @@ QString both(const char *what, Side &local, Side &mounted, Operation operation) 
 
 } // namespace
 
-QString RandomOperationsTest::step(QRandomGenerator &random, Side &local, Side &mounted) {
+QString RandomOperationsTest::step(QRandomGenerator &random, Side &local, Side &mounted, bool mostlyNames) {
     const auto pick = [&](int count) { return random.bounded(count); };
     // Small numbers are likely, so that operations meet each other.
     const auto offset = [&] { return static_cast<qint64>(pick(3) == 0 ? pick(largestOffset) : pick(20'000)); };
@@ -194,7 +201,7 @@ QString RandomOperationsTest::step(QRandomGenerator &random, Side &local, Side &
     const int other = pick(fileNames * (folderNames + 1));
     const int folder = 1 + pick(folderNames);
     const auto run = [&](const char *what, auto operation) { return both(what, local, mounted, operation); };
-    switch (pick(24)) {
+    switch (mostlyNames && pick(3) == 0 ? 16 + pick(6) : pick(24)) {
     case 0:
     case 1:
     case 2: {
@@ -264,10 +271,13 @@ void RandomOperationsTest::behavesLikeALocalFolder_data() {
         QTest::addRow("seed %u", seed) << seed;
 }
 
+int RandomOperationsTest::steps(int usual) const {
+    return qEnvironmentVariableIsSet("QUILLMOUNT_STEPS") ? qEnvironmentVariableIntValue("QUILLMOUNT_STEPS") : usual;
+}
+
 void RandomOperationsTest::behavesLikeALocalFolder() {
     QFETCH(quint32, seed);
-    const int steps =
-        qEnvironmentVariableIsSet("QUILLMOUNT_STEPS") ? qEnvironmentVariableIntValue("QUILLMOUNT_STEPS") : 3000;
+    const int steps = this->steps(3000);
     // Nothing is uploaded meanwhile: the engine's local backend loses track of files whose folder is renamed while they
     // are on their way, which is not what is tested here.
     MountedEngine drive({u"--vfs-write-back"_s, u"1h"_s});
@@ -279,7 +289,7 @@ void RandomOperationsTest::behavesLikeALocalFolder() {
         Side local(drive.local());
         Side mounted(drive.mountPoint());
         for (int i = 0; i < steps; ++i) {
-            const QString difference = step(random, local, mounted);
+            const QString difference = step(random, local, mounted, false);
             if (!difference.isEmpty())
                 qInfo().noquote() << "the engine's log:" << drive.engineLog();
             QVERIFY2(difference.isEmpty(), qPrintable(u"seed %1, step %2: %3"_s.arg(seed).arg(i).arg(difference)));
@@ -293,6 +303,58 @@ void RandomOperationsTest::behavesLikeALocalFolder() {
     QVERIFY(diff.waitForFinished());
     QCOMPARE(diff.readAll(), QByteArray());
     QCOMPARE(diff.exitCode(), 0);
+}
+
+void RandomOperationsTest::uploadsWhatIsLeft_data() {
+    QTest::addColumn<quint32>("seed");
+    if (qEnvironmentVariableIsSet("QUILLMOUNT_SEED"))
+        QTest::newRow("given") << qEnvironmentVariable("QUILLMOUNT_SEED").toUInt();
+    else
+        QTest::newRow("seed 7") << 7U;
+}
+
+void RandomOperationsTest::uploadsWhatIsLeft() {
+    QFETCH(quint32, seed);
+    const int steps = this->steps(400);
+    LocalGoogle google;
+    MountedEngine drive(google, {u"--vfs-write-back"_s, u"200ms"_s});
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    qInfo("seed %u, %d steps", seed, steps);
+    QRandomGenerator random(seed);
+    {
+        Side local(drive.local());
+        Side mounted(drive.mountPoint());
+        for (int i = 0; i < steps; ++i) {
+            // Now and then uploads get time to begin.
+            if (random.bounded(8) == 0) {
+                google.clearRequests();
+                const int most = random.bounded(longestPause);
+                MountedEngine::waitFor([&] { return !google.requests().isEmpty(); }, most);
+            }
+            const QString difference = step(random, local, mounted, true);
+            if (!difference.isEmpty())
+                qInfo().noquote() << "the engine's log:" << drive.engineLog();
+            QVERIFY2(difference.isEmpty(), qPrintable(u"seed %1, step %2: %3"_s.arg(seed).arg(i).arg(difference)));
+        }
+    }
+    QByteArray difference;
+    const auto isLike = [&](const QString &folder) {
+        QProcess diff;
+        diff.start(u"diff"_s, {u"-r"_s, drive.local(), folder});
+        const bool ended = diff.waitForFinished();
+        difference = diff.readAll();
+        return ended && diff.exitCode() == 0;
+    };
+    const QString uploaded = google.pathOf(u"Quillmount"_s);
+    QVERIFY2(MountedEngine::waitFor([&] { return isLike(uploaded); }, 60'000),
+             qPrintable(u"seed %1: "_s.arg(seed) + QString::fromUtf8(difference)));
+    QVERIFY(drive.unmount());
+    drive.signalEngine(SIGKILL);
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QVERIFY2(isLike(drive.mountPoint()), qPrintable(u"seed %1: "_s.arg(seed) + QString::fromUtf8(difference)));
+    QVERIFY2(isLike(uploaded), qPrintable(u"seed %1: "_s.arg(seed) + QString::fromUtf8(difference)));
 }
 
 QTEST_GUILESS_MAIN(RandomOperationsTest)

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/Support/MountedEngine.h"
+#include "Tests/Support/LocalGoogle.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -38,6 +40,7 @@ bool answers(quint16 port) {
 
 MountedEngine::MountedEngine(const QStringList &extraEngineArguments)
     : m_extra(extraEngineArguments) {
+    m_remote = backend();
     const QDir directory(m_directory.path());
     for (const auto *name : {"backend", "cache", "local", "mnt"})
         directory.mkdir(QLatin1StringView(name));
@@ -47,6 +50,13 @@ MountedEngine::MountedEngine(const QStringList &extraEngineArguments)
         setsid();
         prctl(PR_SET_PDEATHSIG, SIGKILL);
     });
+}
+
+MountedEngine::MountedEngine(const LocalGoogle &google, const QStringList &extraEngineArguments)
+    : MountedEngine(extraEngineArguments) {
+    m_remote = QStringLiteral("drive:Quillmount");
+    putFile(m_directory.filePath(QStringLiteral("engine.conf")), google.engineConfiguration());
+    m_engine.setProcessEnvironment(google.environment());
 }
 
 MountedEngine::~MountedEngine() {
@@ -70,7 +80,7 @@ bool MountedEngine::startEngine() {
     for (int attempt = 0; attempt < 3; ++attempt) {
         m_port = freePort();
         const QString address = QStringLiteral("127.0.0.1:%1").arg(m_port);
-        QStringList arguments{QStringLiteral("serve"), QStringLiteral("nfs"), backend()};
+        QStringList arguments{QStringLiteral("serve"), QStringLiteral("nfs"), m_remote};
         const auto add = [&](const char *flag, const QString &value) { arguments << QLatin1StringView(flag) << value; };
         add("--addr", address);
         add("--config", m_directory.filePath(QStringLiteral("engine.conf")));

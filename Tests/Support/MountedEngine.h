@@ -13,11 +13,15 @@
 
 namespace quillmount {
 
+class LocalGoogle;
+
 /// The real engine serving an ordinary folder over NFS, and real mounts of it, for one test. Nothing outlives the
 /// object; if the test program itself is killed the engine goes with it, and a mount ends when its engine is gone.
 class MountedEngine {
 public:
     explicit MountedEngine(const QStringList &extraEngineArguments = {});
+    /// The same with the folder "Quillmount" of \a google's account, which must outlive this.
+    MountedEngine(const LocalGoogle &google, const QStringList &extraEngineArguments);
     ~MountedEngine();
     MountedEngine(const MountedEngine &) = delete;
     MountedEngine &operator=(const MountedEngine &) = delete;
@@ -63,6 +67,7 @@ public:
 private:
     QTemporaryDir m_directory;
     QStringList m_extra;
+    QString m_remote;
     QProcess m_engine;
     QStringList m_mounts;
     QString m_complaint;
