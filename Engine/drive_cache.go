@@ -147,61 +147,80 @@ var toDisk = func(path string) error {
 	return errors.Join(file.Sync(), file.Close())
 }
 
-// upload returns the entry of a file in the queue of uploads.
-func (c *driveCache) upload(name string) (info writeback.QueueInfo, found bool) {
-	queue, _ := c.Queue()["queue"].([]writeback.QueueInfo)
-	for _, info := range queue {
-		if info.Name == name {
-			return info, true
-		}
-	}
-	return info, false
-}
-
 // asideFile is a file of the cache under a name that nobody looks for.
 type asideFile struct {
 	cache *driveCache
 	name  string
 }
 
-// setAside takes a file of the cache out of the way of what is about to happen under its name. An upload that runs is
-// ended, and none begins. If the engine dies before the file is put somewhere or dropped, the next start uploads its
-// changes under a name that says that it was kept.
-func (c *driveCache) setAside(file *vfs.File) (*asideFile, error) {
-	name := file.CachePath()
+// setAside takes a file of the cache, which has this object at Google, out of the way of what is about to happen under
+// its name. An upload that runs is ended, and none begins. If the engine dies before the file is put somewhere or
+// dropped, the next start uploads its changes under a name that says that it was kept.
+func (c *driveCache) setAside(name string, object fs.Object) (*asideFile, error) {
 	leaf := path.Base(name)
 	if len(leaf) > 180 {
 		leaf = strings.ToValidUTF8(leaf[:180], "")
 	}
 	aside := &asideFile{cache: c, name: path.Join(path.Dir(name), fmt.Sprintf("%s (kept %x)", leaf, time.Now().UnixNano()))}
-	if err := c.Rename(name, aside.name, objectOf(file)); err != nil {
+	if err := c.Rename(name, aside.name, object); err != nil {
 		return nil, err
 	}
 	c.delay(aside.name)
 	return aside, nil
 }
 
-// delay keeps the upload of a file from beginning.
-func (c *driveCache) delay(name string) {
-	if info, found := c.upload(name); found {
-		_ = c.QueueSetExpiry(info.ID, time.Now(), putOff) // it can only have left the queue
+// uploads returns the entries in the queue of uploads of a path and everything below it.
+func (c *driveCache) uploads(name string) (found []writeback.QueueInfo) {
+	queue, _ := c.Queue()["queue"].([]writeback.QueueInfo)
+	for _, info := range queue {
+		if within(info.Name, name) {
+			found = append(found, info)
+		}
+	}
+	return found
+}
+
+// uploading tells whether a file is on its way to Google.
+func (c *driveCache) uploading(name string) bool {
+	for _, info := range c.uploads(name) {
+		if info.Uploading {
+			return true
+		}
+	}
+	return false
+}
+
+// attempted tells whether Google may have got something of a file that waits for its upload or is being uploaded.
+func (c *driveCache) attempted(name string) bool {
+	for _, info := range c.uploads(name) {
+		if info.Uploading || info.Tries > 0 {
+			return true
+		}
+	}
+	return false
+}
+
+// delay keeps uploads of a path and everything below it from beginning.
+func (c *driveCache) delay(name string) { c.schedule(name, putOff) }
+
+// hasten lets uploads of a path and everything below it begin after the usual time.
+func (c *driveCache) hasten(name string) { c.schedule(name, time.Duration(c.drive.Opt.WriteBack)) }
+
+func (c *driveCache) schedule(name string, after time.Duration) {
+	for _, info := range c.uploads(name) {
+		if !info.Uploading {
+			_ = c.QueueSetExpiry(info.ID, time.Now(), after) // fails for what has left the queue meanwhile
+		}
 	}
 }
 
-// hasten lets the upload of a file begin after the usual time.
-func (c *driveCache) hasten(name string) {
-	if info, found := c.upload(name); found {
-		_ = c.QueueSetExpiry(info.ID, time.Now(), time.Duration(c.drive.Opt.WriteBack))
-	}
-}
-
-// put gives the file a name at which nothing is, and the file of the drive that it belongs to.
-func (a *asideFile) put(file *vfs.File) {
+// put gives the file a name at which nothing is, and the object that it has at Google.
+func (a *asideFile) put(name string, object fs.Object) {
 	if a == nil {
 		return
 	}
-	if err := a.cache.Rename(a.name, file.CachePath(), objectOf(file)); err != nil {
-		fs.Errorf(file, "Failed to put a file of the cache in its place: %v", err)
+	if err := a.cache.Rename(a.name, name, object); err != nil {
+		fs.Errorf(name, "Failed to put a file of the cache in its place: %v", err)
 	}
 }
 

@@ -18,14 +18,7 @@ import (
 // the new content to the object that has just gone to the trash. A file that Google does not have yet and that is moved
 // over one that it has leaves the object of the latter, to be updated by the upload; if the file is moved on or removed
 // before, the old content is back.
-type moves struct {
-	files *openFiles
-	// behind has the paths of files that Google does not have yet and where it has an object that was moved over.
-	// openFiles.mu protects it.
-	behind map[string]bool
-}
-
-func newMoves(files *openFiles) *moves { return &moves{files: files, behind: map[string]bool{}} }
+type moves struct{ files *openFiles }
 
 // begin closes what is open at the paths and below them, and holds up everybody else there until the function that it
 // returns is called.
@@ -119,60 +112,111 @@ func (m *moves) rename(from, to string) error {
 		return err
 	}
 	target, _ := other.(*vfs.File)
-	if cache == nil || !isFile || source == target {
-		if err := drive.Rename(from, to); err != nil {
-			return err
-		}
-		m.rekey(from, to)
-		return nil
+	switch {
+	case cache == nil || source == target && isFile:
+		return drive.Rename(from, to)
+	case isFile:
+		return m.renameFile(source, target, from, to)
+	default:
+		return m.renameFolder(from, to)
 	}
+}
 
-	var overwritten, aside *asideFile
-	restore := func() {
-		aside.put(source)
-		overwritten.put(target)
-		cache.hasten(source.CachePath())
-	}
+// renameFile moves a file, over another if there is a target.
+func (m *moves) renameFile(source, target *vfs.File, from, to string) (err error) {
+	drive, cache := m.files.drive, m.files.cache
+	var aside, overwritten *asideFile
+	sourceName := source.CachePath()
+	sourceObject := objectOf(source)
+	defer func() {
+		if err != nil {
+			aside.put(sourceName, sourceObject)
+			if target != nil {
+				overwritten.put(target.CachePath(), objectOf(target))
+			}
+			cache.hasten(sourceName)
+		}
+	}()
 	targetSeen := false // Google has something at the target
 	if target != nil {
-		uploading := m.uploading(target)
-		targetSeen = objectOf(target) != nil || uploading || m.isBehind(to)
-		if m.inUse(target) {
-			if overwritten, err = cache.setAside(target); err != nil {
+		name := target.CachePath()
+		targetSeen = objectOf(target) != nil || cache.attempted(name) || m.isBehind(to)
+		if cache.InUse(name) {
+			if overwritten, err = cache.setAside(name, objectOf(target)); err != nil {
 				return err
 			}
 		}
 	}
-	sourceSeen := m.isBehind(from)
-	if cache.dirtyItem(source.CachePath()) != nil {
-		cache.delay(source.CachePath())
-		if m.uploading(source) {
-			sourceSeen = true
-			if aside, err = cache.setAside(source); err != nil {
-				restore()
-				return err
-			}
+	cache.delay(sourceName)
+	sourceSeen := cache.attempted(sourceName) || m.isBehind(from)
+	if cache.uploading(sourceName) {
+		if aside, err = cache.setAside(sourceName, sourceObject); err != nil {
+			return err
 		}
+		sourceObject = objectOf(source) // the upload may have succeeded at the last moment
 	}
-	if objectOf(source) == nil && sourceSeen {
+	if sourceObject == nil && sourceSeen {
 		// Google has an object at the old path that the drive does not know of. It becomes the object of the new path.
-		if err := m.moveObject(from, to); err != nil {
-			restore()
+		if err = m.moveObject(from, to); err != nil {
 			return err
 		}
 		targetSeen = true
 	}
-	if err := drive.Rename(from, to); err != nil {
-		restore()
+	if err = drive.Rename(from, to); err != nil {
 		return err
 	}
 	overwritten.drop()
-	aside.put(source)
+	m.release(to)
+	aside.put(source.CachePath(), objectOf(source))
 	m.forget(from)
 	m.forget(to)
 	if objectOf(source) == nil && targetSeen {
 		m.remember(to)
 	}
+	m.rekey(from, to)
+	return nil
+}
+
+// renameFolder moves a folder. rclone sends what is being uploaded from it to the old path, for which it makes a folder
+// again.
+func (m *moves) renameFolder(from, to string) error {
+	drive, cache := m.files.drive, m.files.cache
+	aside := map[string]*asideFile{} // by path below the folder
+	object := func(name string) fs.Object {
+		if node, err := drive.Stat(name); err == nil {
+			object, _ := node.DirEntry().(fs.Object)
+			return object
+		}
+		return nil
+	}
+	finish := func(folder string) {
+		for below, file := range aside {
+			file.put(folder+below, object(folder+below))
+		}
+		cache.hasten(folder)
+	}
+	cache.delay(from)
+	for _, info := range cache.uploads(from) {
+		if !info.Uploading {
+			continue
+		}
+		file, err := cache.setAside(info.Name, object(info.Name))
+		if err != nil {
+			finish(from)
+			return err
+		}
+		aside[strings.TrimPrefix(info.Name, from)] = file
+	}
+	err := drive.Rename(from, to)
+	if err != nil {
+		finish(from)
+		return err
+	}
+	// What was set aside has moved with the folder.
+	for _, file := range aside {
+		file.name = to + strings.TrimPrefix(file.name, from)
+	}
+	finish(to)
 	m.rekey(from, to)
 	return nil
 }
@@ -208,10 +252,11 @@ func (m *moves) remove(name string) error {
 	if cache == nil || !isFile {
 		return drive.Remove(name)
 	}
-	seen := m.uploading(file) || m.isBehind(name)
+	cached := file.CachePath()
+	seen := cache.attempted(cached) || m.isBehind(name)
 	var aside *asideFile
-	if m.inUse(file) {
-		if aside, err = cache.setAside(file); err != nil {
+	if cache.InUse(cached) {
+		if aside, err = cache.setAside(cached, objectOf(file)); err != nil {
 			return err
 		}
 	}
@@ -221,12 +266,12 @@ func (m *moves) remove(name string) error {
 			err = object.Remove(context.Background())
 		}
 		if err != nil {
-			aside.put(file)
+			aside.put(cached, objectOf(file))
 			return err
 		}
 	}
 	if err := drive.Remove(name); err != nil {
-		aside.put(file)
+		aside.put(cached, objectOf(file))
 		return err
 	}
 	aside.drop()
@@ -235,33 +280,22 @@ func (m *moves) remove(name string) error {
 	return nil
 }
 
-// inUse tells whether the cache has more of a file than a copy of what Google has, or somebody reads it.
-func (m *moves) inUse(file *vfs.File) bool {
-	return m.files.cache.InUse(file.CachePath())
-}
-
-// uploading tells whether a file is on its way to Google.
-func (m *moves) uploading(file *vfs.File) bool {
-	info, found := m.files.cache.upload(file.CachePath())
-	return found && info.Uploading
-}
-
 func (m *moves) isBehind(path string) bool {
 	m.files.mu.Lock()
 	defer m.files.mu.Unlock()
-	return m.behind[path]
+	return m.files.behind[path]
 }
 
 func (m *moves) forget(path string) {
 	m.files.mu.Lock()
 	defer m.files.mu.Unlock()
-	delete(m.behind, path)
+	delete(m.files.behind, path)
 }
 
 func (m *moves) remember(path string) {
 	m.files.mu.Lock()
 	defer m.files.mu.Unlock()
-	m.behind[path] = true
+	m.files.behind[path] = true
 }
 
 // rekey moves what is known by path from one path to another, with everything below it.
@@ -276,10 +310,10 @@ func (m *moves) rekey(from, to string) {
 			f.files[e.path] = e
 		}
 	}
-	for path := range m.behind {
+	for path := range m.files.behind {
 		if path != from && within(path, from) {
-			delete(m.behind, path)
-			m.behind[to+strings.TrimPrefix(path, from)] = true
+			delete(m.files.behind, path)
+			m.files.behind[to+strings.TrimPrefix(path, from)] = true
 		}
 	}
 }

@@ -54,7 +54,7 @@ func newNFSService(ctx context.Context, drive *vfs.VFS, options *rclonenfs.Optio
 	if err != nil {
 		return nil, err
 	}
-	service := &nfsService{files: files, moves: newMoves(files), idle: make(chan struct{}),
+	service := &nfsService{files: files, moves: &moves{files}, idle: make(chan struct{}),
 		space: newFreeSpace(drive.Fs().Features().About)}
 	if _, err := rand.Read(service.id[:]); err != nil {
 		return nil, err

@@ -22,9 +22,10 @@ const (
 	readerSilence = 5 * time.Second
 	// rangesAge bounds how old the record on disk of what has been written to a file may become.
 	rangesAge = 200 * time.Millisecond
-	// fetchPause is the time between attempts to get the rest of a file that was written in parts.
-	fetchPause = 10 * time.Second
 )
+
+// fetchPause is the time between attempts to get the rest of a file that was written in parts.
+var fetchPause = 10 * time.Second
 
 // openFiles keeps the files of a drive open between the calls of a protocol that knows no open files. Opening and
 // closing for each call would rewrite the file's metadata in the cache twice, and take the file out of the queue of
@@ -40,6 +41,9 @@ type openFiles struct {
 	changed sync.Cond // something below changed
 	files   map[string]*openFile
 	moving  []string // paths that are being moved or removed, with everything below them
+	// behind has the paths of files whose object the drive does not know, although Google may have one there: of a file
+	// that was moved over, or of an upload that was ended before its answer came.
+	behind map[string]bool
 }
 
 // openFile is a file that is open or has an error to tell. openFiles.mu protects it.
@@ -51,6 +55,7 @@ type openFile struct {
 	opening   bool // writer or reader is being opened
 	closing   bool // writer is being closed
 	fetching  bool // what is missing before writer can be closed is being fetched
+	delayed   bool // its upload waits for writer to be closed
 	hasObject bool // Google had the file when writer was opened
 	lastWrite time.Time
 	recorded  time.Time // when the cache last wrote down which parts are written
@@ -71,7 +76,7 @@ type sharedReader struct {
 
 func newOpenFiles(drive *vfs.VFS) (*openFiles, error) {
 	cache, err := cacheOf(drive)
-	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}}
+	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}, behind: map[string]bool{}}
 	f.changed.L = &f.mu
 	return f, err
 }
@@ -171,20 +176,20 @@ func (f *openFiles) write(path string, create bool, use func(vfs.Handle) error) 
 // create makes a file that does not exist, unless somebody else is faster, and calls use as write does.
 func (f *openFiles) create(path string, use func(vfs.Handle) error) error {
 	f.mu.Lock()
-	if f.isMoving(path) || f.files[path] != nil {
-		// Wait for the move, or let write find out what the record says.
-		for f.isMoving(path) {
+	for e := f.files[path]; f.isMoving(path) || e != nil; e = f.files[path] {
+		if f.isMoving(path) || e.opening || e.closing {
 			f.changed.Wait()
-		}
-		if e := f.files[path]; e != nil {
-			for e.opening || e.closing {
-				f.changed.Wait()
-			}
-			f.leave(e)
 		} else {
-			f.mu.Unlock()
+			// The file is gone without its having been removed here.
+			f.note(e, f.closeWriter(e))
+			f.dropReader(e)
+			delete(f.files, path)
 		}
-		return f.write(path, true, use)
+		f.mu.Unlock()
+		if _, _, err := f.find(path); err == nil {
+			return f.write(path, true, use)
+		}
+		f.mu.Lock()
 	}
 	e := &openFile{path: path, opening: true}
 	f.files[path] = e
@@ -230,6 +235,12 @@ func (f *openFiles) truncate(path string, size int64) error {
 func (f *openFiles) openWriter(e *openFile, flags int) error {
 	e.opening = true
 	f.mu.Unlock()
+	behind := false
+	if f.cache != nil && objectOf(e.file) == nil {
+		// Writing ends an upload that runs; Google may have taken it all the same.
+		f.cache.delay(e.path)
+		behind = f.cache.attempted(e.path)
+	}
 	err := f.cache.roomToOpen(e.path)
 	var handle vfs.Handle
 	if err == nil {
@@ -244,10 +255,17 @@ func (f *openFiles) openWriter(e *openFile, flags int) error {
 	f.mu.Lock()
 	e.opening = false
 	f.changed.Broadcast()
+	if behind {
+		f.behind[e.path] = true
+	}
 	if err != nil {
+		if f.cache != nil {
+			f.cache.hasten(e.path)
+		}
 		return err
 	}
 	e.writer = handle
+	e.delayed = objectOf(e.file) == nil
 	e.hasObject = e.file.DirEntry() != nil
 	return nil
 }
@@ -429,9 +447,12 @@ func (f *openFiles) closeWriter(e *openFile) error {
 
 	f.cache.record(e.file)
 	err := writer.Close()
+	if e.delayed && f.cache != nil {
+		f.cache.hasten(e.path) // if nothing was written it is in the queue as it was
+	}
 
 	f.mu.Lock()
-	e.closing = false
+	e.closing, e.delayed = false, false
 	f.changed.Broadcast()
 	return err
 }

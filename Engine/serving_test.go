@@ -156,8 +156,7 @@ func TestOnlySocketsOfTheUserAreServed(t *testing.T) {
 func TestFilesStayOpenUntilCommitOrSilence(t *testing.T) {
 	s := serveFolder(t, time.Hour)
 	queued := func() bool {
-		_, found := s.files.cache.upload("a.txt")
-		return found
+		return len(s.files.cache.uploads("a.txt")) == 1
 	}
 	for name, end := range map[string]func(){
 		"COMMIT": func() {
@@ -292,8 +291,8 @@ func TestStopLetsRunningCallsFinishAndTakesNoMore(t *testing.T) {
 	if s.begin() {
 		t.Error("a call is taken after the end")
 	}
-	if info, found := s.files.cache.upload("a.txt"); !found || info.Size != 8 {
-		t.Errorf("the file that was open is not queued as it should be: %v, %+v", found, info)
+	if queue := s.files.cache.uploads("a.txt"); len(queue) != 1 || queue[0].Size != 8 {
+		t.Errorf("the file that was open is not queued as it should be: %+v", queue)
 	}
 }
 
