@@ -9,9 +9,18 @@
 #include <QGuiApplication>
 #include <QSessionManager>
 
+#include <cstdlib>
+
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// The one whose drive is still to be shut down when somebody calls exit().
+AppDelegate *remaining = nullptr;
+
+} // namespace
 
 AppDelegate::AppDelegate(VolumeSetup &volumeSetup, QObject *parent)
     : QObject(parent)
@@ -22,7 +31,18 @@ AppDelegate::AppDelegate(VolumeSetup &volumeSetup, QObject *parent)
     watchTheEnd();
 }
 
+AppDelegate::~AppDelegate() {
+    remaining = nullptr;
+}
+
 void AppDelegate::watchTheEnd() {
+    // The toolkit does so when the display goes away, and then tells nobody.
+    static const bool registered = std::atexit([] {
+                                       if (remaining)
+                                           remaining->m_engine.shutdownNow();
+                                   }) == 0;
+    if (registered)
+        remaining = this;
     QCoreApplication &application = *QCoreApplication::instance();
     application.installEventFilter(this);
     // The net below all others: whoever ends the event loop without asking.

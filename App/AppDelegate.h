@@ -22,6 +22,9 @@ public:
     };
 
     explicit AppDelegate(VolumeSetup &volumeSetup, QObject *parent = nullptr);
+    // Ends neither engine nor mount.
+    ~AppDelegate() override;
+    Q_DISABLE_COPY_MOVE(AppDelegate)
 
     [[nodiscard]] DriveEngine &engine() { return m_engine; }
 

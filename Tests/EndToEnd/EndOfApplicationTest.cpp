@@ -41,6 +41,7 @@ private Q_SLOTS:
     void endsCleanlyOnSignal_data();
     void endsCleanlyOnSignal();
     void endsCleanlyOnControlC();
+    void endsWithItsDisplay();
     void endsInEveryState_data();
     void endsInEveryState();
     void uploadsSurviveAKill();
@@ -78,6 +79,23 @@ void EndOfApplicationTest::endsCleanlyOnControlC() {
     QTRY_VERIFY_WITH_TIMEOUT(application.output().contains("Drive: "), 20'000);
     application.type("\x03");
     QCOMPARE(application.end(), 0);
+    QVERIFY(home.isQuiet());
+}
+
+void EndOfApplicationTest::endsWithItsDisplay() {
+    TestHome home;
+    Application application(home);
+    QProcess display;
+    display.start(u"/usr/bin/Xvfb"_s,
+                  {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"640x480x24"_s, u"-nolisten"_s, u"tcp"_s});
+    QVERIFY(display.waitForReadyRead(20'000));
+    application.environment.insert(u"DISPLAY"_s, u':' + QString::fromLatin1(display.readAll().trimmed()));
+    application.environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+    QVERIFY(application.goLive());
+    // What some desktops do when their session ends.
+    display.terminate();
+    QVERIFY(display.waitForFinished(20'000));
+    QTRY_VERIFY_WITH_TIMEOUT(!application.isRunning(), 30'000);
     QVERIFY(home.isQuiet());
 }
 
