@@ -9,6 +9,7 @@
 #include <atomic>
 #include <csignal>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace quillmount;
@@ -16,6 +17,9 @@ using namespace Qt::StringLiterals;
 using EngineConfig::ConfigError;
 
 namespace {
+
+// What was brought to disk, in its order: 'd' for a directory, 'f' for a file.
+QByteArray synced;
 
 QByteArray contents(const QString &path) {
     QFile file(path);
@@ -53,6 +57,14 @@ private:
 
 } // namespace
 
+// Stands before the system's, which the code under test would call.
+extern "C" int fsync(int descriptor) {
+    struct stat what = {};
+    fstat(descriptor, &what);
+    synced += S_ISDIR(what.st_mode) ? 'd' : 'f';
+    return 0;
+}
+
 class EngineConfigTest : public QObject {
     Q_OBJECT
 
@@ -81,7 +93,10 @@ void EngineConfigTest::write() {
     QVERIFY(started(EngineConfig::write(u"{\"a\": \"old\"}"_s))->value);
     QVERIFY(QFile::setPermissions(Paths::engineConfig(), QFile::Permissions(0x6444)));
     for (const auto &token : {u"{\"a\": \"x = y == z\", \"refresh_token\":\"é\"}"_s, u"{}"_s}) {
+        synced.clear();
         QVERIFY(started(EngineConfig::write(token))->value);
+        // The contents before the name, and the name as well: a power cut leaves one of the two files.
+        QCOMPARE(synced, "fd"_ba);
         QCOMPARE(contents(Paths::engineConfig()), expectedText(token.toUtf8()));
         QCOMPARE(QFile::permissions(Paths::engineConfig()) & QFile::Permissions(0x0fff) & ~QFile::ReadUser &
                      ~QFile::WriteUser,
