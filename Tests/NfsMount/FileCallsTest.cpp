@@ -33,6 +33,7 @@ private Q_SLOTS:
     void createsExclusively();
     void writesThroughMemoryMaps();
     void truncatesAndExtends();
+    void preallocates();
     void renames();
     void followsARenamedFolder();
     void movesWhileFoldersAreRenamed();
@@ -192,6 +193,27 @@ void FileCallsTest::truncatesAndExtends() {
     const QByteArray all = content(at("file"));
     QCOMPARE(all.size(), 5'000'003);
     QVERIFY(all.startsWith(QByteArray(5'000'000, '\0')) && all.endsWith("end"));
+}
+
+void FileCallsTest::preallocates() {
+    const int file = ::open(at("file").constData(), O_CREAT | O_RDWR, 0644);
+    QCOMPARE(::write(file, "start", 5), 5);
+    QCOMPARE(::fallocate(file, 0, 2, 100'000'000), 0);
+    struct stat status {};
+    QCOMPARE(::fstat(file, &status), 0);
+    QCOMPARE(status.st_size, 100'000'002);
+    // It never makes a file shorter, and keeps what is there.
+    QCOMPARE(::fallocate(file, 0, 0, 10), 0);
+    QCOMPARE(::fstat(file, &status), 0);
+    QCOMPARE(status.st_size, 100'000'002);
+    char bytes[8] = {};
+    QCOMPARE(::pread(file, bytes, 8, 0), 8);
+    QCOMPARE(QByteArray(bytes, 8), QByteArray("start\0\0\0", 8));
+    for (const int mode : {FALLOC_FL_KEEP_SIZE, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE}) {
+        QCOMPARE(::fallocate(file, mode, 0, 200'000'000), -1);
+        QCOMPARE(errno, EOPNOTSUPP);
+    }
+    QCOMPARE(::close(file), 0);
 }
 
 void FileCallsTest::renames() {

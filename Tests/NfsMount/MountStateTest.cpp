@@ -4,6 +4,7 @@
 #include "Platform/Linux/NfsMount/KnownListing.h"
 #include "Platform/Linux/NfsMount/LaneSlots.h"
 #include "Platform/Linux/NfsMount/ReadAhead.h"
+#include "Platform/Linux/NfsMount/Turns.h"
 #include "Platform/Linux/NfsMount/WriteBehind.h"
 
 #include <QTest>
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void gathersSmallWrites();
     void keepsOverlappingWritesInOrder();
     void writesWhatWasWritten();
+    void letsAChangeOfSizeHaveItsTurn();
     void givesEachCallItsConnection();
     void readsAheadOfASequence();
     void putsListingsTogether();
@@ -189,6 +191,19 @@ void MountStateTest::writesWhatWasWritten() {
         }
         QVERIFY(server == expected);
     }
+}
+
+void MountStateTest::letsAChangeOfSizeHaveItsTurn() {
+    Turns turns;
+    turns.reading = 1;
+    turns.changesWaiting = 1;
+    QVERIFY(!turns.mayChange(0));
+    // Readers that come later wait behind it, or there would be one under way for ever.
+    QVERIFY(!turns.mayRead(0));
+    turns.reading = 0;
+    QVERIFY(turns.mayChange(0) && !turns.mayChange(1));
+    turns = {.changing = true};
+    QVERIFY(!turns.mayRead(0) && !turns.mayWrite() && !turns.mayChange(0));
 }
 
 void MountStateTest::givesEachCallItsConnection() {

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void tellsAnUnreachableFolderFromAnEmptyOne();
     void reportsWriteErrors();
     void commitsWhatWasWritten();
+    void growsOnceForManyGaps();
     void clearsUpAfterACrash();
 
 private:
@@ -371,6 +372,28 @@ void TroubleTest::commitsWhatWasWritten() {
     // The other open file learns of it, too.
     QCOMPARE(outcome(::close(reader)), EFBIG);
     QCOMPARE(syncs, 2);
+}
+
+void TroubleTest::growsOnceForManyGaps() {
+    constexpr quint32 setAttributes = 2;
+    std::atomic<int> changes = 0;
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        changes += call.procedure == setAttributes ? 1 : 0;
+        return {};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    const QString name = drive.mountPoint() + u"/file"_s;
+    const int file = ::open(path(name).constData(), O_CREAT | O_WRONLY, 0644);
+    QByteArray expected;
+    for (int i = 0; i < 500; ++i) {
+        QCOMPARE(::pwrite(file, "x", 1, i * 4096 + 4095), 1);
+        expected += QByteArray(4095, '\0') + 'x';
+    }
+    QCOMPARE(::close(file), 0);
+    QCOMPARE(content(name), expected);
+    QVERIFY2(changes < 250, QByteArray::number(changes).constData());
 }
 
 void TroubleTest::clearsUpAfterACrash() {

@@ -4,6 +4,7 @@
 #include "Platform/Linux/NfsMount/DirectorySnapshot.h"
 #include "Platform/Linux/NfsMount/InodeTable.h"
 #include "Platform/Linux/NfsMount/ReadAhead.h"
+#include "Platform/Linux/NfsMount/Turns.h"
 #include "Platform/Linux/NfsMount/WriteBehind.h"
 
 #include <chrono>
@@ -40,10 +41,8 @@ struct FileState {
     int asking = 0;                   ///< attribute calls under way
     std::uint64_t endWhileAsking = 0; ///< how far writes reached that were confirmed during such calls
     std::uint64_t reach = 0;          ///< the end of the file on the server once everything sent has arrived
-    int reading = 0;                  ///< read calls under way
-    int readersWaiting = 0;           ///< readers whose turn comes when the writes under way have ended
-    bool exclusive = false;           ///< the size is being set
-    std::uint64_t errors = 0;         ///< how many writes the server refused
+    Turns turns;
+    std::uint64_t errors = 0; ///< how many writes the server refused
     int lastError = 0;
     std::set<OpenFile *> opened;
 };

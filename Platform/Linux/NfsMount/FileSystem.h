@@ -51,6 +51,8 @@ public:
     Task<void> lookup(Request request, InodePtr folder, std::string name);
     Task<void> getAttributes(Request request, InodePtr inode);
     Task<void> setAttributes(Request request, InodePtr inode, struct stat wanted, int which);
+    /// Makes room up to \a end: the file grows to it, with zeros, and never shrinks.
+    Task<void> preallocate(Request request, InodePtr inode, std::uint64_t end);
     Task<void> space(Request request);
 
     Task<void> makeDirectory(Request request, InodePtr folder, std::string name);

@@ -272,6 +272,17 @@ Task<void> FileSystem::setAttributes(Request request, InodePtr inode, struct sta
     request.answer([&](fuse_req_t target) { return fuse_reply_attr(target, &attributes, left); });
 }
 
+Task<void> FileSystem::preallocate(Request request, InodePtr inode, std::uint64_t end) {
+    const std::shared_ptr<FileState> state = stateOf(*inode);
+    co_await beginExclusive(inode);
+    const int error = co_await fillGap(inode, end);
+    if (error == 0)
+        state->reach = std::max(state->reach, end);
+    changed(*inode);
+    endExclusive(inode);
+    request.fail(error);
+}
+
 Task<void> FileSystem::space(Request request) {
     constexpr std::uint64_t unknown = std::uint64_t{1} << 60; // the server's -1, and its 2^62 for "no idea"
     constexpr std::uint64_t plenty = std::uint64_t{1} << 50;

@@ -11,6 +11,7 @@ namespace {
 
 /// Bytes that may be pending before a program that writes is made to wait, for one file and for all.
 constexpr std::size_t mostPendingOfFile = std::size_t{24} << 20;
+constexpr std::size_t mostChunksOfFile = 2048;
 constexpr std::size_t mostPending = std::size_t{64} << 20;
 
 } // namespace
@@ -82,15 +83,15 @@ Task<void> FileSystem::open(Request request, InodePtr inode, fuse_file_info info
 Task<void> FileSystem::beginReading(InodePtr inode) {
     const std::shared_ptr<FileState> state = inode->file;
     co_await settle(inode);
-    ++state->readersWaiting;
-    while (state->pending.inFlight() > 0 || state->exclusive)
+    ++state->turns.readersWaiting;
+    while (!state->turns.mayRead(state->pending.inFlight()))
         co_await state->settled.wait();
-    --state->readersWaiting;
-    ++state->reading;
+    --state->turns.readersWaiting;
+    ++state->turns.reading;
 }
 
 void FileSystem::endReading(const InodePtr &inode) {
-    --inode->file->reading;
+    --inode->file->turns.reading;
     pump(inode);
     inode->file->settled.open();
 }
@@ -98,13 +99,15 @@ void FileSystem::endReading(const InodePtr &inode) {
 Task<void> FileSystem::beginExclusive(InodePtr inode) {
     const std::shared_ptr<FileState> state = inode->file;
     co_await settle(inode);
-    while (state->pending.inFlight() > 0 || state->reading > 0 || state->exclusive)
+    ++state->turns.changesWaiting;
+    while (!state->turns.mayChange(state->pending.inFlight()))
         co_await state->settled.wait();
-    state->exclusive = true;
+    --state->turns.changesWaiting;
+    state->turns.changing = true;
 }
 
 void FileSystem::endExclusive(const InodePtr &inode) {
-    inode->file->exclusive = false;
+    inode->file->turns.changing = false;
     pump(inode);
     inode->file->settled.open();
 }
@@ -249,20 +252,21 @@ Task<void> FileSystem::finishWrite(Request request, std::shared_ptr<OpenFile> fi
             co_return;
         }
     }
-    while (state->pending.bytes() > mostPendingOfFile || (m_pendingBytes > mostPending && !state->pending.isEmpty()))
+    while (state->pending.bytes() > mostPendingOfFile || state->pending.count() > mostChunksOfFile ||
+           (m_pendingBytes > mostPending && !state->pending.isEmpty()))
         co_await state->settled.wait();
     request.answer([&](fuse_req_t target) { return fuse_reply_write(target, size); });
 }
 
 void FileSystem::pump(const InodePtr &inode) {
     FileState &state = *inode->file;
-    while (state.reading == 0 && state.readersWaiting == 0 && !state.exclusive) {
+    while (state.turns.mayWrite()) {
         WriteBehind::Chunk *chunk = state.pending.nextToSend();
         if (!chunk)
             return;
         const bool afterGap = chunk->offset > state.reach;
         state.reach = std::max(state.reach, chunk->end());
-        state.exclusive = afterGap;
+        state.turns.changing = afterGap;
         spawn(send(inode, chunk, afterGap));
     }
 }
@@ -291,8 +295,12 @@ Task<void> FileSystem::send(InodePtr inode, WriteBehind::Chunk *chunk, bool afte
     std::size_t done = 0;
     int error = 0;
     if (afterGap) {
-        error = co_await fillGap(inode, chunk->offset);
-        state->exclusive = false;
+        // As far as the last of them needs it: a program that writes here and there pays once, not for each place.
+        const std::uint64_t end = std::max(chunk->offset, state->pending.lastOffset());
+        error = co_await fillGap(inode, end);
+        if (error == 0)
+            state->reach = std::max(state->reach, end);
+        state->turns.changing = false;
         pump(inode);
     }
     while (done < chunk->bytes.size() && error == 0) {

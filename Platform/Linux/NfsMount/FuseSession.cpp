@@ -147,6 +147,16 @@ struct FuseOperations {
         spawn(self.m_fileSystem.flush(self.request(request), info->fh, NfsClient::Commit::ToDisk));
     }
 
+    static void preallocate(fuse_req_t request, fuse_ino_t id, int mode, off_t offset, off_t length, fuse_file_info *) {
+        if (mode != 0) {
+            fuse_reply_err(request, EOPNOTSUPP); // there is no room without size, and there are no holes
+            return;
+        }
+        with(request, id, [end = offset + length](FileSystem &files, Request r, InodePtr inode) {
+            spawn(files.preallocate(std::move(r), std::move(inode), static_cast<std::uint64_t>(end)));
+        });
+    }
+
     static void release(fuse_req_t request, fuse_ino_t, fuse_file_info *info) {
         FuseSession &self = session(request);
         spawn(self.m_fileSystem.release(self.request(request), info->fh));
@@ -184,7 +194,7 @@ struct FuseOperations {
     }
 
     /// What is not set here the library answers with ENOSYS, which the kernel turns into its own way of doing it
-    /// (locks, copying inside the file system) or into "not supported" (extended attributes, preallocation).
+    /// (locks, copying inside the file system) or into "not supported" (extended attributes).
     static fuse_lowlevel_ops table() {
         fuse_lowlevel_ops result{};
         result.init = init;
@@ -207,6 +217,7 @@ struct FuseOperations {
         result.write = write;
         result.flush = flush;
         result.fsync = sync;
+        result.fallocate = preallocate;
         result.release = release;
         result.opendir = openFolder;
         result.readdir = readFolder;

@@ -43,9 +43,10 @@ std::uint64_t WriteBehind::accept(std::uint64_t offset, Buffer block) {
 }
 
 bool WriteBehind::overlapsFlying(const Chunk &chunk) const {
-    return std::any_of(m_chunks.begin(), m_chunks.end(), [&](const Chunk &other) {
-        return other.sent && other.offset < chunk.end() && chunk.offset < other.end();
-    });
+    // Chunks are sent in their order, so those on their way come first.
+    const auto sentEnd = std::find_if(m_chunks.begin(), m_chunks.end(), [](const Chunk &other) { return !other.sent; });
+    return std::any_of(m_chunks.begin(), sentEnd,
+                       [&](const Chunk &other) { return other.offset < chunk.end() && chunk.offset < other.end(); });
 }
 
 WriteBehind::Chunk *WriteBehind::nextToSend() {
@@ -80,6 +81,13 @@ std::uint64_t WriteBehind::end() const {
     std::uint64_t last = 0;
     for (const Chunk &chunk : m_chunks)
         last = std::max(last, chunk.end());
+    return last;
+}
+
+std::uint64_t WriteBehind::lastOffset() const {
+    std::uint64_t last = 0;
+    for (const Chunk &chunk : m_chunks)
+        last = std::max(last, chunk.offset);
     return last;
 }
 

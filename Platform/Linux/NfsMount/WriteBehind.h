@@ -47,7 +47,11 @@ public:
     int inFlight() const { return m_inFlight; }
     /// Where the last of the pending bytes ends; 0 when there are none.
     std::uint64_t end() const;
+    /// Where the furthest of the pending chunks begins; 0 when there are none.
+    std::uint64_t lastOffset() const;
     std::size_t bytes() const { return m_bytes; }
+    /// How many pieces the bytes are in.
+    std::size_t count() const { return m_chunks.size(); }
 
 private:
     bool mergeIntoLast(std::uint64_t offset, const char *bytes, std::size_t count);
