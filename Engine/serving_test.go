@@ -6,12 +6,14 @@ import (
 	"bytes"
 	"context"
 	"encoding/binary"
+	"errors"
 	"io"
 	"net"
 	"os"
 	"os/exec"
 	"path/filepath"
 	"strings"
+	"sync/atomic"
 	"syscall"
 	"testing"
 	"time"
@@ -35,6 +37,12 @@ type servedFolder struct {
 
 func serveFolder(t *testing.T, writeBack time.Duration) *servedFolder {
 	t.Helper()
+	return serve(t, writeBack, func(remote fs.Fs) fs.Fs { return remote })
+}
+
+// serve serves a folder by way of what wrap makes of it.
+func serve(t *testing.T, writeBack time.Duration, wrap func(fs.Fs) fs.Fs) *servedFolder {
+	t.Helper()
 	s := &servedFolder{t: t, remote: t.TempDir()}
 	must(t, config.SetCacheDir(t.TempDir()))
 	remote, err := fs.NewFs(context.Background(), s.remote)
@@ -42,7 +50,7 @@ func serveFolder(t *testing.T, writeBack time.Duration) *servedFolder {
 	options := driveOptions()
 	options.CacheMode = vfscommon.CacheModeFull
 	options.WriteBack = fs.Duration(writeBack)
-	s.drive = vfs.New(context.Background(), remote, options)
+	s.drive = vfs.New(context.Background(), wrap(remote), options)
 	handles := rclonenfs.Opt
 	handles.ListenAddr = "127.0.0.1:0"
 	s.nfsService, err = newNFSService(context.Background(), s.drive, &handles)
@@ -365,4 +373,64 @@ func TestMovesAndRemovalsAroundPendingUploads(t *testing.T) {
 			}
 		})
 	}
+}
+
+// awayFs is a folder whose files cannot be read while it is away.
+type awayFs struct {
+	fs.Fs
+	away atomic.Bool
+}
+
+type awayObject struct {
+	fs.Object
+	from *awayFs
+}
+
+func (f *awayFs) List(ctx context.Context, dir string) (fs.DirEntries, error) {
+	entries, err := f.Fs.List(ctx, dir)
+	for i, entry := range entries {
+		if object, ok := entry.(fs.Object); ok {
+			entries[i] = awayObject{object, f}
+		}
+	}
+	return entries, err
+}
+
+func (o awayObject) Open(ctx context.Context, options ...fs.OpenOption) (io.ReadCloser, error) {
+	if o.from.away.Load() {
+		return nil, errors.New("the network is down")
+	}
+	return o.Object.Open(ctx, options...)
+}
+
+func TestAFileChangedInPartWaitsForTheRest(t *testing.T) {
+	pause := fetchPause
+	fetchPause = 10 * time.Millisecond
+	defer func() { fetchPause = pause }()
+	var away *awayFs
+	s := serve(t, 10*time.Millisecond, func(remote fs.Fs) fs.Fs {
+		away = &awayFs{Fs: remote}
+		must(t, os.WriteFile(filepath.Join(remote.Root(), "a.txt"), bytes.Repeat([]byte("."), 1<<20), 0o600))
+		return away
+	})
+	away.away.Store(true)
+	must(t, s.files.write("a.txt", false, func(handle vfs.Handle) error {
+		_, err := handle.WriteAt([]byte("changed"), 1000)
+		return err
+	}))
+	for _, sync := range []bool{true, false} {
+		if err := s.files.close("a.txt", sync); err != nil {
+			t.Errorf("closing waits for the network, sync %v: %v", sync, err)
+		}
+	}
+	if s.files.cache.dirtyItem("a.txt") == nil {
+		t.Error("the change is not pending")
+	}
+	if s.moves.rename("a.txt", "b.txt") == nil {
+		t.Error("a file that Google has is moved while it is away")
+	}
+	away.away.Store(false)
+	want := bytes.Repeat([]byte("."), 1<<20)
+	copy(want[1000:], "changed")
+	s.eventually("the file is uploaded as a whole", func() bool { return s.remoteHas("a.txt", string(want)) })
 }
