@@ -17,6 +17,7 @@ import (
 	"github.com/rclone/rclone/fs"
 	"github.com/rclone/rclone/fs/config"
 	"github.com/rclone/rclone/lib/encoder"
+	"github.com/rclone/rclone/lib/ranges"
 	"github.com/rclone/rclone/vfs/vfscache"
 	"golang.org/x/sys/unix"
 )
@@ -33,12 +34,12 @@ type setAside struct {
 // setAsideDamaged takes data out of the remote's cache if the metadata beside it cannot be read, as after a power cut in
 // the midst of a rewrite. rclone deletes such data when it opens the cache, although it may be all that there is of a
 // file. It is kept for the user in a folder of its own and not uploaded: parts of it may never have been downloaded.
-// The cache must not be open yet.
-func setAsideDamaged(remote fs.Fs, now time.Time) setAside {
+// The cache must not be open yet. It is read on the way: pending are the files whose upload goes on.
+func setAsideDamaged(remote fs.Fs, now time.Time) (aside setAside, pending []pendingFile) {
 	root := config.GetCacheDir()
 	name := encoder.OS.FromStandardPath(strings.Trim(path.Clean(remote.Name()+"/"+remote.Root()), "/"))
 	held := filepath.Join(root, "damaged")
-	err := holdDamaged(filepath.Join(root, "vfs", name), filepath.Join(root, "vfsMeta", name), held)
+	pending, err := holdDamaged(filepath.Join(root, "vfs", name), filepath.Join(root, "vfsMeta", name), held)
 	if err != nil {
 		fs.Errorf(nil, "Not all damaged files of the cache could be set aside: %v", err)
 	}
@@ -47,25 +48,25 @@ func setAsideDamaged(remote fs.Fs, now time.Time) setAside {
 		fs.Errorf(nil, "Damaged files of the cache cannot be counted: %v", err)
 	}
 	if files == 0 {
-		return setAside{}
+		return setAside{}, pending
 	}
 	parent := os.Getenv(recoveryVariable)
 	if parent == "" {
 		fs.Errorf(nil, "%d damaged files of the cache are kept in %s", files, held)
-		return setAside{}
+		return setAside{}, pending
 	}
 	folder, err := moveToFolder(held, filepath.Join(parent, "Quillmount - recovered "+now.Format("2006-01-02 15.04.05")))
 	if err != nil {
 		fs.Errorf(nil, "%d damaged files of the cache are kept in %s: %v", files, held, err)
-		return setAside{}
+		return setAside{}, pending
 	}
 	fs.Errorf(nil, "%d files of the cache were damaged and have been set aside in %s", files, folder)
-	return setAside{folder, files}
+	return setAside{folder, files}, pending
 }
 
 // holdDamaged moves damaged data below held, where rclone does not look, in the cache's own file system, so that a single
-// step takes each. It goes on after an error and returns all of them.
-func holdDamaged(data, meta, held string) error {
+// step takes each. It goes on after an error and returns all of them, and the undamaged files whose upload is pending.
+func holdDamaged(data, meta, held string) (pending []pendingFile, err error) {
 	var errs []error
 	_ = filepath.WalkDir(data, func(file string, entry iofs.DirEntry, err error) error {
 		if err != nil {
@@ -78,7 +79,15 @@ func holdDamaged(data, meta, held string) error {
 			return nil
 		}
 		relative, err := filepath.Rel(data, file)
-		if err == nil && isReadable(filepath.Join(meta, relative)) || isEmpty(file) {
+		if err == nil {
+			if record, err := readRecord(filepath.Join(meta, relative)); err == nil {
+				if record.Dirty {
+					pending = append(pending, pendingFile{filepath.ToSlash(relative), isPartial(record, entry)})
+				}
+				return nil
+			}
+		}
+		if isEmpty(file) {
 			return nil
 		}
 		target := unused(filepath.Join(held, relative))
@@ -93,17 +102,29 @@ func holdDamaged(data, meta, held string) error {
 		}
 		return nil
 	})
-	return errors.Join(errs...)
+	return pending, errors.Join(errs...)
 }
 
-// isReadable tells whether rclone will be able to load the metadata.
-func isReadable(meta string) bool {
+// pendingFile is a file of the cache with changes that Google does not have.
+type pendingFile struct {
+	name    string // as the cache has it
+	partial bool   // the rest of it is only at Google
+}
+
+// readRecord reads metadata as rclone will.
+func readRecord(meta string) (record vfscache.Info, err error) {
 	file, err := os.Open(meta)
 	if err != nil {
-		return false
+		return record, err
 	}
 	defer file.Close()
-	return json.NewDecoder(file).Decode(new(vfscache.Info)) == nil
+	return record, json.NewDecoder(file).Decode(&record)
+}
+
+// isPartial tells whether the file has parts that the cache does not have.
+func isPartial(record vfscache.Info, file iofs.DirEntry) bool {
+	info, err := file.Info()
+	return err != nil || !record.Rs.Present(ranges.Range{Pos: 0, Size: info.Size()})
 }
 
 // isEmpty tells whether the file has no bytes, or only such as were never written.

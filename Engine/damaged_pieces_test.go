@@ -24,7 +24,7 @@ func filesBelow(t *testing.T, directory string) (files []string) {
 }
 
 func TestDamagedPiecesAreHeld(t *testing.T) {
-	const text, fine = "saved", `{"Size": 5, "Dirty": true}`
+	const text, fine = "saved", `{"Size": 5, "Dirty": true, "Rs": [{"Pos": 1, "Size": 4}]}`
 	data, meta, held := t.TempDir(), t.TempDir(), t.TempDir()
 	write := func(file, content string) {
 		must(t, os.MkdirAll(filepath.Dir(file), 0o700))
@@ -32,19 +32,24 @@ func TestDamagedPiecesAreHeld(t *testing.T) {
 	}
 	write(held+"/deep/cut", "of an earlier start")
 	for name, content := range map[string]string{
+		"clean": `{"Size": 5}`, "whole": `{"Size": 5, "Dirty": true, "Rs": [{"Pos": 0, "Size": 5}]}`,
 		"fine": fine, "deep/cut": `{"Size": 5, "Di`, "nothing": "", "zeros": "\x00\x00", "sparse": "", "created": "",
 	} {
 		write(filepath.Join(meta, name), content)
 	}
-	for _, name := range []string{"fine", "deep/cut", "nothing", "zeros", "without"} {
+	for _, name := range []string{"clean", "whole", "fine", "deep/cut", "nothing", "zeros", "without"} {
 		write(filepath.Join(data, name), text)
 	}
 	write(data+"/created", "")
 	write(data+"/sparse", "")
 	must(t, os.Truncate(data+"/sparse", 1<<40)) // opened and never read
-	must(t, holdDamaged(data, meta, held))
+	pending, err := holdDamaged(data, meta, held)
+	must(t, err)
+	if want := []pendingFile{{"fine", true}, {"whole", false}}; !slices.Equal(pending, want) {
+		t.Errorf("pending: %v, want %v", pending, want)
+	}
 
-	if got, want := filesBelow(t, data), []string{"created", "fine", "sparse"}; !slices.Equal(got, want) {
+	if got, want := filesBelow(t, data), []string{"clean", "created", "fine", "sparse", "whole"}; !slices.Equal(got, want) {
 		t.Errorf("left in the cache: %q, want %q", got, want)
 	}
 	want := map[string]string{"deep/cut": "of an earlier start", "deep/cut (2)": text, "nothing": text, "without": text,

@@ -47,9 +47,14 @@ func adaptServe(log *engineLog) {
 			if err := orderCalls(remote); err != nil {
 				return err
 			}
-			aside := setAsideDamaged(remote, time.Now())
-			drive := vfs.New(ctx, remote, driveOptions())
+			aside, pending := setAsideDamaged(remote, time.Now())
+			opening, err := lookUpPending(ctx, remote, pending)
+			if err != nil {
+				return err
+			}
+			drive := vfs.New(ctx, opening, driveOptions())
 			defer drive.Shutdown()
+			opening.opened()
 			if err := noteServed(drive, aside); err != nil {
 				return err
 			}
