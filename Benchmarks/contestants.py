@@ -16,12 +16,17 @@ def wait_until(condition, seconds, what):
     while not condition():
         if time.monotonic() > deadline:
             raise SystemExit(f"gave up waiting: {what}")
-        time.sleep(0.02)
+        time.sleep(0.05)
 
 
-def tree(folder):
-    """The files below a folder with their sizes; nothing for a folder that does not exist."""
-    return {str(path.relative_to(folder)): path.stat().st_size for path in Path(folder).rglob("*") if path.is_file()}
+def tree(top):
+    """The files in a folder, or a single file, with their sizes; nothing where there is nothing."""
+    found = {}
+    for path in [top] if top.is_file() else top.rglob("*"):
+        with contextlib.suppress(FileNotFoundError):  # what has just been moved is found the next time
+            if path.is_file():
+                found[str(path.relative_to(top))] = path.stat().st_size
+    return found
 
 
 class Processes:
