@@ -14,8 +14,9 @@ namespace {
 // Between fork and exec: only what is safe there.
 void prepareEngine(int inherited) {
     ChildProcess::prepare(inherited);
-    // The engine's memory holds the account's tokens.
-    constexpr rlimit noCoreFile = {0, 0};
+    // The engine's memory holds the account's tokens. A handler that core files are piped to would get them with a
+    // limit of 0.
+    constexpr rlimit noCoreFile = {1, 1};
     setrlimit(RLIMIT_CORE, &noCoreFile);
 }
 
