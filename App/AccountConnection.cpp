@@ -4,7 +4,6 @@
 #include "App/Auth/GoogleAuth.h"
 #include "App/Engine/DriveEngine.h"
 #include "App/Engine/EngineConfig.h"
-#include "App/Engine/MountPoint.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
 #include "Platform/Platform.h"
@@ -62,10 +61,10 @@ void AccountConnection::start() {
         m_auth->deleteLater();
     }
     m_auth = new GoogleAuth(this);
-    if (const QString place = m_engine.mountPoint(); !m_engine.isMounted() && MountPoint::isTaken(place)) {
+    if (m_engine.isMountPointTaken()) {
         qCInfo(log, "not connected: the place of the drive is taken");
         fail(u"Your drive's place is %1, but something of your own is there. Move or rename it, then try again."_s.arg(
-            place));
+            m_engine.mountPoint()));
         return;
     }
     connect(m_auth, &GoogleAuth::codeReceived, this, [this] { setState(State::exchanging); });

@@ -33,6 +33,8 @@ public:
 
     // True when `path` is the mount-on directory of a record, compared exactly. Only the parent of `path` is resolved.
     [[nodiscard]] virtual bool isMounted(const QString &path) const = 0;
+    // True when what is mounted there, uppermost, is no drive of this application's.
+    [[nodiscard]] virtual bool isForeign(const QString &path) const = 0;
     // Starts to watch a path that is mounted now.
     [[nodiscard]] virtual std::unique_ptr<MountWatch> watch(const QString &path) = 0;
 };

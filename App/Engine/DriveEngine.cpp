@@ -62,6 +62,10 @@ QString DriveEngine::mountPoint() const {
     return m_mount->point();
 }
 
+bool DriveEngine::isMountPointTaken() const {
+    return m_mount->isPointTaken();
+}
+
 bool DriveEngine::isMounted() const {
     return m_mount->isMounted();
 }

@@ -45,6 +45,8 @@ public:
 
     [[nodiscard]] QString mountPoint() const;
     [[nodiscard]] bool isMounted() const;
+    // Something of the user's own stands where the drive would be mounted, so it cannot be started.
+    [[nodiscard]] bool isMountPointTaken() const;
 
     // Starts the drive of the connected account. Does nothing while an engine runs, and after `shutdownNow`.
     void start();

@@ -93,18 +93,20 @@ bool DriveEngine::prepareMountPoint() {
     }
     if (isMounted())
         return true;
+    if (m_mount->isPointTaken()) {
+        qCWarning(engineLog, "something of the user's own is at the mount point; it stays as it is");
+        Q_EMIT mountPointTaken(mountPoint());
+        return false;
+    }
     const MountPoint::Preparation prepared = MountPoint::prepare(mountPoint());
     if (prepared.setAside) {
         qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls",
                   qUtf16Printable(*prepared.setAside));
         Q_EMIT filesSetAside(*prepared.setAside);
     }
-    if (prepared.isUsable)
-        return true;
-    qCWarning(engineLog, "the mount point cannot be used; it stays as it is");
-    if (MountPoint::isTaken(mountPoint()))
-        Q_EMIT mountPointTaken(mountPoint());
-    return false;
+    if (!prepared.isUsable)
+        qCWarning(engineLog, "the mount point cannot be made, or be emptied");
+    return prepared.isUsable;
 }
 
 void DriveEngine::engineExited(quint64 run) {

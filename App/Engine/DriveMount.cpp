@@ -2,6 +2,7 @@
 #include "App/Engine/DriveMount.h"
 
 #include "App/Concurrency/Background.h"
+#include "App/Engine/MountPoint.h"
 #include "App/Engine/Shell.h"
 #include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
@@ -52,7 +53,15 @@ QString DriveMount::point() const {
 }
 
 bool DriveMount::isMounted() const {
-    return Platform::current().mountTable->isMounted(point());
+    const MountTable &table = *Platform::current().mountTable;
+    return table.isMounted(point()) && !table.isForeign(point());
+}
+
+bool DriveMount::isPointTaken() const {
+    // Not looked into: what another file system answers, and when, is its own affair.
+    if (Platform::current().mountTable->isForeign(point()))
+        return true;
+    return !isMounted() && MountPoint::isTaken(point());
 }
 
 QCoro::Task<bool> DriveMount::attach(quint16 port) {

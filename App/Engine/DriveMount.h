@@ -23,7 +23,10 @@ public:
 
     // Where it is or would be; computed at each call, since setting the drive up as a location moves it.
     [[nodiscard]] QString point() const;
+    // What somebody else has mounted there does not count: it is not ours to use or to take away.
     [[nodiscard]] bool isMounted() const;
+    // Something of the user's own is there.
+    [[nodiscard]] bool isPointTaken() const;
     // Mounted, and by an `attach` of ours.
     [[nodiscard]] bool isAttached() const { return m_isAttached && isMounted(); }
 

@@ -9,6 +9,7 @@ namespace quillmount {
 class LinuxMountTable final : public MountTable {
 public:
     [[nodiscard]] bool isMounted(const QString &path) const override;
+    [[nodiscard]] bool isForeign(const QString &path) const override;
     [[nodiscard]] std::unique_ptr<MountWatch> watch(const QString &path) override;
 };
 

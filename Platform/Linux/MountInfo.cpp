@@ -30,11 +30,20 @@ QByteArray unescaped(const QByteArray &field) {
     return result;
 }
 
+// ID, parent's ID, device, root in the file system, mount point, options, any number of others, a dash, type, …
+constexpr qsizetype mountPointField = 4;
+
+std::optional<QByteArray> kernelsList() {
+    QFile file(u"/proc/self/mountinfo"_s);
+    if (file.open(QIODevice::ReadOnly))
+        return file.readAll();
+    qCWarning(platformLog) << "the list of mounts cannot be read:" << file.errorString();
+    return std::nullopt;
+}
+
 } // namespace
 
 QList<QByteArray> mountPoints(const QByteArray &mountInfo) {
-    // ID, parent's ID, device, root in the file system, mount point, options, …
-    constexpr qsizetype mountPointField = 4;
     QList<QByteArray> points;
     for (const QByteArray &line : mountInfo.split('\n')) {
         const QList<QByteArray> fields = line.split(' ');
@@ -60,12 +69,24 @@ std::optional<QByteArray> mountPointName(const QString &path) {
 }
 
 std::optional<bool> isListed(const QByteArray &mountPointName) {
-    QFile file(u"/proc/self/mountinfo"_s);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qCWarning(platformLog) << "the list of mounts cannot be read:" << file.errorString();
-        return std::nullopt;
+    const auto list = kernelsList();
+    return list ? std::optional(mountPoints(*list).contains(mountPointName)) : std::nullopt;
+}
+
+std::optional<QByteArray> fileSystemAt(const QByteArray &mountInfo, const QByteArray &mountPointName) {
+    std::optional<QByteArray> type;
+    for (const QByteArray &line : mountInfo.split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        const qsizetype dash = fields.indexOf("-", mountPointField + 2);
+        if (dash > 0 && dash + 1 < fields.size() && unescaped(fields[mountPointField]) == mountPointName)
+            type = fields[dash + 1];
     }
-    return mountPoints(file.readAll()).contains(mountPointName);
+    return type;
+}
+
+std::optional<QByteArray> fileSystemAt(const QByteArray &mountPointName) {
+    const auto list = kernelsList();
+    return list ? fileSystemAt(*list, mountPointName) : std::nullopt;
 }
 
 } // namespace quillmount

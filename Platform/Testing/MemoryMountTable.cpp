@@ -4,7 +4,7 @@
 namespace quillmount {
 
 bool MemoryMountTable::isMounted(const QString &path) const {
-    return m_mounted.contains(path) || (m_probe && m_probe(path));
+    return m_mounted.contains(path) || m_foreign.contains(path) || (m_probe && m_probe(path));
 }
 
 std::unique_ptr<MountWatch> MemoryMountTable::watch(const QString &path) {

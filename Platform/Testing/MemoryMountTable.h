@@ -16,9 +16,17 @@ namespace quillmount {
 class MemoryMountTable final : public MountTable {
 public:
     [[nodiscard]] bool isMounted(const QString &path) const override;
+    [[nodiscard]] bool isForeign(const QString &path) const override { return m_foreign.contains(path); }
     [[nodiscard]] std::unique_ptr<MountWatch> watch(const QString &path) override;
 
     void mount(const QString &path) { m_mounted.insert(path); }
+    // Puts somebody else's file system on the path, or takes it away again.
+    void setForeign(const QString &path, bool there) {
+        if (there)
+            m_foreign.insert(path);
+        else
+            m_foreign.remove(path);
+    }
     // Takes the path off the list and tells its watches.
     void unmount(const QString &path);
     // Lets the process that serves the mount end: the path stays on the list and its watches are told.
@@ -34,6 +42,7 @@ private:
     [[nodiscard]] QList<QPointer<MemoryMountWatch>> watchesOf(const QString &path) const;
 
     QSet<QString> m_mounted;
+    QSet<QString> m_foreign;
     std::function<bool(const QString &)> m_probe;
     QList<QPointer<MemoryMountWatch>> m_watches;
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "Platform/Linux/CoreFiles.h"
 #include "Platform/Linux/LinuxWorkspace.h"
+#include "Platform/Linux/CoreFiles.h"
 #include "Tests/Engine/WaitFor.h"
 
 #include <QTemporaryDir>

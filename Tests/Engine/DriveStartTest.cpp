@@ -36,6 +36,7 @@ private Q_SLOTS:
     void cacheOfAnotherEngine();
     void savedInTheBareFolder();
     void usersOwnFolder();
+    void usersOwnMount();
     void mountThatAppearsLater();
     void mountCommandIsRetried();
     void slowEngine();
@@ -244,6 +245,18 @@ void DriveStartTest::usersOwnFolder() {
     QVERIFY(QDir().rename(Paths::homeMountPoint(), Paths::homeMountPoint() + u" of mine"_s));
     world.drive->retry();
     QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::usersOwnMount() {
+    DriveWorld world;
+    world.platform.mountTable().setForeign(Paths::homeMountPoint(), true);
+    QSignalSpy taken(&world.makeDrive(), &DriveEngine::mountPointTaken);
+    world.setMark(u"engine-left"_s);
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState::failure(Kind::mountRefused));
+    QCOMPARE(taken.size(), 1);
+    world.drive->shutdownNow();
+    QVERIFY(world.takeCommandNames().filter(QRegularExpression(u"mount|force"_s)).isEmpty());
 }
 
 void DriveStartTest::mountThatAppearsLater() {

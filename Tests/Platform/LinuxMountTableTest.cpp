@@ -30,6 +30,7 @@ private Q_SLOTS:
     void cleanup();
     void readsTheKernelsFormat_data();
     void readsTheKernelsFormat();
+    void tellsWhoseTheMountIs();
     void resolvesTheParentAlone();
     void reportsAnUnmount_data();
     void reportsAnUnmount();
@@ -103,6 +104,22 @@ void LinuxMountTableTest::readsTheKernelsFormat() {
     QFETCH(QByteArray, text);
     QFETCH(QList<QByteArray>, points);
     QCOMPARE(mountPoints(text), points);
+}
+
+void LinuxMountTableTest::tellsWhoseTheMountIs() {
+    const auto line = [](const QByteArray &point, const QByteArray &rest) {
+        return "613 24 0:53 / " + point + " rw " + rest + " x rw\n";
+    };
+    const QByteArray list = line("/a\\040b", "shared:5 master:1 - fuse.quillmount") + line("/c", "- fuse.quillmount") +
+                            line("/c", "shared:1 - fuse.sshfs") + "7 8 0:9 / /d rw -";
+    QCOMPARE(fileSystemAt(list, "/a b"), std::optional<QByteArray>("fuse.quillmount"));
+    QCOMPARE(fileSystemAt(list, "/c"), std::optional<QByteArray>("fuse.sshfs"));
+    QVERIFY(!fileSystemAt(list, "/d") && !fileSystemAt(list, "/"));
+
+    const LinuxMountTable table;
+    QVERIFY(!table.isForeign(m_path));
+    QVERIFY(mount(m_path));
+    QVERIFY(table.isForeign(m_path));
 }
 
 void LinuxMountTableTest::resolvesTheParentAlone() {
