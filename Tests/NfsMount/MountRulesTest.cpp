@@ -270,11 +270,14 @@ void MountRulesTest::knowsWhatToRepeat() {
 void MountRulesTest::hidesUnlinkedFiles() {
     const SillyName here("this machine");
     const SillyName there("another machine");
-    const std::string hidden = here.make(42);
+    const std::string hidden = here.make(1'800'000'000'000, 42);
     QVERIFY(hidden.starts_with('.') && hidden.size() < 255);
-    QVERIFY(hidden != here.make(43));
+    QVERIFY(hidden != here.make(1'800'000'000'000, 43));
     QVERIFY(SillyName::isHidden(hidden) && here.isOwn(hidden) && !there.isOwn(hidden));
-    QVERIFY(SillyName::isHidden(there.make(42)));
+    QVERIFY(SillyName::isHidden(there.make(1'800'000'000'000, 42)));
+    // Another mount of this machine's may still need what it made since this one started.
+    QVERIFY(here.isLeftover(hidden, 1'800'000'000'001) && !here.isLeftover(hidden, 1'800'000'000'000));
+    QVERIFY(!there.isLeftover(hidden, 1'800'000'000'001));
     for (const std::string &other :
          {std::string(".nfs-notes"), hidden + "x", hidden.substr(1), hidden.substr(0, hidden.size() - 1),
           std::string(".nfs-quillmount-0123456789abcdeg-0123456789abcdef")})

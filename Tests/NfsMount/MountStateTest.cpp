@@ -4,6 +4,7 @@
 #include "Platform/Linux/NfsMount/KnownListing.h"
 #include "Platform/Linux/NfsMount/LaneSlots.h"
 #include "Platform/Linux/NfsMount/ReadAhead.h"
+#include "Platform/Linux/NfsMount/ReadAheadBudget.h"
 #include "Platform/Linux/NfsMount/Turns.h"
 #include "Platform/Linux/NfsMount/WriteBehind.h"
 
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void letsAChangeOfSizeHaveItsTurn();
     void givesEachCallItsConnection();
     void readsAheadOfASequence();
+    void sharesOneBudgetForReadingAhead();
     void putsListingsTogether();
     void startsListingsAgain();
     void endsListingsThatNeverStandStill();
@@ -247,14 +249,14 @@ void MountStateTest::readsAheadOfASequence() {
     constexpr std::size_t request = 131'072;
     ReadAhead ahead;
     // Single looks into a file fetch nothing more than was asked for.
-    QVERIFY(ahead.note(0, request, size).empty());
-    QVERIFY(ahead.note(15'000'000, request, size).empty());
-    QVERIFY(ahead.note(4'000'000, request, size).empty());
+    QVERIFY(ahead.note(0, request, size, size).empty());
+    QVERIFY(ahead.note(15'000'000, request, size, size).empty());
+    QVERIFY(ahead.note(4'000'000, request, size, size).empty());
     // A sequence does, in neighbouring blocks, each asked for once, never beyond the end and never too many at a time.
     std::uint64_t reached = 0;
     std::uint64_t fetched = 0;
     for (std::uint64_t offset = 0; offset < size; offset += request) {
-        for (const auto &block : ahead.note(offset, request, size)) {
+        for (const auto &block : ahead.note(offset, request, size, size)) {
             if (fetched != 0)
                 QCOMPARE(block->offset, reached);
             reached = block->end();
@@ -276,6 +278,40 @@ void MountStateTest::readsAheadOfASequence() {
     ahead.drop();
     QVERIFY(last.front()->dropped);
     QVERIFY(ahead.covering(size - 10, 10).empty());
+}
+
+void MountStateTest::sharesOneBudgetForReadingAhead() {
+    constexpr std::uint64_t size = 1'000'000'000;
+    constexpr std::size_t request = 131'072;
+    std::vector<ReadAhead> files(150);
+    ReadAheadBudget budget;
+    ReadAheadBudget::Moment now{};
+    const auto readOn = [&](ReadAhead &file, int times) {
+        std::size_t fetched = 0;
+        for (int i = 0; i < times; ++i)
+            fetched += file.note(static_cast<std::uint64_t>(i) * request, request, size, budget.room(file, now)).size();
+        return fetched;
+    };
+    // However many files are read at once, there is an end, and none takes what another is reading.
+    for (ReadAhead &file : files)
+        readOn(file, 20);
+    QVERIFY(budget.bytes() <= ReadAheadBudget::most);
+    QVERIFY(files.front().bytes() > 0 && files.back().bytes() == 0);
+    // Later, who was read longest ago makes room.
+    now += ReadAheadBudget::busyTime;
+    files.back().drop();
+    QVERIFY(readOn(files.back(), 20) > 0);
+    QCOMPARE(files.front().bytes(), 0U);
+    QVERIFY(budget.bytes() <= ReadAheadBudget::most);
+    // Nothing is held for readers that have gone to sleep or away.
+    now += ReadAheadBudget::idleTime;
+    QVERIFY(budget.nextIdle() <= now);
+    budget.dropIdle(now);
+    QCOMPARE(budget.bytes(), 0U);
+    QVERIFY(!budget.nextIdle());
+    readOn(files[3], 20);
+    budget.remove(files[3]);
+    QCOMPARE(budget.bytes(), 0U);
 }
 
 namespace {
@@ -315,11 +351,17 @@ void MountStateTest::putsListingsTogether() {
     QVERIFY(!snapshot.take(std::move(first), 1));
     QCOMPARE(snapshot.cookie(), 11U);
     QCOMPARE(snapshot.verifier(), 7U);
-    QVERIFY(!snapshot.take(pageOf(names, 10, 10, 7), 2));
+    // One name that the system refuses would take the whole folder with it.
+    DirectoryEntry tooLong;
+    tooLong.name = std::string(256, 'n');
+    DirectoryPage second = pageOf(names, 10, 10, 7);
+    second.entries.push_back(tooLong);
+    QVERIFY(!snapshot.take(std::move(second), 2));
     QVERIFY(snapshot.take(pageOf(names, 20, 10, 7), 3));
     QCOMPARE(snapshot.entries().size(), 25U);
     QCOMPARE(snapshot.entries().front().name, std::string("n1000"));
     QCOMPARE(snapshot.entries().back().asOf, 3U);
+    QCOMPARE(snapshot.leftOut(), std::vector<std::string>{tooLong.name});
 }
 
 void MountStateTest::startsListingsAgain() {

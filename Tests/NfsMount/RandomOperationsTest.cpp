@@ -140,8 +140,8 @@ private:
 
 } // namespace
 
-/// The same random operations on the mount and on a local folder, compared step by step; and, with uploads all the while,
-/// what Google has in the end. The seed is printed; set QUILLMOUNT_SEED and QUILLMOUNT_STEPS to run others.
+/// The same random operations on the mount and on a local folder, compared step by step; and, with uploads all the
+/// while, what Google has in the end. The seed is printed; set QUILLMOUNT_SEED and QUILLMOUNT_STEPS to run others.
 class RandomOperationsTest : public QObject {
     Q_OBJECT
 

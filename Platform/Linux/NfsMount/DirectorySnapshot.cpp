@@ -19,7 +19,10 @@ bool DirectorySnapshot::take(DirectoryPage page, std::uint64_t asOf) {
     for (DirectoryEntry &entry : page.entries) {
         if (entry.name == "." || entry.name == ".." || !m_names.insert(entry.name).second)
             continue;
-        m_entries.push_back({std::move(entry), asOf});
+        if (entry.name.size() > longestName)
+            m_leftOut.push_back(std::move(entry.name));
+        else
+            m_entries.push_back({std::move(entry), asOf});
     }
     if (page.end || count == 0)
         return true;
@@ -36,6 +39,7 @@ void DirectorySnapshot::badCookie() {
     ++m_restarts;
     m_entries.clear();
     m_names.clear();
+    m_leftOut.clear();
     m_cookie = 0;
     m_verifier = 0;
 }

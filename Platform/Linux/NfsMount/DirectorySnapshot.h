@@ -14,6 +14,7 @@ namespace quillmount::nfsmount {
 class DirectorySnapshot {
 public:
     static constexpr int mostRestarts = 8;
+    static constexpr std::size_t longestName = 255; ///< in bytes
 
     struct Entry : DirectoryEntry {
         std::uint64_t asOf = 0; ///< the sequence number at which its page was asked for
@@ -28,10 +29,13 @@ public:
     void badCookie();
 
     const std::vector<Entry> &entries() const { return m_entries; }
+    /// Names that the system cannot take: they are left out, because one of them would make all others unreadable.
+    const std::vector<std::string> &leftOut() const { return m_leftOut; }
 
 private:
     std::vector<Entry> m_entries;
     std::unordered_set<std::string> m_names;
+    std::vector<std::string> m_leftOut;
     std::uint64_t m_cookie = 0;
     std::uint64_t m_verifier = 0;
     int m_restarts = 0;

@@ -14,7 +14,13 @@ FileSystem::FileSystem(EventLoop &loop, NfsClient &client, EventLoop::Clock::dur
     : m_loop(loop)
     , m_client(client)
     , m_deadTime(deadTime)
-    , m_silly(machineTag()) {}
+    , m_silly(machineTag())
+    , m_started(millisecondsSince1970()) {}
+
+std::uint64_t FileSystem::millisecondsSince1970() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
 
 FileSystem::~FileSystem() = default;
 
@@ -142,7 +148,7 @@ Task<void> FileSystem::clearLeftovers() {
     if (co_await loadFolder(root) == 0) {
         for (const auto &entry : root.listing->entries()) {
             const bool inUse = m_table.child(*m_table.root(), entry.name) != nullptr;
-            if (m_silly.isOwn(entry.name) && !inUse)
+            if (m_silly.isLeftover(entry.name, m_started) && !inUse)
                 co_await removeName(m_table.root(), entry.name, Procedure::Remove);
         }
     }

@@ -5,6 +5,7 @@
 #include "Platform/Linux/NfsMount/FileState.h"
 #include "Platform/Linux/NfsMount/InodeTable.h"
 #include "Platform/Linux/NfsMount/NfsClient.h"
+#include "Platform/Linux/NfsMount/ReadAheadBudget.h"
 #include "Platform/Linux/NfsMount/Request.h"
 #include "Platform/Linux/NfsMount/SillyName.h"
 
@@ -118,6 +119,8 @@ private:
     void nameChanged(Inode &folder, std::string_view name);
     static void entriesChanged(Inode &folder);
 
+    static std::uint64_t millisecondsSince1970();
+
     // Content
     std::shared_ptr<FileState> stateOf(Inode &inode);
     std::uint64_t addOpen(const InodePtr &inode);
@@ -130,6 +133,7 @@ private:
     Task<void> beginExclusive(InodePtr inode);
     void endExclusive(const InodePtr &inode);
     Task<int> fillGap(InodePtr inode, std::uint64_t end);
+    void dropIdleLater();
     Task<void> fetchBlock(InodePtr inode, ReadAhead::BlockPtr block);
     Task<bool> answerFromBlocks(Request &request, std::vector<ReadAhead::BlockPtr> blocks, std::uint64_t offset,
                                 std::size_t size);
@@ -152,17 +156,21 @@ private:
     EventLoop::Clock::duration m_deadTime;
     InodeTable m_table;
     SillyName m_silly;
+    std::uint64_t m_started;
     std::function<void(std::uint64_t)> m_staleAttributes = [](std::uint64_t) {};
     std::uint64_t m_sequence = 1;
     std::uint64_t m_nextOpen = 1;
     std::unordered_map<std::uint64_t, std::shared_ptr<OpenFile>> m_files;
     std::unordered_map<std::uint64_t, std::shared_ptr<OpenFolder>> m_folders;
+    std::set<std::string> m_toldOf; ///< names too long to be shown
     std::set<InodePtr> m_unlinked;
     std::set<const Inode *> m_busy;
     std::vector<const Inode *> m_frozen;
     Gate m_thawed;
     Gate m_idle;
     Gate m_progress;
+    ReadAheadBudget m_readAhead;
+    bool m_dropArmed = false;
     std::size_t m_pendingBytes = 0;
     int m_pendingFiles = 0;
     int m_background = 0;

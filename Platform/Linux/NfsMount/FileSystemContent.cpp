@@ -3,6 +3,8 @@
 
 #include "Platform/Linux/NfsMount/HandleCall.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -42,6 +44,7 @@ void FileSystem::dropOpen(std::uint64_t id) {
     m_files.erase(found);
     file->state->opened.erase(file.get());
     file->ahead.drop();
+    m_readAhead.remove(file->ahead);
     if (--file->inode->opens == 0 && file->inode->unlinked)
         spawn(afterLastClose(file->inode));
 }
@@ -180,7 +183,9 @@ Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t off
     const InodePtr inode = file->inode;
     // While the file is also being written, what was read ahead would be thrown away at once.
     if (file->state->pending.isEmpty()) {
-        for (ReadAhead::BlockPtr &block : file->ahead.note(offset, size, file->state->size))
+        const std::size_t room = m_readAhead.room(file->ahead, EventLoop::Clock::now());
+        dropIdleLater();
+        for (ReadAhead::BlockPtr &block : file->ahead.note(offset, size, file->state->size, room))
             spawn(fetchBlock(inode, std::move(block)));
         const std::uint64_t known = file->state->size;
         std::vector<ReadAhead::BlockPtr> blocks;
@@ -196,6 +201,18 @@ Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t off
         request.fail(error);
     else
         request.answer([&](fuse_req_t target) { return fuse_reply_buf(target, buffer.data(), got); });
+}
+
+void FileSystem::dropIdleLater() {
+    const auto next = m_readAhead.nextIdle();
+    if (!next || std::exchange(m_dropArmed, true))
+        return;
+    m_loop.at(*next, [this] {
+        m_dropArmed = false;
+        m_readAhead.dropIdle(EventLoop::Clock::now());
+        malloc_trim(0);
+        dropIdleLater();
+    });
 }
 
 void FileSystem::changed(Inode &inode) {

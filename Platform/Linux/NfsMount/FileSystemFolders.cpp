@@ -5,6 +5,8 @@
 
 #include <nfsc/libnfs-raw-nfs.h>
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <cerrno>
 
@@ -95,8 +97,14 @@ Task<int> FileSystem::loadPages(InodePtr inode, DirectorySnapshot &snapshot) {
         if (page.error != 0)
             co_return page.error;
         if (snapshot.take(std::move(page.value), asOf))
-            co_return 0;
+            break;
     }
+    for (const std::string &name : snapshot.leftOut()) {
+        if (m_toldOf.insert(name).second)
+            syslog(LOG_USER | LOG_WARNING, "a name of %zu bytes is too long to be shown in its folder: %.60s...",
+                   name.size(), name.c_str());
+    }
+    co_return 0;
 }
 
 Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64_t offset, std::size_t size,

@@ -201,7 +201,7 @@ Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr n
 
 /// Lets an open file live on under a hidden name. The caller has frozen it.
 Task<int> FileSystem::sillyRename(InodePtr inode) {
-    const std::string hidden = m_silly.make(randomNumber());
+    const std::string hidden = m_silly.make(millisecondsSince1970(), randomNumber());
     const int error = co_await moveOnServer(inode->parent(), inode->name(), m_table.root(), hidden);
     if (error == 0)
         m_table.move(inode, m_table.root(), hidden);

@@ -12,7 +12,8 @@ constexpr int streakToStart = 2;
 
 } // namespace
 
-std::vector<ReadAhead::BlockPtr> ReadAhead::note(std::uint64_t offset, std::size_t count, std::uint64_t fileSize) {
+std::vector<ReadAhead::BlockPtr> ReadAhead::note(std::uint64_t offset, std::size_t count, std::uint64_t fileSize,
+                                                 std::size_t room) {
     const bool inOrder = offset <= m_expected + disorder && offset + disorder >= m_expected;
     if (!inOrder || (m_expected == 0 && offset > 0)) {
         drop();
@@ -32,6 +33,9 @@ std::vector<ReadAhead::BlockPtr> ReadAhead::note(std::uint64_t offset, std::size
         auto block = std::make_shared<Block>();
         block->offset = next;
         block->length = static_cast<std::uint32_t>(std::min<std::uint64_t>(blockSize, fileSize - next));
+        if (block->length > room)
+            break;
+        room -= block->length;
         next = block->end();
         m_blocks.push_back(block);
         wanted.push_back(std::move(block));
@@ -53,6 +57,13 @@ std::vector<ReadAhead::BlockPtr> ReadAhead::covering(std::uint64_t offset, std::
     if (reached < offset + count)
         found.clear();
     return found;
+}
+
+std::size_t ReadAhead::bytes() const {
+    std::size_t sum = 0;
+    for (const BlockPtr &block : m_blocks)
+        sum += block->length;
+    return sum;
 }
 
 void ReadAhead::drop() {

@@ -32,11 +32,14 @@ public:
     };
     using BlockPtr = std::shared_ptr<Block>;
 
-    /// Takes note of a read in a file of \a fileSize bytes. Gives the blocks that are to be fetched now.
-    std::vector<BlockPtr> note(std::uint64_t offset, std::size_t count, std::uint64_t fileSize);
+    /// Takes note of a read in a file of \a fileSize bytes. Gives the blocks that are to be fetched now, of no more
+    /// than \a room bytes.
+    std::vector<BlockPtr> note(std::uint64_t offset, std::size_t count, std::uint64_t fileSize, std::size_t room);
     /// The blocks that hold all of the range, in order; empty when they do not.
     std::vector<BlockPtr> covering(std::uint64_t offset, std::size_t count) const;
-    /// Forgets everything: the file was changed.
+    /// The bytes of all blocks, fetched or still to come.
+    std::size_t bytes() const;
+    /// Forgets everything: the file was changed, or the memory is wanted back.
     void drop();
 
 private:

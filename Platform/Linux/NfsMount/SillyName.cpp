@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 
 namespace quillmount::nfsmount {
@@ -12,6 +13,7 @@ namespace {
 constexpr std::string_view family = ".nfs-quillmount-";
 constexpr std::size_t tagDigits = 16;
 constexpr std::size_t uniqueDigits = 16;
+constexpr unsigned uniqueBits = 22; // the others hold milliseconds for more than a century
 
 std::string hexadecimal(std::uint64_t value) {
     char text[17];
@@ -35,8 +37,15 @@ bool isHexadecimal(std::string_view text) {
 SillyName::SillyName(std::string_view machine)
     : m_prefix(std::string(family) + hexadecimal(hashed(machine)) + "-") {}
 
-std::string SillyName::make(std::uint64_t unique) const {
-    return m_prefix + hexadecimal(unique);
+std::string SillyName::make(std::uint64_t milliseconds, std::uint64_t unique) const {
+    return m_prefix + hexadecimal(milliseconds << uniqueBits | (unique & ((1U << uniqueBits) - 1)));
+}
+
+bool SillyName::isLeftover(std::string_view name, std::uint64_t milliseconds) const {
+    if (!isOwn(name))
+        return false;
+    const std::string digits(name.substr(name.size() - uniqueDigits));
+    return std::strtoull(digits.c_str(), nullptr, 16) >> uniqueBits < milliseconds;
 }
 
 bool SillyName::isOwn(std::string_view name) const {

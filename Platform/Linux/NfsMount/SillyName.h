@@ -14,7 +14,10 @@ public:
     /// \a machine tells the machines apart that share one drive: each clears up only after itself.
     explicit SillyName(std::string_view machine);
 
-    std::string make(std::uint64_t unique) const;
+    /// The name of a file that is unlinked at \a milliseconds since 1970; \a unique tells those of one moment apart.
+    std::string make(std::uint64_t milliseconds, std::uint64_t unique) const;
+    /// True for a name that this machine made before \a milliseconds. What was made since belongs to a mount that runs.
+    bool isLeftover(std::string_view name, std::uint64_t milliseconds) const;
     /// True for a name that this machine made.
     bool isOwn(std::string_view name) const;
     /// True for a name that any machine made; such names are never shown.
