@@ -117,7 +117,7 @@ void MountCommandTest::saysWhatClosesTheDevice() {
                   asRoot + QStringList{u"--mount"_s, u"sh"_s, u"-c"_s, script, u"sh"_s, MountedEngine::mountProgram()} +
                       MountedEngine::mountArguments(m_drive.mountPoint(), m_drive.port()));
     // Well before the drive counts as failed, and before the server is asked.
-    QVERIFY(command.waitForFinished(1000));
+    QVERIFY(command.waitForFinished(5000));
     QCOMPARE(command.readAllStandardError(), "quillmount-mount: cannot open /dev/fuse: Permission denied; "
                                              "let everybody open it, as root: chmod 666 /dev/fuse\n");
     QVERIFY(command.exitCode() != 0 && isQuiet());
