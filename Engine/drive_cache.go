@@ -91,6 +91,18 @@ func (c *driveCache) record(file *vfs.File) {
 	}
 }
 
+// writeAt writes to an open file. While parts of the file are being downloaded, rclone may write what Google has over what
+// has just been written, in the moment before it notes that this part is there; noted, it is left alone.
+func (c *driveCache) writeAt(handle vfs.Handle, p []byte, offset int64) (int, error) {
+	file, ok := handle.Node().(*vfs.File)
+	twice := c != nil && ok && objectOf(file) != nil && !missingOf(c.Item(file.CachePath())).IsEmpty()
+	n, err := handle.WriteAt(p, offset)
+	if twice && err == nil {
+		n, err = handle.WriteAt(p, offset)
+	}
+	return n, err
+}
+
 // missing tells whether parts of a changed file have to come from Google before it can be uploaded.
 func (c *driveCache) missing(name string) bool {
 	item := c.dirtyItem(name)

@@ -158,7 +158,7 @@ func (f *nfsFile) Name() string { return f.name }
 // Write implements io.Writer.
 func (f *nfsFile) Write(p []byte) (written int, err error) {
 	err = f.files.service.files.write(f.name, false, func(handle vfs.Handle) error {
-		written, err = handle.WriteAt(p, f.offset)
+		written, err = f.files.service.files.cache.writeAt(handle, p, f.offset)
 		return err
 	})
 	f.offset += int64(written)

@@ -434,3 +434,40 @@ func TestAFileChangedInPartWaitsForTheRest(t *testing.T) {
 	copy(want[1000:], "changed")
 	s.eventually("the file is uploaded as a whole", func() bool { return s.remoteHas("a.txt", string(want)) })
 }
+
+func TestWritesSurviveADownloadOfTheSameFile(t *testing.T) {
+	const size, piece = 32 << 20, 64 << 10
+	s := serve(t, time.Hour, func(remote fs.Fs) fs.Fs {
+		must(t, os.WriteFile(filepath.Join(remote.Root(), "a.txt"), make([]byte, size), 0o600))
+		return remote
+	})
+	read := make(chan error)
+	go func() {
+		buffer := make([]byte, piece)
+		var err error
+		for at := int64(0); at < size && err == nil; at += piece {
+			err = s.files.read("a.txt", func(handle vfs.Handle) error {
+				_, err := handle.ReadAt(buffer, at)
+				return err
+			})
+		}
+		read <- err
+	}()
+	text := bytes.Repeat([]byte("x"), piece)
+	for at := int64(0); at < size; at += 2 * piece {
+		file := &nfsFile{files: &nfsFiles{service: s.nfsService}, name: "a.txt", offset: at}
+		_, err := file.Write(text)
+		must(t, err)
+	}
+	must(t, <-read)
+	buffer := make([]byte, piece)
+	for at := int64(0); at < size; at += 2 * piece {
+		must(t, s.files.read("a.txt", func(handle vfs.Handle) error {
+			_, err := handle.ReadAt(buffer, at)
+			return err
+		}))
+		if !bytes.Equal(buffer, text) {
+			t.Fatalf("what was written at %d is gone", at)
+		}
+	}
+}
