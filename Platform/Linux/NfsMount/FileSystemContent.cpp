@@ -12,9 +12,9 @@ namespace quillmount::nfsmount {
 namespace {
 
 /// Bytes that may be pending before a program that writes is made to wait, for one file and for all.
-constexpr std::size_t mostPendingOfFile = std::size_t{24} << 20;
+constexpr std::size_t mostPendingOfFile = std::size_t{8} << 20;
 constexpr std::size_t mostChunksOfFile = 2048;
-constexpr std::size_t mostPending = std::size_t{64} << 20;
+constexpr std::size_t mostPending = std::size_t{48} << 20;
 
 } // namespace
 

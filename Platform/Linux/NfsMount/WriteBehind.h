@@ -13,7 +13,7 @@ namespace quillmount::nfsmount {
 /// ones without any of them being held back by a clock.
 class WriteBehind {
 public:
-    static constexpr std::size_t largestChunk = std::size_t{4} << 20;
+    static constexpr std::size_t largestChunk = std::size_t{1} << 20;
     static constexpr int mostInFlight = 4;
 
     struct Chunk {
