@@ -6,14 +6,18 @@ import (
 	"context"
 	"errors"
 	"fmt"
+	"path"
+	"strings"
 	"sync"
 
 	"github.com/rclone/rclone/fs"
 	"golang.org/x/sync/errgroup"
 )
 
-// lookUps is how many files are looked up at a time.
-const lookUps = 32
+const (
+	lookUps      = 32 // at a time
+	worthListing = 4  // files of one folder from which on it is quicker to list that
+)
 
 // openingFs is a remote that knows the files whose upload is pending. rclone looks each of them up when it opens the
 // cache, one after the other, so that a thousand keep the drive away for minutes.
@@ -30,7 +34,7 @@ type lookUp struct {
 	err    error
 }
 
-// lookUpPending asks Google for the objects of the files, many at a time. It fails if one cannot be had without which
+// lookUpPending asks Google for the objects of the files, many at a time and folders as a whole. It fails if one cannot be had without which
 // rclone would upload a file with zeros for the parts that the cache does not have.
 func lookUpPending(ctx context.Context, remote fs.Fs, pending []pendingFile) (*openingFs, error) {
 	features := *remote.Features()
@@ -43,22 +47,59 @@ func lookUpPending(ctx context.Context, remote fs.Fs, pending []pendingFile) (*o
 		}
 	}
 	opening := &openingFs{Fs: remote, features: &features, known: map[string]lookUp{}}
+	folders := map[string][]pendingFile{}
+	for _, file := range pending {
+		folder := strings.TrimSuffix(file.name[:len(file.name)-len(path.Base(file.name))], "/")
+		folders[folder] = append(folders[folder], file)
+	}
 	group, ctx := errgroup.WithContext(ctx)
 	group.SetLimit(lookUps)
-	for _, file := range pending {
-		group.Go(func() error {
-			object, err := remote.NewObject(ctx, file.name)
-			absent := errors.Is(err, fs.ErrorObjectNotFound) || errors.Is(err, fs.ErrorDirNotFound)
-			if err != nil && !absent && file.partial {
-				return fmt.Errorf("a file that is only partly in the cache cannot be looked up: %w", err)
-			}
-			opening.mu.Lock()
-			defer opening.mu.Unlock()
-			opening.known[file.name] = lookUp{object, err}
-			return nil
-		})
+	for folder, files := range folders {
+		if len(files) >= worthListing {
+			group.Go(func() error { return opening.list(ctx, folder, files) })
+			continue
+		}
+		for _, file := range files {
+			group.Go(func() error {
+				object, err := remote.NewObject(ctx, file.name)
+				return opening.know(file, object, err)
+			})
+		}
 	}
 	return opening, group.Wait()
+}
+
+// list looks up files of one folder.
+func (f *openingFs) list(ctx context.Context, folder string, files []pendingFile) error {
+	entries, err := f.Fs.List(ctx, folder)
+	objects := map[string]fs.Object{}
+	entries.ForObject(func(object fs.Object) {
+		if objects[object.Remote()] == nil { // a folder of Google's may have several files of one name
+			objects[object.Remote()] = object
+		}
+	})
+	for _, file := range files {
+		object, fileErr := objects[file.name], err
+		if object == nil && err == nil {
+			fileErr = fs.ErrorObjectNotFound
+		}
+		if err := f.know(file, object, fileErr); err != nil {
+			return err
+		}
+	}
+	return nil
+}
+
+// know keeps what was found out about a file.
+func (f *openingFs) know(file pendingFile, object fs.Object, err error) error {
+	absent := errors.Is(err, fs.ErrorObjectNotFound) || errors.Is(err, fs.ErrorDirNotFound)
+	if err != nil && !absent && file.partial {
+		return fmt.Errorf("a file that is only partly in the cache cannot be looked up: %w", err)
+	}
+	f.mu.Lock()
+	defer f.mu.Unlock()
+	f.known[file.name] = lookUp{object, err}
+	return nil
 }
 
 // opened forgets what was known.

@@ -11,6 +11,7 @@ import (
 	"time"
 
 	"github.com/rclone/rclone/fs"
+	"github.com/rclone/rclone/fs/object"
 	"github.com/rclone/rclone/fs/operations"
 )
 
@@ -30,6 +31,17 @@ func (f *farFs) Features() *fs.Features {
 	}}
 }
 
+func (f *farFs) List(_ context.Context, folder string) (fs.DirEntries, error) {
+	f.asked.Add(1)
+	if folder != ".full" && folder != "" {
+		return nil, fs.ErrorDirNotFound
+	}
+	if !errors.Is(f.err, fs.ErrorObjectNotFound) {
+		return nil, f.err
+	}
+	return fs.DirEntries{object.NewMemoryObject(".full/2", time.Time{}, nil)}, nil
+}
+
 func (f *farFs) NewObject(context.Context, string) (fs.Object, error) {
 	f.asked.Add(1)
 	time.Sleep(10 * time.Millisecond)
@@ -40,26 +52,39 @@ func TestPendingFilesAreLookedUpTogetherAndOnce(t *testing.T) {
 	far := &farFs{err: fs.ErrorObjectNotFound}
 	pending := []pendingFile{{"partial", true}}
 	for number := range 319 {
-		pending = append(pending, pendingFile{name: fmt.Sprint(number)})
+		pending = append(pending, pendingFile{name: fmt.Sprintf("folder %d/file", number)})
+	}
+	for number := range 100 {
+		pending = append(pending, pendingFile{name: fmt.Sprintf(".full/%d", number)})
 	}
 	begin := time.Now()
 	opening, err := lookUpPending(t.Context(), far, pending)
 	must(t, err)
-	for range 2 {
-		if _, err := opening.NewObject(t.Context(), "partial"); !errors.Is(err, fs.ErrorObjectNotFound) {
-			t.Errorf("the file is there: %v", err)
+	for name, want := range map[string]bool{"partial": false, ".full/2": true, ".full/3": false} {
+		object, err := opening.NewObject(t.Context(), name)
+		if (object != nil) != want || !want && !errors.Is(err, fs.ErrorObjectNotFound) {
+			t.Errorf("%s: %v, %v", name, object, err)
 		}
 	}
 	if took := time.Since(begin); took > 320*10*time.Millisecond/2 || far.asked.Load() != 321 {
 		t.Errorf("%d questions took %v", far.asked.Load(), took)
 	}
+	if _, _ = opening.NewObject(t.Context(), "partial"); far.asked.Load() != 322 {
+		t.Error("an answer served twice")
+	}
 }
 
 func TestPartialFilesMustBeFound(t *testing.T) {
-	far := &farFs{err: errors.New("no network")}
 	for partial, fails := range map[bool]bool{false: false, true: true} {
-		if _, err := lookUpPending(t.Context(), far, []pendingFile{{"file", partial}}); (err != nil) != fails {
-			t.Errorf("partly in the cache: %v; %v", partial, err)
+		for _, count := range []int{1, worthListing} {
+			var pending []pendingFile
+			for number := range count {
+				pending = append(pending, pendingFile{fmt.Sprint(number), partial})
+			}
+			_, err := lookUpPending(t.Context(), &farFs{err: errors.New("no network")}, pending)
+			if (err != nil) != fails {
+				t.Errorf("%d files, partly in the cache: %v; %v", count, partial, err)
+			}
 		}
 	}
 }
