@@ -449,7 +449,7 @@ void MountStateTest::listsWhenAskedForManyNames() {
         return 0;
     };
     QCOMPARE(questions(0, 10ms), 4);
-    QCOMPARE(questions(800, 10ms), 100);
+    QCOMPARE(questions(3200, 10ms), 100);
     QCOMPARE(questions(0, 2s), 0); // now and then is not many
     names.beginLearning();
     QCOMPARE(questions(0, 10ms), 0); // it is being listed

@@ -61,8 +61,8 @@ KnownListing::Answer KnownListing::look(std::string_view name, Moment now) const
 bool KnownListing::isWorthLearning(std::size_t namesInFolder, Moment now) {
     constexpr auto burst = std::chrono::seconds(1);
     constexpr std::size_t fewest = 4;
-    // To list a name costs about an eighth of a question about it.
-    constexpr std::size_t namesForOneQuestion = 8;
+    // To list a name costs far less than a question about it.
+    constexpr std::size_t namesForOneQuestion = 32;
     m_questions = now - m_lastQuestion < burst ? m_questions + 1 : 1;
     m_lastQuestion = now;
     if (m_learning > 0 || m_questions < std::max(fewest, namesInFolder / namesForOneQuestion))
