@@ -4,6 +4,9 @@ package main
 
 import (
 	"context"
+	"errors"
+	"io"
+	"os"
 	"path"
 	"strings"
 
@@ -218,7 +221,32 @@ func (m *moves) renameFolder(from, to string) error {
 	}
 	finish(to)
 	m.rekey(from, to)
+	for _, info := range cache.uploads(to) {
+		m.rebind(info.Name)
+	}
 	return nil
+}
+
+// rebind makes the upload of a file tell the file that the drive has at this path now of its success. rclone forgets the
+// files of a folder that is moved; an upload that it began for one of those would put that into the folder again, under
+// the path from before the move, and what is written to it from then on would be uploaded to that path.
+func (m *moves) rebind(name string) {
+	node, err := m.files.drive.Stat(name)
+	if err != nil {
+		fs.Debugf(name, "A file that waits for its upload is not in its folder: %v", err)
+		return
+	}
+	if m.files.cache.missing(name) {
+		return // it cannot be closed now
+	}
+	handle, err := node.Open(os.O_RDONLY)
+	if err == nil {
+		_, err = handle.Seek(0, io.SeekEnd) // opens the cache's file
+		err = errors.Join(err, handle.Close())
+	}
+	if err != nil {
+		fs.Errorf(name, "Failed to follow a file whose folder was moved: %v", err)
+	}
 }
 
 // moveObject moves what Google has at a path, if anything, over what it has at another.
