@@ -317,6 +317,12 @@ func (f *openFiles) read(path string, use func(vfs.Handle) error) error {
 		e.opening = true
 		f.mu.Unlock()
 		handle, err := e.file.Open(os.O_RDONLY)
+		if err == nil {
+			// Opening puts the file into its folder. Left to the first read, that could come after its removal.
+			if _, err = handle.Seek(0, io.SeekEnd); err != nil {
+				err = errors.Join(err, handle.Close())
+			}
+		}
 		f.mu.Lock()
 		e.opening = false
 		f.changed.Broadcast()
