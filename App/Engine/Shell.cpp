@@ -114,7 +114,7 @@ int exitStatus(int waitStatus) {
     return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : WTERMSIG(waitStatus);
 }
 
-// A command that nobody waits for any more still has to be ended, or it stays a zombie.
+// A command that nobody waits for any more still has to be collected, or it stays a zombie.
 void collectWhenEnded(pid_t pid) {
     std::thread([pid] { waitpid(pid, nullptr, 0); }).detach();
 }
@@ -160,7 +160,7 @@ int Shell::run(const QString &executable, const QStringList &arguments, double t
 }
 
 QCoro::Task<int> Shell::runInBackground(Command command, double timeout) {
-    return inBackground([command, timeout] { return runBounded(command, timeout, true); });
+    return inBackground([command = std::move(command), timeout] { return runBounded(command, timeout, true); });
 }
 
 } // namespace quillmount
