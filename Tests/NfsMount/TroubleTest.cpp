@@ -325,12 +325,12 @@ void TroubleTest::reportsWriteErrors() {
     QVERIFY(write(cache, "in the way"));
     QCOMPARE(::write(file, "lost", 4), 4);
     QCOMPARE(outcome(::fsync(file)), EIO);
+    QVERIFY(QFile::remove(cache));
+    QVERIFY(QDir().rename(cache + u"-away"_s, cache));
     // Each open file is told once, also by its last call.
     QCOMPARE(outcome(::fsync(file)), 0);
     QCOMPARE(outcome(::close(other)), EIO);
     QCOMPARE(outcome(::close(file)), 0);
-    QVERIFY(QFile::remove(cache));
-    QVERIFY(QDir().rename(cache + u"-away"_s, cache));
     QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("kept"));
 }
 
@@ -369,7 +369,7 @@ void TroubleTest::commitsWhatWasWritten() {
     status = NFS3ERR_FBIG;
     QCOMPARE(::write(file, "z", 1), 1);
     QCOMPARE(outcome(::close(file)), EFBIG);
-    QCOMPARE(closes, 2);
+    QVERIFY(closes >= 2); // once more when the answer overtook that of the write
     // The other open file learns of it, too.
     QCOMPARE(outcome(::close(reader)), EFBIG);
     QCOMPARE(syncs, 2);
