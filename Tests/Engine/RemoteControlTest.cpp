@@ -44,7 +44,7 @@ void RemoteControlTest::initTestCase() {
     const EngineLaunch launch = EngineLaunch::prepare();
     m_process = std::make_unique<EngineProcess>();
     QVERIFY(m_process->start(EngineScript::executable(), launch.arguments(),
-                             launch.environment(QProcessEnvironment::systemEnvironment())));
+                             launch.environment(QProcessEnvironment::systemEnvironment()), -1));
     m_rc = {launch.remoteControlPort, launch.remoteControlUser, launch.remoteControlPassword};
     QVERIFY(waitFor([this] { return finished(m_rc, u"vfs/stats"_s)->value.has_value(); }));
 }
