@@ -250,8 +250,8 @@ func objectOf(file *vfs.File) fs.Object {
 }
 
 // remoteObject asks Google for the object at a path, nil if there is none.
-func (c *driveCache) remoteObject(name string) (fs.Object, error) {
-	object, err := c.drive.Fs().NewObject(context.Background(), name)
+func (c *driveCache) remoteObject(ctx context.Context, name string) (fs.Object, error) {
+	object, err := c.drive.Fs().NewObject(ctx, name)
 	if errors.Is(err, fs.ErrorObjectNotFound) || errors.Is(err, fs.ErrorDirNotFound) || errors.Is(err, fs.ErrorIsDir) {
 		return nil, nil
 	}

@@ -3,7 +3,6 @@
 package main
 
 import (
-	"context"
 	"errors"
 	"io"
 	"os"
@@ -11,7 +10,6 @@ import (
 	"strings"
 
 	"github.com/rclone/rclone/fs"
-	"github.com/rclone/rclone/fs/operations"
 	"github.com/rclone/rclone/vfs"
 )
 
@@ -140,10 +138,10 @@ func (m *moves) renameFile(source, target *vfs.File, from, to string) (err error
 			cache.hasten(sourceName)
 		}
 	}()
-	targetSeen := false // Google has something at the target
+	targetSeen := m.isBehind(to) // Google may have something at the target
 	if target != nil {
 		name := target.CachePath()
-		targetSeen = objectOf(target) != nil || cache.attempted(name) || m.isBehind(to)
+		targetSeen = targetSeen || objectOf(target) != nil || cache.attempted(name)
 		if cache.InUse(name) {
 			if overwritten, err = cache.setAside(name, objectOf(target)); err != nil {
 				return err
@@ -158,24 +156,15 @@ func (m *moves) renameFile(source, target *vfs.File, from, to string) (err error
 		}
 		sourceObject = objectOf(source) // the upload may have succeeded at the last moment
 	}
-	if sourceObject == nil && sourceSeen {
-		// Google has an object at the old path that the drive does not know of. It becomes the object of the new path.
-		if err = m.moveObject(from, to); err != nil {
-			return err
-		}
-		targetSeen = true
-	}
+	unknown := objectOf(source) == nil
 	if err = drive.Rename(from, to); err != nil {
 		return err
 	}
 	overwritten.drop()
 	m.release(to)
 	aside.put(source.CachePath(), objectOf(source))
-	m.forget(from)
-	m.forget(to)
-	if objectOf(source) == nil && targetSeen {
-		m.remember(to)
-	}
+	m.note(from, false, unknown && sourceSeen)
+	m.note(to, unknown && targetSeen, false)
 	m.rekey(from, to)
 	return nil
 }
@@ -249,31 +238,19 @@ func (m *moves) rebind(name string) {
 	}
 }
 
-// moveObject moves what Google has at a path, if anything, over what it has at another.
-func (m *moves) moveObject(from, to string) error {
-	cache := m.files.cache
-	object, err := cache.remoteObject(from)
-	if object == nil || err != nil {
-		return err
-	}
-	overwritten, err := cache.remoteObject(to)
-	if err != nil {
-		return err
-	}
-	_, err = operations.Move(context.Background(), m.files.drive.Fs(), overwritten, to, object)
-	return err
-}
-
 // remove removes a file or an empty folder.
 func (m *moves) remove(name string) error {
 	name = cleanPath(name)
 	drive, cache := m.files.drive, m.files.cache
-	if _, err := drive.Stat(name); err != nil {
-		return err
-	}
-	defer m.begin(name)()
 	node, err := drive.Stat(name)
 	if err != nil {
+		return err
+	}
+	if cache != nil && node.IsDir() {
+		m.files.suspects.settleBelow(name) // Google would not take it for empty
+	}
+	defer m.begin(name)()
+	if node, err = drive.Stat(name); err != nil {
 		return err
 	}
 	file, isFile := node.(*vfs.File)
@@ -288,42 +265,39 @@ func (m *moves) remove(name string) error {
 			return err
 		}
 	}
-	if objectOf(file) == nil && seen {
-		object, err := cache.remoteObject(name)
-		if err == nil && object != nil {
-			err = object.Remove(context.Background())
-		}
-		if err != nil {
-			aside.put(cached, objectOf(file))
-			return err
-		}
-	}
+	unknown := objectOf(file) == nil
 	if err := drive.Remove(name); err != nil {
 		aside.put(cached, objectOf(file))
 		return err
 	}
 	aside.drop()
-	m.forget(name)
+	m.note(name, false, unknown && seen)
 	m.release(name)
 	return nil
 }
 
+// isBehind tells whether Google may have an object at a path that the drive does not know.
 func (m *moves) isBehind(path string) bool {
-	m.files.mu.Lock()
-	defer m.files.mu.Unlock()
-	return m.files.behind[path]
+	f := m.files
+	f.mu.Lock()
+	defer f.mu.Unlock()
+	return f.behind[path] || !f.suspects.since[path].IsZero()
 }
 
-func (m *moves) forget(path string) {
-	m.files.mu.Lock()
-	defer m.files.mu.Unlock()
-	delete(m.files.behind, path)
-}
-
-func (m *moves) remember(path string) {
-	m.files.mu.Lock()
-	defer m.files.mu.Unlock()
-	m.files.behind[path] = true
+// note replaces what is known of a path: whether the file there is behind, or whether the path, without a file, is
+// suspected.
+func (m *moves) note(path string, behind, suspected bool) {
+	f := m.files
+	f.mu.Lock()
+	defer f.mu.Unlock()
+	delete(f.behind, path)
+	delete(f.suspects.since, path)
+	if behind {
+		f.behind[path] = true
+	}
+	if suspected {
+		f.suspects.add(path)
+	}
 }
 
 // rekey moves what is known by path from one path to another, with everything below it.
@@ -342,6 +316,12 @@ func (m *moves) rekey(from, to string) {
 		if path != from && within(path, from) {
 			delete(m.files.behind, path)
 			m.files.behind[to+strings.TrimPrefix(path, from)] = true
+		}
+	}
+	for path, since := range f.suspects.since {
+		if path != from && within(path, from) {
+			delete(f.suspects.since, path)
+			f.suspects.since[to+strings.TrimPrefix(path, from)] = since
 		}
 	}
 }

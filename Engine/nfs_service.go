@@ -119,6 +119,7 @@ func (s *nfsService) stop() {
 	s.mu.Unlock()
 
 	_ = s.listener.Close()
+	s.files.suspects.stop()
 	timeout := time.NewTimer(longestStop)
 	defer timeout.Stop()
 	select {

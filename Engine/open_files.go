@@ -42,8 +42,9 @@ type openFiles struct {
 	files   map[string]*openFile
 	moving  []string // paths that are being moved or removed, with everything below them
 	// behind has the paths of files whose object the drive does not know, although Google may have one there: of a file
-	// that was moved over, or of an upload that was ended before its answer came.
-	behind map[string]bool
+	// that was moved over, or of an upload that was ended before its answer came. The file's upload updates it.
+	behind   map[string]bool
+	suspects suspects
 }
 
 // openFile is a file that is open or has an error to tell. openFiles.mu protects it.
@@ -78,6 +79,7 @@ func newOpenFiles(drive *vfs.VFS) (*openFiles, error) {
 	cache, err := cacheOf(drive)
 	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}, behind: map[string]bool{}}
 	f.changed.L = &f.mu
+	f.suspects.init(f)
 	return f, err
 }
 
@@ -214,6 +216,7 @@ func (f *openFiles) create(path string, use func(vfs.Handle) error) error {
 		f.leave(e)
 		return err
 	}
+	f.suspects.acquit(path)
 	e.file, e.writer = file, handle
 	e.hasObject = file.DirEntry() != nil
 	return f.useWriter(e, use)
@@ -264,6 +267,7 @@ func (f *openFiles) openWriter(e *openFile, flags int) error {
 		}
 		return err
 	}
+	f.suspects.acquit(e.path)
 	e.writer = handle
 	e.delayed = objectOf(e.file) == nil
 	e.hasObject = e.file.DirEntry() != nil
@@ -535,8 +539,10 @@ func (f *openFiles) closeAll() {
 	f.mu.Unlock()
 }
 
-// isMoving tells whether a path is being moved or removed. The lock is held.
+// isMoving tells whether a path is being moved or removed. The lock is held. Nobody waits for a suspect: whoever asks here
+// ends what is going on for one.
 func (f *openFiles) isMoving(path string) bool {
+	f.suspects.interrupt(path)
 	for _, moving := range f.moving {
 		if within(path, moving) || within(moving, path) {
 			return true

@@ -8,6 +8,7 @@ import (
 	"encoding/binary"
 	"errors"
 	"io"
+	"maps"
 	"net"
 	"os"
 	"os/exec"
@@ -89,12 +90,42 @@ func (s *servedFolder) remoteHas(name, content string) bool {
 	return err == nil && string(found) == content
 }
 
-// uploaded waits until nothing is pending.
+// uploaded waits until nothing is pending and no suspect is left.
 func (s *servedFolder) uploaded() {
 	s.t.Helper()
 	s.eventually("everything is uploaded", func() bool {
-		return s.files.cache.TotalInUse() == 0
+		s.files.mu.Lock()
+		defer s.files.mu.Unlock()
+		return s.files.cache.TotalInUse() == 0 && len(s.files.suspects.since) == 0
 	})
+}
+
+// expect compares the files in the folder that is served, and those that the drive shows, with their contents by name.
+func (s *servedFolder) expect(want map[string]string) {
+	s.t.Helper()
+	found := map[string]string{}
+	must(s.t, filepath.Walk(s.remote, func(path string, info os.FileInfo, err error) error {
+		if err == nil && !info.IsDir() {
+			content, err := os.ReadFile(path)
+			name := strings.TrimPrefix(path, s.remote+"/")
+			found[name] = string(content)
+			if _, shown := s.drive.Stat(name); shown != nil {
+				s.t.Errorf("the drive does not show %s: %v", name, shown)
+			}
+			return err
+		}
+		return err
+	}))
+	if !maps.Equal(found, want) {
+		s.t.Errorf("the files are %v, want %v", found, want)
+	}
+	nodes, err := s.drive.ReadDir("")
+	must(s.t, err)
+	for _, node := range nodes {
+		if _, uploaded := found[node.Name()]; !uploaded && !node.IsDir() {
+			s.t.Errorf("the drive shows %s", node.Name())
+		}
+	}
 }
 
 // rpc makes one call on a connection and returns the status and what follows it.
@@ -353,24 +384,7 @@ func TestMovesAndRemovalsAroundPendingUploads(t *testing.T) {
 			s := serveFolder(t, wait)
 			c.do(s)
 			s.uploaded()
-			found := map[string]string{}
-			must(t, filepath.Walk(s.remote, func(path string, info os.FileInfo, err error) error {
-				if err == nil && !info.IsDir() {
-					content, err := os.ReadFile(path)
-					found[strings.TrimPrefix(path, s.remote+"/")] = string(content)
-					return err
-				}
-				return err
-			}))
-			for name, content := range c.want {
-				if found[name] != content {
-					t.Errorf("%s has %q, want %q", name, found[name], content)
-				}
-				delete(found, name)
-			}
-			if len(found) != 0 {
-				t.Errorf("these are there as well: %v", found)
-			}
+			s.expect(c.want)
 		})
 	}
 }
