@@ -43,7 +43,6 @@ private Q_SLOTS:
     void reportsWriteErrors();
     void commitsWhatWasWritten();
     void growsOnceForManyGaps();
-    void removesUnlinkedFilesByTheirNames();
     void clearsUpAfterACrash();
 
 private:
@@ -395,41 +394,6 @@ void TroubleTest::growsOnceForManyGaps() {
     QCOMPARE(::close(file), 0);
     QCOMPARE(content(name), expected);
     QVERIFY2(changes < 250, QByteArray::number(changes).constData());
-}
-
-void TroubleTest::removesUnlinkedFilesByTheirNames() {
-    // The name by which a file is removed is the one that the user finds in Google's trash.
-    constexpr quint32 remove = 12;
-    QByteArray removed; // on the relay's thread, until the file is gone
-    std::atomic<int> removals = 0;
-    MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
-        if (call.procedure == remove) {
-            removed = call.bytes.last(12);
-            ++removals;
-        }
-        return {};
-    });
-    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
-    const QString folder = drive.mountPoint() + u"/folder"_s;
-    QVERIFY(QDir().mkdir(folder));
-    const QString name = folder + u"/document.odt"_s;
-    QVERIFY(write(name, "first"));
-    QFile open(name);
-    QVERIFY(open.open(QIODevice::ReadOnly));
-    QVERIFY(QFile::remove(name));
-    open.close();
-    // It does not show while that is done, and is in nobody's way.
-    QVERIFY(QDir(folder).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
-    QVERIFY(MountedEngine::waitFor([&] { return removals == 1; }));
-    QCOMPARE(removed, QByteArray("document.odt"));
-    QVERIFY(write(name, "second"));
-    QVERIFY(open.open(QIODevice::ReadOnly));
-    QVERIFY(QFile::remove(name));
-    open.close();
-    QVERIFY(QDir().rmdir(folder));
-    QCOMPARE(QDir(drive.backend()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
 }
 
 void TroubleTest::clearsUpAfterACrash() {

@@ -163,8 +163,10 @@ Task<void> FileSystem::finish() {
     while (hasPending() && !m_client.isGone() && !m_client.isDead())
         co_await m_progress.wait();
     const std::set<InodePtr> unlinked = m_unlinked;
-    for (const InodePtr &inode : unlinked)
-        co_await removeUnlinked(inode);
+    for (const InodePtr &inode : unlinked) {
+        const std::string name = inode->name();
+        co_await removeName(m_table.root(), name, Procedure::Remove);
+    }
 }
 
 } // namespace quillmount::nfsmount

@@ -113,8 +113,6 @@ private:
     Task<Result<FoundFile>> createOrFind(InodePtr folder, std::string name, bool exclusive);
     Task<int> moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName);
     Task<int> sillyRename(InodePtr inode);
-    Task<void> removeUnlinked(InodePtr inode);
-    Task<void> awaitPlace(InodePtr folder, std::string name);
     Task<int> removeName(InodePtr folder, std::string name, Procedure procedure);
     Task<int> removeEmptyFolder(InodePtr folder, std::string name, InodePtr target);
     Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
@@ -166,9 +164,6 @@ private:
     std::unordered_map<std::uint64_t, std::shared_ptr<OpenFolder>> m_folders;
     std::set<std::string> m_toldOf; ///< names too long to be shown
     std::set<InodePtr> m_unlinked;
-    /// Places where an unlinked file stands for a moment, to be removed there; whoever means the name waits.
-    std::set<std::pair<const Inode *, std::string>> m_returning;
-    Gate m_returned;
     std::set<const Inode *> m_busy;
     std::vector<const Inode *> m_frozen;
     Gate m_thawed;

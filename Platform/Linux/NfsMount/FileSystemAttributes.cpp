@@ -155,7 +155,6 @@ Task<void> FileSystem::lookup(Request request, InodePtr folder, std::string name
         request.fail(error == EPERM ? ENOENT : error);
         co_return;
     }
-    co_await awaitPlace(folder, name);
     InodePtr child = m_table.child(*folder, name);
     if (folder->names) {
         const KnownListing::Answer known = folder->names->look(name, EventLoop::Clock::now());

@@ -53,7 +53,7 @@ Task<void> FileSystem::afterLastClose(InodePtr inode) {
     ++m_background;
     co_await settle(inode);
     if (inode->opens == 0 && !inode->isGone())
-        co_await removeUnlinked(inode);
+        co_await removeName(inode->parent(), inode->name(), Procedure::Remove);
     m_unlinked.erase(inode);
     --m_background;
     m_progress.open();

@@ -141,7 +141,7 @@ Task<void> FileSystem::readFolder(Request request, std::uint64_t id, std::uint64
                 continue;
             }
             const DirectorySnapshot::Entry &item = entries[position - ownNames];
-            if ((isRoot && SillyName::isHidden(item.name)) || m_returning.contains({inode.get(), item.name}))
+            if (isRoot && SillyName::isHidden(item.name))
                 continue;
             InodePtr child = m_table.child(*inode, item.name);
             // What was changed here after the page was asked for is newer than the page.

@@ -5,7 +5,6 @@
 
 #include <linux/fs.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <random>
 
@@ -46,7 +45,6 @@ Task<void> FileSystem::makeDirectory(Request request, InodePtr folder, std::stri
         co_return;
     }
     Heard heard = asking();
-    co_await awaitPlace(folder, name);
     Result<FoundFile> made = co_await onHandle<FoundFile>(
         Procedure::MakeDirectory, folder, [&](const Handle &handle) { return m_client.makeDirectory(handle, name); });
     const bool doneBefore = meansDoneBefore(Procedure::MakeDirectory, made.repeated, made.status);
@@ -103,7 +101,6 @@ Task<void> FileSystem::create(Request request, InodePtr folder, std::string name
         co_return;
     }
     Heard heard = asking();
-    co_await awaitPlace(folder, name);
     Result<FoundFile> made = co_await createOrFind(folder, name, (info.flags & O_EXCL) != 0);
     if (made.error != 0) {
         request.fail(made.error);
@@ -144,7 +141,6 @@ Task<void> FileSystem::makeFile(Request request, InodePtr folder, std::string na
         co_return;
     }
     Heard heard = asking();
-    co_await awaitPlace(folder, name);
     const Result<FoundFile> made = co_await createOrFind(folder, name, true);
     if (made.error != 0) {
         request.fail(made.error);
@@ -206,52 +202,10 @@ Task<int> FileSystem::moveOnServer(InodePtr folder, std::string name, InodePtr n
 /// Lets an open file live on under a hidden name. The caller has frozen it.
 Task<int> FileSystem::sillyRename(InodePtr inode) {
     const std::string hidden = m_silly.make(millisecondsSince1970(), randomNumber());
-    const InodePtr folder = inode->parent();
-    const std::string name = inode->name();
-    const int error = co_await moveOnServer(folder, name, m_table.root(), hidden);
-    if (error == 0) {
+    const int error = co_await moveOnServer(inode->parent(), inode->name(), m_table.root(), hidden);
+    if (error == 0)
         m_table.move(inode, m_table.root(), hidden);
-        inode->formerFolder = folder;
-        inode->formerName = name;
-    }
     co_return error;
-}
-
-/// Removes an unlinked file that nobody has open any more: under its own name if that is free, since by it the user
-/// looks for the file in Google's trash.
-Task<void> FileSystem::removeUnlinked(InodePtr inode) {
-    const InodePtr folder = std::exchange(inode->formerFolder, nullptr);
-    const std::pair<const Inode *, std::string> place{folder.get(), inode->formerName};
-    if (folder && !folder->isGone() && m_returning.insert(place).second) {
-        const std::string hidden = inode->name();
-        const std::vector<InodePtr> frozen{inode};
-        const Result<FoundFile> occupant = co_await find(folder, place.second);
-        co_await freeze(frozen);
-        int error = occupant.error == ENOENT ? 0 : EEXIST;
-        if (error == 0)
-            error = co_await moveOnServer(m_table.root(), hidden, folder, place.second);
-        if (error == 0) {
-            m_table.move(inode, folder, place.second);
-            error = co_await removeName(folder, place.second, Procedure::Remove);
-            if (error != 0) {
-                const int back = co_await moveOnServer(folder, place.second, m_table.root(), hidden);
-                if (back == 0)
-                    m_table.move(inode, m_table.root(), hidden);
-            }
-        }
-        thaw(frozen);
-        m_returning.erase(place);
-        m_returned.open();
-    }
-    const bool isHidden = !inode->isGone() && inode->parent() == m_table.root();
-    const std::string name = inode->name();
-    if (isHidden && SillyName::isHidden(name))
-        co_await removeName(m_table.root(), name, Procedure::Remove);
-}
-
-Task<void> FileSystem::awaitPlace(InodePtr folder, std::string name) {
-    while (m_returning.contains({folder.get(), name}))
-        co_await m_returned.wait();
 }
 
 Task<void> FileSystem::unlink(Request request, InodePtr folder, std::string name) {
@@ -302,11 +256,7 @@ Task<int> FileSystem::removeEmptyFolder(InodePtr folder, std::string name, Inode
 }
 
 Task<void> FileSystem::removeDirectory(Request request, InodePtr folder, std::string name) {
-    const InodePtr target = m_table.child(*folder, name);
-    const auto isInside = [&](const auto &place) { return place.first == target.get(); };
-    while (std::any_of(m_returning.begin(), m_returning.end(), isInside))
-        co_await m_returned.wait();
-    const int error = co_await removeEmptyFolder(folder, name, target);
+    const int error = co_await removeEmptyFolder(folder, name, m_table.child(*folder, name));
     request.fail(error);
 }
 
@@ -334,7 +284,6 @@ Task<void> FileSystem::rename(Request request, InodePtr folder, std::string name
         request.fail(error);
         co_return;
     }
-    co_await awaitPlace(newFolder, newName);
     const InodePtr source = m_table.child(*folder, name);
     const InodePtr target = m_table.child(*newFolder, newName);
     std::vector<InodePtr> frozen;

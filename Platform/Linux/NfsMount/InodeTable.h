@@ -64,9 +64,6 @@ public:
     int busy = 0;
     /// True for a file that lives on under a hidden name because it was unlinked while open.
     bool unlinked = false;
-    /// Where such a file was, so that it is removed under its own name.
-    std::shared_ptr<Inode> formerFolder;
-    std::string formerName;
     /// Open files on it.
     int opens = 0;
     /// The state of the content; present while needed.
