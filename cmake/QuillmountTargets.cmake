@@ -4,7 +4,7 @@
 function(quillmount_options target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
-        -Woverloaded-virtual -Werror)
+        -Woverloaded-virtual $<$<BOOL:${QUILLMOUNT_WARNINGS_AS_ERRORS}>:-Werror>)
     target_compile_definitions(${target} PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS
         QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_NO_FOREACH QT_DISABLE_DEPRECATED_BEFORE=0x060400)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
