@@ -68,8 +68,12 @@ void FileSystem::releaseHandle(Inode &inode) {
 
 Task<int> FileSystem::findAgain(InodePtr inode) {
     const InodePtr folder = inode->parent();
-    if (!folder)
-        co_return inode == m_table.root() ? co_await mountRoot() : ESTALE;
+    if (!folder) {
+        if (inode != m_table.root())
+            co_return ESTALE;
+        const int error = co_await mountRoot();
+        co_return error;
+    }
     const std::string name = inode->name();
     const Result<FoundFile> found = co_await find(folder, name);
     if (found.error != 0)
@@ -145,7 +149,8 @@ Task<void> FileSystem::clearLeftovers() {
     ++m_background;
     OpenFolder root;
     root.inode = m_table.root();
-    if (co_await loadFolder(root) == 0) {
+    const int error = co_await loadFolder(root);
+    if (error == 0) {
         for (const auto &entry : root.listing->entries()) {
             const bool inUse = m_table.child(*m_table.root(), entry.name) != nullptr;
             if (m_silly.isLeftover(entry.name, m_started) && !inUse)

@@ -191,8 +191,11 @@ Task<void> FileSystem::read(Request request, std::uint64_t id, std::uint64_t off
         std::vector<ReadAhead::BlockPtr> blocks;
         if (offset + size <= known)
             blocks = file->ahead.covering(offset, size);
-        if (!blocks.empty() && co_await answerFromBlocks(request, std::move(blocks), offset, size))
-            co_return;
+        if (!blocks.empty()) {
+            const bool answered = co_await answerFromBlocks(request, std::move(blocks), offset, size);
+            if (answered)
+                co_return;
+        }
     }
     Buffer buffer(size);
     std::size_t got = 0;

@@ -309,7 +309,8 @@ Task<void> FileSystem::rename(Request request, InodePtr folder, std::string name
         m_unlinked.insert(target);
     } else if (setAside) {
         // What was to be replaced goes back to its place.
-        if (co_await moveOnServer(m_table.root(), target->name(), newFolder, newName) == 0)
+        const int putBack = co_await moveOnServer(m_table.root(), target->name(), newFolder, newName);
+        if (putBack == 0)
             m_table.move(target, newFolder, newName);
     }
     thaw(frozen);

@@ -169,7 +169,8 @@ void NfsClient::declareDead() {
 }
 
 Task<bool> NfsClient::ping() {
-    if (co_await m_ping->makeReady() != 0)
+    const int error = co_await m_ping->makeReady();
+    if (error != 0)
         co_return false;
     struct NoArguments {};
     NoArguments none;
