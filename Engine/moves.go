@@ -103,6 +103,9 @@ func (m *moves) rename(from, to string) error {
 	if from == to {
 		return nil
 	}
+	if cache != nil && node.IsDir() {
+		m.files.suspects.settleBelow(from) // the drive forgets a folder that it moves, and shows what Google has
+	}
 	defer m.begin(from, to)()
 	if node, err = drive.Stat(from); err != nil {
 		return err

@@ -11,11 +11,11 @@ import (
 	"github.com/rclone/rclone/vfs"
 )
 
-// suspectPause is the time from a move or removal to the question whether it left something, and between such questions;
-// after failures it doubles up to longestSuspectPause.
+// suspectPause is the time between questions for what an upload may have left; after failures it doubles up to
+// longestSuspectPause.
 var suspectPause = time.Second
 
-const longestSuspectPause = 30 * time.Second
+const longestSuspectPause = 10 * time.Second
 
 // suspects has the paths from which a file was moved or removed while its upload might have left an object there without
 // an answer. Whoever moves or removes it does not wait for Google: what is found is removed in the background, when
@@ -68,11 +68,6 @@ func (s *suspects) interrupt(path string) {
 // work settles suspects for as long as there are any.
 func (s *suspects) work() {
 	for pause := suspectPause; ; {
-		select {
-		case <-s.ctx.Done():
-			return
-		case <-time.After(pause):
-		}
 		if s.settleBelow("") {
 			pause = suspectPause
 		} else {
@@ -84,6 +79,11 @@ func (s *suspects) work() {
 		s.files.mu.Unlock()
 		if !working {
 			return
+		}
+		select {
+		case <-s.ctx.Done():
+			return
+		case <-time.After(pause):
 		}
 	}
 }

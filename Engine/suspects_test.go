@@ -147,6 +147,19 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 			must(s.t, s.moves.remove("folder"))
 			s.files.suspects.settleBelow("")
 		}, map[string]string{"old": "old"}},
+		"removed from a folder that is moved": {func(s disconnected) {
+			s.noWorker()
+			must(s.t, s.moves.remove("a"))
+			s.save("folder/b", "b")
+			s.eventually("an upload fails", func() bool { return s.files.cache.attempted("folder/b") })
+			must(s.t, s.moves.remove("folder/b"))
+			s.restore()
+			must(s.t, s.moves.rename("folder", "moved"))
+			if _, err := s.drive.Stat("moved/b"); err == nil {
+				s.t.Error("the file is back")
+			}
+			s.files.suspects.settleBelow("")
+		}, map[string]string{"old": "old"}},
 		"removed, and something older put there": {func(s disconnected) {
 			s.noWorker()
 			must(s.t, s.moves.remove("a"))
