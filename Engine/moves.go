@@ -321,6 +321,11 @@ func (m *moves) rekey(from, to string) {
 			m.files.behind[to+strings.TrimPrefix(path, from)] = true
 		}
 	}
+	for path := range f.suspects.since {
+		if within(path, to) {
+			delete(f.suspects.since, path) // of a folder that was there before
+		}
+	}
 	for path, since := range f.suspects.since {
 		if path != from && within(path, from) {
 			delete(f.suspects.since, path)
