@@ -61,6 +61,7 @@ func (m *moves) begin(paths ...string) (end func()) {
 			}
 		}
 		f.moving = rest
+		f.moves++
 		f.changed.Broadcast()
 	}
 }

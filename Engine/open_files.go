@@ -41,6 +41,7 @@ type openFiles struct {
 	changed sync.Cond // something below changed
 	files   map[string]*openFile
 	moving  []string // paths that are being moved or removed, with everything below them
+	moves   uint64   // how many moves and removals have ended
 	// behind has the paths of files whose object the drive does not know, although Google may have one there: of a file
 	// that was moved over, or of an upload that was ended before its answer came. The file's upload updates it.
 	behind   map[string]bool
@@ -100,6 +101,9 @@ func (f *openFiles) find(path string) (*vfs.File, string, error) {
 // nor closed. An error means that the lock is not held.
 func (f *openFiles) enter(path string) (*openFile, error) {
 	for {
+		f.mu.Lock()
+		moves := f.moves
+		f.mu.Unlock()
 		file, known, err := f.find(path)
 		if err != nil {
 			return nil, err
@@ -111,8 +115,8 @@ func (f *openFiles) enter(path string) (*openFile, error) {
 			f.mu.Unlock()
 			continue
 		}
-		if file.Path() != known {
-			f.mu.Unlock()
+		if f.moves != moves {
+			f.mu.Unlock() // it may be gone, and opening would put it into its folder again
 			continue
 		}
 		if e == nil {
