@@ -65,7 +65,8 @@ func setAsideDamaged(remote fs.Fs, now time.Time) (aside setAside, pending []pen
 }
 
 // holdDamaged moves damaged data below held, where rclone does not look, in the cache's own file system, so that a single
-// step takes each. It goes on after an error and returns all of them, and the undamaged files whose upload is pending.
+// step takes each. A file that has a keptRecord gets its metadata back instead. It goes on after an error and
+// returns all of them, and the undamaged files whose upload is pending.
 func holdDamaged(data, meta, held string) (pending []pendingFile, err error) {
 	var errs []error
 	_ = filepath.WalkDir(data, func(file string, entry iofs.DirEntry, err error) error {
@@ -80,9 +81,27 @@ func holdDamaged(data, meta, held string) (pending []pendingFile, err error) {
 		}
 		relative, err := filepath.Rel(data, file)
 		if err == nil {
-			if record, err := readRecord(filepath.Join(meta, relative)); err == nil {
+			target := filepath.Join(meta, relative)
+			record, err := readRecord(target)
+			if err != nil {
+				record = vfscache.Info{}
+			}
+			if err != nil || record.Dirty && isPartial(record, entry) {
+				restored, restoreErr := restoreMetadata(file, target, held+".restored", record)
+				switch {
+				case restoreErr == nil && err == nil && restored.Rs.Equal(record.Rs):
+				case restoreErr == nil:
+					fs.Logf(filepath.ToSlash(relative), "The file's damaged metadata has been restored")
+					record, err = restored, nil
+				case !errors.Is(restoreErr, unix.ENODATA) && !errors.Is(restoreErr, unix.ENOTSUP):
+					fs.Logf(filepath.ToSlash(relative), "The file's damaged metadata cannot be restored: %v", restoreErr)
+				}
+			}
+			if err == nil {
 				if record.Dirty {
 					pending = append(pending, pendingFile{filepath.ToSlash(relative), isPartial(record, entry)})
+				} else {
+					_ = unix.Removexattr(file, recordAttribute) // it is out of date, if there is one
 				}
 				return nil
 			}

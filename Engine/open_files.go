@@ -248,6 +248,7 @@ func (f *openFiles) openWriter(e *openFile, flags int) error {
 		f.cache.delay(e.path)
 		behind = f.cache.attempted(e.path)
 	}
+	f.cache.forgetRecord(e.file)
 	err := f.cache.roomToOpen(e.path)
 	var handle vfs.Handle
 	if err == nil {
@@ -324,6 +325,7 @@ func (f *openFiles) read(path string, use func(vfs.Handle) error) error {
 	if e.reader == nil {
 		e.opening = true
 		f.mu.Unlock()
+		f.cache.forgetRecord(e.file)
 		handle, err := e.file.Open(os.O_RDONLY)
 		if err == nil {
 			// Opening puts the file into its folder. Left to the first read, that could come after its removal.
@@ -459,6 +461,7 @@ func (f *openFiles) closeWriter(e *openFile) error {
 	f.dropReader(e)
 	f.mu.Unlock()
 
+	f.cache.keepRecord(e.file, false)
 	f.cache.record(e.file)
 	err := writer.Close()
 	if e.delayed && f.cache != nil {
@@ -512,14 +515,18 @@ func (f *openFiles) close(path string, sync bool) error {
 	if err := f.closeWriter(e); late == nil {
 		late = err
 	}
-	if sync && late == nil && f.cache != nil {
+	if late == nil && f.cache != nil && (sync || e.writer != nil) {
 		e.writers++ // holds up a move
 		writer := e.writer
 		f.mu.Unlock()
-		if writer != nil {
+		switch {
+		case writer != nil && sync:
 			late = writer.Sync()
+		case writer != nil:
+			f.cache.record(e.file)
 		}
-		if late == nil {
+		f.cache.keepRecord(e.file, sync)
+		if sync && late == nil {
 			late = f.cache.sync(e.file)
 		}
 		f.mu.Lock()

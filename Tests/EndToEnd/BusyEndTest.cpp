@@ -98,6 +98,7 @@ void BusyEndTest::everythingKeptIsThere_data() {
     QTest::addColumn<QList<int>>("numbers");
     // As a desktop does it whose session ends: it tells all processes, and kills what is left after five seconds.
     QTest::newRow("all are asked, then killed") << QList{SIGTERM, SIGKILL};
+    QTest::newRow("all are killed") << QList{SIGKILL};
     QTest::newRow("the application is asked to end") << QList<int>();
 }
 
