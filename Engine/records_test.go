@@ -119,10 +119,13 @@ func TestDamagedMetadataIsRestored(t *testing.T) {
 			}
 			must(t, config.SetCacheDir(after))
 			options := s.drive.Opt
-			options.WriteBack = fs.Duration(time.Millisecond)
+			options.WriteBack = fs.Duration(10 * time.Millisecond)
 			next := vfs.New(context.Background(), s.drive.Fs(), &options)
 			defer next.Shutdown()
 			s.eventually("the file is uploaded as a whole", func() bool { return s.remoteHas("a.txt", string(c.want)) })
+			cache, err := cacheOf(next)
+			must(t, err)
+			s.eventually("nothing is pending", func() bool { return cache.TotalInUse() == 0 })
 			s.eventually("the drive before fetches nothing any more", func() bool {
 				s.files.mu.Lock()
 				defer s.files.mu.Unlock()
