@@ -4,7 +4,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <linux/close_range.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -16,10 +15,10 @@ namespace {
 void closeAtExec(unsigned first, unsigned last) {
     if (first > last || syscall(SYS_close_range, first, last, CLOSE_RANGE_CLOEXEC) == 0)
         return;
-    // A kernel without that call.
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    for (unsigned descriptor = first; descriptor <= last && descriptor < limit.rlim_cur; ++descriptor)
+    // A kernel without that call. Nothing here has its address taken: the child may still run in its parent's memory,
+    // where the address sanitizer's bookkeeping of the stack would be the parent's, too.
+    const auto limit = unsigned(sysconf(_SC_OPEN_MAX));
+    for (unsigned descriptor = first; descriptor <= last && descriptor < limit; ++descriptor)
         fcntl(int(descriptor), F_SETFD, FD_CLOEXEC);
 }
 
