@@ -136,7 +136,7 @@ void GoogleAuthTest::signsIn() {
     QCOMPARE(m_server->requests().size(), 1);
     const TokenServer::Request &request = m_server->requests().first();
     QVERIFY(request.head.startsWith("POST /token HTTP/1.1\r\n"));
-    QVERIFY(request.head.contains("Content-Type: application/x-www-form-urlencoded\r\n"));
+    QVERIFY(request.head.toLower().contains("content-type: application/x-www-form-urlencoded\r\n"));
     const QString verifier = request.form[u"code_verifier"_s];
     const QByteArray hash = QCryptographicHash::hash(verifier.toUtf8(), QCryptographicHash::Sha256);
     QCOMPARE(parameter(opened(), u"code_challenge"_s).toLatin1() + '=', hash.toBase64(QByteArray::Base64UrlEncoding));

@@ -34,7 +34,9 @@ TokenServer::TokenServer(std::unique_ptr<QTcpServer> server, const QString &sche
         qFatal("no port for the token endpoint");
     connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
         while (QTcpSocket *socket = m_server->nextPendingConnection()) {
-            ++m_connections;
+            // Some versions of Qt open a second connection after a loss, and have nothing to say on it.
+            connect(
+                socket, &QTcpSocket::readyRead, this, [this] { ++m_connections; }, Qt::SingleShotConnection);
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { receive(socket); });
         }
     });

@@ -37,7 +37,7 @@ public:
     [[nodiscard]] QUrl url() const;
     [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
 
-    // How many times somebody came, whatever they asked.
+    // How many connections said something, whatever it was.
     [[nodiscard]] int connections() const { return m_connections; }
 
     // What is sent to every request from now on.

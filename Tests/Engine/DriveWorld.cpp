@@ -85,7 +85,7 @@ bool DriveWorld::advanceUntil(const std::function<bool()> &condition) {
         if (deadline.hasExpired())
             return false;
         handleEvents();
-        if (isBusy())
+        if (!isQuiet())
             continue;
         if (condition())
             break;
@@ -141,6 +141,14 @@ bool DriveWorld::isBusy() const {
     return process && process->isRunning() && !engine.isReady(process->processId());
 }
 
+bool DriveWorld::isQuiet() const {
+    if (isBusy())
+        return false;
+    // Newer libraries resume whoever waits for an answer only in the turn after it.
+    QCoreApplication::processEvents();
+    return !isBusy();
+}
+
 QStringList DriveWorld::takeCommands() {
     const QStringList all = QString::fromUtf8(contents(markPath(u"commands"_s))).split(u'\n', Qt::SkipEmptyParts);
     return all.mid(std::exchange(m_commandsTaken, all.size()));
@@ -182,7 +190,7 @@ void DriveWorld::letAnswersCome() const {
     const QDeadlineTimer deadline(patience);
     do
         handleEvents();
-    while (isBusy() && !deadline.hasExpired());
+    while (!isQuiet() && !deadline.hasExpired());
 }
 
 } // namespace quillmount

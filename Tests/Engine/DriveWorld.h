@@ -60,6 +60,8 @@ private:
     void scriptCommands() const;
     void letAnswersCome() const;
     [[nodiscard]] bool isBusy() const;
+    // Nothing goes on, and nothing is left to be handled.
+    [[nodiscard]] bool isQuiet() const;
 
     QStringList m_states;
     qsizetype m_commandsTaken = 0;
