@@ -94,7 +94,8 @@ int OrdinaryUserTest::asPerson(const QStringList &command) const {
     QStringList words{u"/usr/bin/timeout"_s, u"--signal=KILL"_s, u"20"_s};
     const pid_t application = m_home->application();
     if (m_isRoot && application != 0)
-        words += {u"nsenter"_s, u"--mount=/proc/%1/ns/mnt"_s.arg(application)};
+        words +=
+            {u"nsenter"_s, u"--mount=/proc/%1/ns/mnt"_s.arg(application), u"--root=/proc/%1/root"_s.arg(application)};
     if (m_isRoot)
         words += {u"setpriv"_s, u"--reuid=65534"_s, u"--regid=65534"_s, u"--clear-groups"_s, u"--"_s};
     words += command;
