@@ -79,7 +79,7 @@ void AppDelegateTest::quit() {
     world.platform.alerts().answerNext(answer);
     // As the desktop's end, or a quit of the toolkit, arrives.
     QEvent event(QEvent::Quit);
-    QCOMPARE(delegate.eventFilter(qApp, &event), !ends);
+    QCOMPARE(delegate.eventFilter(QCoreApplication::instance(), &event), !ends);
     QCOMPARE(event.isAccepted(), ends);
     QCOMPARE(delegate.engine().isMounted(), !ends);
     const auto questions = world.platform.alerts().questions();
@@ -110,7 +110,7 @@ void AppDelegateTest::endOfTheEventLoop() {
     DriveWorld world;
     AppDelegate delegate(world.setup);
     QVERIFY(goLive(world, delegate));
-    QMetaObject::invokeMethod(qApp, "aboutToQuit");
+    QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit");
     QVERIFY(!delegate.engine().isMounted());
 }
 
