@@ -238,6 +238,19 @@ func (f *openFiles) truncate(path string, size int64) error {
 	return err
 }
 
+// openNow opens a file and with it the cache's file, which handles leave to their first use: what can fail shall fail
+// here. Opening also puts the file into its folder, which must not come after its removal.
+func openNow(file *vfs.File, flags int) (vfs.Handle, error) {
+	handle, err := file.Open(flags)
+	if err != nil {
+		return nil, err
+	}
+	if _, err = handle.Seek(0, io.SeekEnd); err != nil {
+		return nil, errors.Join(err, handle.Close())
+	}
+	return handle, nil
+}
+
 // openWriter opens the file for writing. It is called and returns with the lock held.
 func (f *openFiles) openWriter(e *openFile, flags int) error {
 	e.opening = true
@@ -252,13 +265,7 @@ func (f *openFiles) openWriter(e *openFile, flags int) error {
 	err := f.cache.roomToOpen(e.path)
 	var handle vfs.Handle
 	if err == nil {
-		handle, err = e.file.Open(flags)
-	}
-	if err == nil {
-		// Handles open the cache's file when they need it; what can fail shall fail here.
-		if _, err = handle.Seek(0, io.SeekEnd); err != nil {
-			err = errors.Join(err, handle.Close())
-		}
+		handle, err = openNow(e.file, flags)
 	}
 	f.mu.Lock()
 	e.opening = false
@@ -326,13 +333,7 @@ func (f *openFiles) read(path string, use func(vfs.Handle) error) error {
 		e.opening = true
 		f.mu.Unlock()
 		f.cache.forgetRecord(e.file)
-		handle, err := e.file.Open(os.O_RDONLY)
-		if err == nil {
-			// Opening puts the file into its folder. Left to the first read, that could come after its removal.
-			if _, err = handle.Seek(0, io.SeekEnd); err != nil {
-				err = errors.Join(err, handle.Close())
-			}
-		}
+		handle, err := openNow(e.file, os.O_RDONLY)
 		f.mu.Lock()
 		e.opening = false
 		f.changed.Broadcast()
