@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Auth/GoogleAuth.h"
 
-#include "App/Auth/Credentials.h"
 #include "App/Auth/GoogleEndpoints.h"
 #include "App/Auth/RedirectListener.h"
 #include "App/Auth/TokenAnswer.h"
 #include "App/Auth/TokenEndpoint.h"
-#include "App/Engine/Secrets.h"
+#include "App/Support/Credentials.h"
+#include "App/Support/Secrets.h"
 #include "Platform/Platform.h"
 
 #include <QCoreApplication>

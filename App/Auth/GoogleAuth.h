@@ -2,6 +2,7 @@
 #pragma once
 
 #include "App/Auth/RedirectRequest.h"
+#include "App/Support/Credentials.h"
 #include "Platform/Clock.h"
 
 #include <QCoroTask>
@@ -23,7 +24,7 @@ class GoogleAuth : public QObject {
     Q_OBJECT
 
 public:
-    struct Credentials; // App/Auth/Credentials.h
+    using Credentials = quillmount::Credentials;
 
     struct Result {
         QString token;                // the engine's token, one line of JSON

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/EngineConfig.h"
 
-#include "App/Auth/Credentials.h"
+#include "App/Support/Credentials.h"
 #include "App/Support/Paths.h"
 
 #include <QFile>
@@ -27,7 +27,7 @@ constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 constexpr QByteArrayView tokenKey = "token = ";
 
 QByteArray configurationText(const QString &token) {
-    const auto credentials = GoogleAuth::Credentials::current();
+    const auto credentials = Credentials::current();
     return "[drive]\n"
            "type = drive\n"
            "client_id = " +

@@ -2,10 +2,10 @@
 #include "App/Engine/EngineLaunch.h"
 
 #include "App/Engine/Ports.h"
-#include "App/Engine/Secrets.h"
 #include "App/Support/Brand.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
+#include "App/Support/Secrets.h"
 #include "Platform/Platform.h"
 
 namespace quillmount {

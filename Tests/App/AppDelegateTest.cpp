@@ -5,7 +5,7 @@
 #include "App/Support/Paths.h"
 #include "Platform/Testing/MemoryAlerts.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
-#include "Tests/Engine/DriveWorld.h"
+#include "Tests/App/Engine/DriveWorld.h"
 
 #include <QSignalSpy>
 #include <QtTest>

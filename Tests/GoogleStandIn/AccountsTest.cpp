@@ -26,16 +26,15 @@ QByteArray form(Fields fields, const Fields &changes) {
     fields.insert(changes);
     QByteArrayList pairs;
     for (auto it = fields.begin(); it != fields.end(); ++it) {
-        if (!it.value().isNull()) {
+        if (!it.value().isNull())
             pairs.append(it.key().toLatin1() + '=' + QUrl::toPercentEncoding(it.value()));
-        }
     }
     return pairs.join('&');
 }
 
 } // namespace
 
-/// Where people agree, and where what they agreed to becomes tokens.
+// Where people agree, and where what they agreed to becomes tokens.
 class AccountsTest : public QObject {
     Q_OBJECT
 
@@ -74,7 +73,7 @@ private:
                               {{"Content-Type", "application/x-www-form-urlencoded"}, {"Authorization", {}}});
     }
     Answer decide(const Answer &page, const QByteArray &decision);
-    /// What the redirect that answers a decision carries.
+    // What the redirect that answers a decision carries.
     static QUrlQuery carried(const Answer &answer) {
         return QUrlQuery(QUrl::fromEncoded(answer.headers.value("location")));
     }
@@ -165,9 +164,8 @@ void AccountsTest::personAnswersThePage() {
     QCOMPARE(carried(answer, u"state"_s), u"a state&more"_s);
     QCOMPARE(carried(answer, u"error"_s), scopes.isEmpty() ? u"access_denied"_s : QString());
     QCOMPARE(carried(answer).hasQueryItem(u"code"_s), !scopes.isEmpty());
-    if (scopes.isEmpty()) {
+    if (scopes.isEmpty())
         return;
-    }
     const Answer tokens = redeem(carried(answer, u"code"_s));
     QCOMPARE(tokens.status, 200);
     QCOMPARE(tokens.json["scope"_L1].toString(), scopes);

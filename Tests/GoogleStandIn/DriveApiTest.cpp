@@ -17,7 +17,7 @@ const QString files = u"/drive/v3/files"_s;
 
 } // namespace
 
-/// The calls of the Drive service over the wire: what they do, and what they refuse.
+// The calls of the Drive service over the wire: what they do, and what they refuse.
 class DriveApiTest : public QObject {
     Q_OBJECT
 
@@ -50,9 +50,8 @@ private:
     QStringList namesFor(const QString &query) {
         QStringList names;
         const QJsonArray found = m_client->get(files + u"?q="_s + encoded(query)).json["files"_L1].toArray();
-        for (const QJsonValue &file : found) {
+        for (const QJsonValue &file : found)
             names.append(file["name"_L1].toString());
-        }
         return names;
     }
     QString startToken() {
@@ -96,16 +95,14 @@ void DriveApiTest::rangesAreHonoured() {
     const GoogleClient::Answer answer = m_client->send("GET", files + u'/' + id + u"?alt=media"_s, {}, headers);
     QTEST(answer.status, "status");
     QTEST(answer.headers.value("content-range"), "contentRange");
-    if (answer.status < 400) {
+    if (answer.status < 400)
         QCOMPARE(answer.body, body);
-    }
 }
 
 void DriveApiTest::listingsComeInPages() {
     const QString folder = createFolder(u"F"_s);
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 5; ++i)
         create(u"file %1"_s.arg(i), "x", folder);
-    }
     const QString query = files + u"?pageSize=2&q="_s + encoded(u"trashed=false and ('%1' in parents)"_s.arg(folder));
     QStringList names;
     QString token;
@@ -113,9 +110,8 @@ void DriveApiTest::listingsComeInPages() {
     do {
         const QJsonObject page = m_client->get(query + (token.isEmpty() ? QString() : u"&pageToken="_s + token)).json;
         const QJsonArray found = page["files"_L1].toArray();
-        for (const QJsonValue &file : found) {
+        for (const QJsonValue &file : found)
             names.append(file["name"_L1].toString());
-        }
         token = page["nextPageToken"_L1].toString();
         if (++pages == 1) {
             // Neither lost nor doubled by what happens between two pages.
@@ -189,9 +185,8 @@ void DriveApiTest::trashAndChangesTellTheStory() {
 void DriveApiTest::changesComeInPages() {
     const QString token = startToken();
     QStringList made;
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 5; ++i)
         made.append(create(u"f%1"_s.arg(i), "x"));
-    }
     m_client->json("PATCH", files + u'/' + made[0], {{"name"_L1, "again"_L1}});
     made.append(made.takeFirst());
     QStringList seen;
@@ -200,9 +195,8 @@ void DriveApiTest::changesComeInPages() {
     for (int pages = 0; pages < 10 && !page.contains("newStartPageToken"_L1); ++pages) {
         page = m_client->get(u"/drive/v3/changes?pageSize=2&pageToken="_s + at).json;
         const QJsonArray changes = page["changes"_L1].toArray();
-        for (const QJsonValue &change : changes) {
+        for (const QJsonValue &change : changes)
             seen.append(change["fileId"_L1].toString());
-        }
         at = page["nextPageToken"_L1].toString();
     }
     // A file that changed twice is listed once, at its last change.

@@ -17,8 +17,8 @@
 using namespace Qt::StringLiterals;
 using namespace quillmount;
 
-/// The real engine with the local Google: what the engine sends must be what the stand-in understands, and the other
-/// way round.
+// The real engine with the local Google: what the engine sends must be what the stand-in understands, and the other
+// way round.
 class EngineAgainstStandInTest : public QObject {
     Q_OBJECT
 
@@ -39,10 +39,10 @@ private:
     QString engine() const { return qEnvironmentVariable("QUILLMOUNT_BIN") + u"/QuillmountEngine"_s; }
     QString local(const QString &name) const { return m_folder->filePath(name); }
     QByteArray log() const { return contentOf(local(u"engine.log"_s)); }
-    /// Runs a command of the engine to its end; its exit status.
+    // Runs a command of the engine to its end; its exit status.
     int run(const QStringList &arguments, QByteArray *output = nullptr, QByteArray *errors = nullptr);
     void serve();
-    /// One remote-control call; the status.
+    // One remote-control call; the status.
     int remote(const QString &call, const QJsonObject &parameters, QJsonObject *answer = nullptr);
     int copyUp(const QString &name, const QString &remoteName, QJsonObject *answer = nullptr) {
         return remote(u"operations/copyfile"_s,
@@ -81,15 +81,12 @@ int EngineAgainstStandInTest::run(const QStringList &arguments, QByteArray *outp
     process.start(engine(), QStringList{u"--config"_s, local(u"engine.conf"_s), u"--low-level-retries"_s, u"1"_s,
                                         u"--retries"_s, u"1"_s} +
                                 arguments);
-    if (!process.waitForFinished()) {
+    if (!process.waitForFinished())
         return -1;
-    }
-    if (output) {
+    if (output)
         *output = process.readAllStandardOutput();
-    }
-    if (errors) {
+    if (errors)
         *errors = process.readAllStandardError();
-    }
     return process.exitCode();
 }
 
@@ -128,9 +125,8 @@ int EngineAgainstStandInTest::remote(const QString &call, const QJsonObject &par
     QNetworkRequest request(m_remote.resolved(QUrl(call)));
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const GoogleClient::Answer result = GoogleClient::finish(network.post(request, QJsonDocument(parameters).toJson()));
-    if (answer) {
+    if (answer)
         *answer = result.json;
-    }
     return result.status;
 }
 
@@ -217,9 +213,8 @@ void EngineAgainstStandInTest::uploadSurvives_data() {
     QTest::addColumn<QJsonObject>("fault");
     const QJsonObject chunk{{"path"_L1, "/upload/"_L1}, {"query"_L1, "upload_id="_L1}, {"count"_L1, 1}};
     const auto row = [&](const char *name, QJsonObject fault) {
-        for (auto it = chunk.begin(); it != chunk.end(); ++it) {
+        for (auto it = chunk.begin(); it != chunk.end(); ++it)
             fault.insert(it.key(), it.value());
-        }
         QTest::newRow(name) << fault;
     };
     row("busy", {{"kind"_L1, "answer"_L1}, {"status"_L1, 503}, {"reason"_L1, "backendError"_L1}});

@@ -14,7 +14,7 @@
 using namespace Qt::StringLiterals;
 using namespace quillmount;
 
-/// The folder in which everything lies: it survives what happens to the program, and people may work in it.
+// The folder in which everything lies: it survives what happens to the program, and people may work in it.
 class FolderTest : public QObject {
     Q_OBJECT
 

@@ -41,9 +41,8 @@ QNetworkReply *GoogleClient::start(const QByteArray &method, const QString &path
     const QString address = path.startsWith(u'/') ? u"https://www.googleapis.com"_s + path : path;
     QNetworkRequest request{QUrl(address)};
     request.setRawHeader("Authorization", "Bearer " + m_token);
-    for (const auto &[name, value] : headers) {
+    for (const auto &[name, value] : headers)
         request.setRawHeader(name, value);
-    }
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     const bool isDirect = QUrl(address).host() == "127.0.0.1"_L1;
     return (isDirect ? m_direct : m_network).sendCustomRequest(request, method, body);
@@ -53,18 +52,16 @@ GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(answerLimitMs, reply, &QNetworkReply::abort);
-    if (!reply->isFinished()) {
+    if (!reply->isFinished())
         loop.exec();
-    }
     Answer answer;
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     answer.error = reply->error();
     answer.body = reply->readAll();
     answer.json = QJsonDocument::fromJson(answer.body).object();
     const auto pairs = reply->rawHeaderPairs();
-    for (const auto &[name, value] : pairs) {
+    for (const auto &[name, value] : pairs)
         answer.headers.insert(name.toLower(), value);
-    }
     delete reply;
     return answer;
 }

@@ -9,17 +9,17 @@
 
 namespace quillmount {
 
-/// A client of Google for tests: over the proxy, with the local authority, one request at a time.
+// A client of Google for tests: over the proxy, with the local authority, one request at a time.
 class GoogleClient {
 public:
     struct Answer {
-        int status = 0; ///< 0: no answer came.
+        int status = 0; // 0: no answer came.
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         QByteArray body;
         QJsonObject json;
         QMap<QByteArray, QByteArray> headers;
 
-        /// The reason in Google's form of an error.
+        // The reason in Google's form of an error.
         QString reason() const;
     };
     using Headers = QList<QPair<QByteArray, QByteArray>>;
@@ -28,16 +28,16 @@ public:
 
     Answer get(const QString &path) { return send("GET", path, {}, {}); }
     Answer json(const QByteArray &method, const QString &path, const QJsonObject &body);
-    /// `path` starts with "/", or is a whole address. The bearer token is added unless a header "Authorization" is
-    /// given. An address of this machine is asked without the proxy; redirects are not followed.
+    // `path` starts with "/", or is a whole address. The bearer token is added unless a header "Authorization" is
+    // given. An address of this machine is asked without the proxy; redirects are not followed.
     Answer send(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
-    /// Starts a request and leaves it to the caller.
+    // Starts a request and leaves it to the caller.
     QNetworkReply *start(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
     static Answer finish(QNetworkReply *reply);
 
-    /// A multipart upload: to `fileId`, or of a new file when that is empty.
+    // A multipart upload: to `fileId`, or of a new file when that is empty.
     Answer upload(const QJsonObject &metadata, const QByteArray &content, const QString &fileId = {});
-    /// Starts a resumable upload; the address of its session.
+    // Starts a resumable upload; the address of its session.
     QString startUpload(const QJsonObject &metadata, qint64 size);
 
     void setToken(const QString &token) { m_token = token.toLatin1(); }
@@ -49,7 +49,7 @@ private:
     QByteArray m_token;
 };
 
-/// A percent-encoded query parameter.
+// A percent-encoded query parameter.
 QString encoded(const QString &text);
 
 } // namespace quillmount

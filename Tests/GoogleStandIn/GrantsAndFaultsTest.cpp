@@ -17,7 +17,7 @@ const QString tokenAddress = u"https://oauth2.googleapis.com/token"_s;
 const QString about = u"/drive/v3/about?fields=storageQuota"_s;
 } // namespace
 
-/// Who is let in, and everything that can be made to go wrong.
+// Who is let in, and everything that can be made to go wrong.
 class GrantsAndFaultsTest : public QObject {
     Q_OBJECT
 

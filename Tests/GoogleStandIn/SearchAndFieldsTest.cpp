@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "Tests/GoogleStandIn/ApiError.h"
-#include "Tests/GoogleStandIn/DiskName.h"
-#include "Tests/GoogleStandIn/DriveQuery.h"
-#include "Tests/GoogleStandIn/FieldSelector.h"
-#include "Tests/GoogleStandIn/TimeText.h"
+#include "GoogleStandIn/ApiError.h"
+#include "GoogleStandIn/DiskName.h"
+#include "GoogleStandIn/DriveQuery.h"
+#include "GoogleStandIn/FieldSelector.h"
+#include "GoogleStandIn/TimeText.h"
 
 #include <QJsonDocument>
 #include <QTest>
@@ -11,7 +11,7 @@
 using namespace Qt::StringLiterals;
 using namespace quillmount::standin;
 
-/// The two small languages of the Drive calls: searches and partial answers.
+// The two small languages of the Drive calls: searches and partial answers.
 class SearchAndFieldsTest : public QObject {
     Q_OBJECT
 
@@ -126,7 +126,7 @@ void SearchAndFieldsTest::fieldsSelect() {
     const QByteArray answer =
         R"({"nextPageToken":"t","files":[{"id":"1","name":"a","parents":["P"]},{"id":"2","name":"b"}]})";
     const QJsonObject selected =
-        FieldSelector::parse(fields, Resource::FileList).apply(QJsonDocument::fromJson(answer).object());
+        FieldSelector::parse(fields, Resource::fileList).apply(QJsonDocument::fromJson(answer).object());
     QTEST(QJsonDocument(selected).toJson(QJsonDocument::Compact), "expected");
 }
 
@@ -140,7 +140,7 @@ void SearchAndFieldsTest::brokenFieldsAreRefused_data() {
 
 void SearchAndFieldsTest::brokenFieldsAreRefused() {
     QFETCH(QString, fields);
-    QVERIFY_THROWS_EXCEPTION(ApiError, FieldSelector::parse(fields, Resource::FileList));
+    QVERIFY_THROWS_EXCEPTION(ApiError, FieldSelector::parse(fields, Resource::fileList));
 }
 
 void SearchAndFieldsTest::timesAreReadToTheMillisecond_data() {

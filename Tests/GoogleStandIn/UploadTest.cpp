@@ -19,7 +19,7 @@ QString md5(const QByteArray &content) {
 }
 } // namespace
 
-/// Content on its way in: whole, in parts and in chunks, unbroken and broken.
+// Content on its way in: whole, in parts and in chunks, unbroken and broken.
 class UploadTest : public QObject {
     Q_OBJECT
 

@@ -25,7 +25,7 @@ private Q_SLOTS:
 
 namespace {
 
-enum class Start { Plain, Ignored, Blocked, HangUpIgnored };
+enum class Start { plain, ignored, blocked, hangUpIgnored };
 
 quint64 bit(int signal) {
     return quint64(1) << (signal - 1);
@@ -36,10 +36,10 @@ quint64 bit(int signal) {
 void LinuxTerminationSignalsTest::reportsSignals_data() {
     QTest::addColumn<int>("start");
     QTest::addColumn<bool>("hangUpReported");
-    QTest::newRow("plain") << int(Start::Plain) << true;
-    QTest::newRow("nohup") << int(Start::HangUpIgnored) << false;
-    QTest::newRow("all ignored") << int(Start::Ignored) << false;
-    QTest::newRow("blocked") << int(Start::Blocked) << true;
+    QTest::newRow("plain") << int(Start::plain) << true;
+    QTest::newRow("nohup") << int(Start::hangUpIgnored) << false;
+    QTest::newRow("all ignored") << int(Start::ignored) << false;
+    QTest::newRow("blocked") << int(Start::blocked) << true;
 }
 
 void LinuxTerminationSignalsTest::reportsSignals() {
@@ -51,10 +51,10 @@ void LinuxTerminationSignalsTest::reportsSignals() {
         sigemptyset(&set);
         for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
             sigaddset(&set, signal);
-            if (Start(start) == Start::Ignored || (Start(start) == Start::HangUpIgnored && signal == SIGHUP))
+            if (Start(start) == Start::ignored || (Start(start) == Start::hangUpIgnored && signal == SIGHUP))
                 ::signal(signal, SIG_IGN);
         }
-        if (Start(start) == Start::Blocked)
+        if (Start(start) == Start::blocked)
             ::sigprocmask(SIG_BLOCK, &set, nullptr);
     });
     application.start(QCoreApplication::applicationFilePath(), {u"--report"_s});

@@ -22,9 +22,8 @@ constexpr int callLimitMs = 15'000;
 
 void write(const QString &path, const QByteArray &content) {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         throw LocalGoogle::Failure(u"Cannot write "_s + path);
-    }
     file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
 }
 } // namespace
@@ -58,9 +57,8 @@ void LocalGoogle::start() {
                      u"--client-secret-file"_s, m_folder.filePath(u"secret"_s)});
     const QDeadlineTimer deadline(startLimitMs);
     while (!QFile::exists(ready)) {
-        if (deadline.hasExpired() || m_process.state() == QProcess::NotRunning || m_process.waitForFinished(10)) {
+        if (deadline.hasExpired() || m_process.state() == QProcess::NotRunning || m_process.waitForFinished(10))
             throw Failure(u"The local Google does not start: "_s + m_process.errorString());
-        }
     }
     QFile file(ready);
     file.open(QIODevice::ReadOnly);
@@ -69,9 +67,8 @@ void LocalGoogle::start() {
 
 int LocalGoogle::stop() {
     m_process.terminate();
-    if (!m_process.waitForFinished(endLimitMs)) {
+    if (!m_process.waitForFinished(endLimitMs))
         throw Failure(u"The local Google does not end"_s);
-    }
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
@@ -103,9 +100,8 @@ void LocalGoogle::exportEnvironment() const {
     const QProcessEnvironment wanted = environment();
     const QStringList names = QProcessEnvironment::systemEnvironment().keys();
     for (const QString &name : names) {
-        if (!wanted.contains(name)) {
+        if (!wanted.contains(name))
             qunsetenv(name.toLocal8Bit().constData());
-        }
     }
     qputenv("HTTPS_PROXY", proxy().toLocal8Bit());
     qputenv("SSL_CERT_FILE", certificateAuthority().toLocal8Bit());
@@ -186,9 +182,8 @@ QJsonObject LocalGoogle::file(const QString &path) {
     QJsonObject answer;
     const QString query = QString::fromLatin1(QUrl::toPercentEncoding(path));
     const int status = controlStatus("GET", u"/files?path="_s + query, {}, &answer);
-    if (status != 200 && status != 404) {
+    if (status != 200 && status != 404)
         throw Failure(u"The local Google answers %1"_s.arg(status));
-    }
     return status == 200 ? answer : QJsonObject();
 }
 
@@ -241,9 +236,8 @@ int LocalGoogle::controlStatus(const QByteArray &method, const QString &path, co
         all += socket.readAll();
     }
     const qsizetype end = all.indexOf("\r\n\r\n");
-    if (end < 0) {
+    if (end < 0)
         throw Failure(u"%1: the local Google does not answer"_s.arg(path));
-    }
     *answer = QJsonDocument::fromJson(all.mid(end + 4)).object();
     return all.mid(9, 3).toInt();
 }

@@ -14,16 +14,14 @@ QByteArray contentOf(const QString &path) {
 
 void putFile(const QString &path, const QByteArray &content) {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         throw std::runtime_error("cannot write " + path.toStdString());
-    }
 }
 
 QByteArray patterned(qsizetype size) {
     QByteArray content(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i < size; ++i) {
+    for (qsizetype i = 0; i < size; ++i)
         content[i] = char(i * 7 + i / 251 + i / 65'537);
-    }
     return content;
 }
 

@@ -6,13 +6,13 @@
 
 namespace quillmount {
 
-/// The whole content of a file, or "(no such file)", which no test writes.
+// The whole content of a file, or "(no such file)", which no test writes.
 QByteArray contentOf(const QString &path);
 
-/// Writes a file whole; throws std::runtime_error.
+// Writes a file whole; throws std::runtime_error.
 void putFile(const QString &path, const QByteArray &content);
 
-/// Bytes that repeat only after a long while, so that a block in the wrong place is noticed.
+// Bytes that repeat only after a long while, so that a block in the wrong place is noticed.
 QByteArray patterned(qsizetype size);
 
 } // namespace quillmount

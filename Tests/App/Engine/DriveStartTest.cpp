@@ -1,0 +1,375 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+// From no drive to a live one: the first state, the launch, the leftovers of an earlier run, the wait for the mount.
+#include "App/Engine/MountPoint.h"
+#include "App/Support/Paths.h"
+#include "Tests/App/Engine/DriveWorld.h"
+
+#include <QNetworkProxy>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace quillmount;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using Kind = ErrorMapper::Kind;
+
+class DriveStartTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void firstState_data();
+    void firstState();
+    void assignmentsAreAnnounced();
+    void equalAssignmentsAreAnnouncedToo();
+    void everyPathUpdateIsAssigned();
+    void startThatCannotLaunch_data();
+    void startThatCannotLaunch();
+    void launch();
+    void leftovers_data();
+    void leftovers();
+    void cacheOfAnotherEngine();
+    void savedInTheBareFolder();
+    void usersOwnFolder();
+    void usersOwnMount();
+    void mountThatAppearsLater();
+    void mountCommandIsRetried();
+    void slowEngine();
+    void deadline_data();
+    void deadline();
+    void deadlineWithUploads();
+    void ejectDuringTheMountCommand();
+};
+
+void DriveStartTest::firstState_data() {
+    QTest::addColumn<DriveWorld::Account>("account");
+    QTest::addColumn<QString>("state");
+    QTest::newRow("account") << DriveWorld::connected << u"stopped"_s;
+    QTest::newRow("none") << DriveWorld::signedOut << u"signedOut"_s;
+}
+
+void DriveStartTest::firstState() {
+    QFETCH(DriveWorld::Account, account);
+    DriveWorld world(account);
+    const DriveEngine &drive = world.makeDrive();
+    QTEST(drive.state().name(), "state");
+    QCOMPARE(drive.stats(), DriveStats());
+    QVERIFY(!drive.quota() && !drive.driveFolderURL() && drive.isOnline() && !world.hasEngine());
+    QVERIFY(QFileInfo(Paths::cacheDirectory()).isDir() && QFileInfo(Paths::logs()).isDir());
+    QCOMPARE(world.takeCommands(), QStringList());
+    QVERIFY(!drive.isMounted());
+    world.setMounted(true);
+    QVERIFY(drive.isMounted());
+}
+
+void DriveStartTest::assignmentsAreAnnounced() {
+    DriveWorld world;
+    DriveEngine &drive = world.makeDrive();
+    QStringList before;
+    connect(&drive, &DriveEngine::objectWillChange, this, [&] { before.append(drive.state().name()); });
+    drive.start();
+    QCOMPARE(before, QStringList(u"stopped"_s));
+    QCOMPARE(world.states(), QStringList(u"starting"_s));
+    drive.start(); // an engine runs: nothing is assigned
+    QCOMPARE(before.size(), 1);
+}
+
+void DriveStartTest::equalAssignmentsAreAnnouncedToo() {
+    DriveWorld world(DriveWorld::signedOut);
+    DriveEngine &drive = world.makeDrive();
+    QSignalSpy announced(&drive, &DriveEngine::objectWillChange);
+    drive.start();
+    drive.start();
+    QCOMPARE(announced.size(), 2);
+    QCOMPARE(world.states(), QStringList({u"signedOut"_s, u"signedOut"_s}));
+}
+
+void DriveStartTest::everyPathUpdateIsAssigned() {
+    DriveWorld world;
+    DriveEngine &drive = world.makeDrive();
+    QSignalSpy changed(&drive, &DriveEngine::isOnlineChanged);
+    world.platform.networkPath().report(false);
+    world.platform.networkPath().report(false);
+    QVERIFY(drive.isOnline());                             // assigned from the event loop, not inside the report
+    QVERIFY(waitFor([&] { return changed.size() == 3; })); // with the one that says how it is at first
+    QVERIFY(!drive.isOnline());
+    QCOMPARE(world.states(), QStringList());
+}
+
+void DriveStartTest::startThatCannotLaunch_data() {
+    QTest::addColumn<QString>("executable");
+    QTest::addColumn<QStringList>("states");
+    QTest::newRow("missing") << QString() << QStringList(u"failed(unknown)"_s);
+    QTest::newRow("not executable") << u"/etc/passwd"_s << QStringList({u"starting"_s, u"failed(unknown)"_s});
+    QTest::newRow("gone") << u"/no/such/engine"_s << QStringList({u"starting"_s, u"failed(unknown)"_s});
+}
+
+void DriveStartTest::startThatCannotLaunch() {
+    QFETCH(QString, executable);
+    DriveWorld world;
+    world.platform.bundle().setExecutable(u"QuillmountEngine"_s, executable);
+    if (executable.isEmpty())
+        world.platform.bundle().removeExecutable(u"QuillmountEngine"_s);
+    world.makeDrive().start();
+    QTEST(world.states(), "states");
+    QVERIFY(!world.hasEngine());
+    world.advance(60s); // nothing is tried again by itself
+    QTEST(world.states(), "states");
+
+    world.platform.bundle().setExecutable(u"QuillmountEngine"_s, EngineScript::executable());
+    world.drive->retry();
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::launch() {
+    DriveWorld world;
+    qputenv("RCLONE_TRANSFERS", "9");
+    const auto handler = signal(SIGINT, SIG_IGN);
+    const auto childHandler = signal(SIGCHLD, SIG_IGN);
+    const int leaked = open("/dev/null", O_RDONLY);
+    const bool isLive = world.goLive();
+    close(leaked);
+    signal(SIGCHLD, childHandler);
+    signal(SIGINT, handler);
+    qunsetenv("RCLONE_TRANSFERS");
+    QVERIFY(isLive);
+    QCOMPARE(world.states(), QStringList({u"starting"_s, u"live"_s}));
+    world.drive->start();
+    world.advance(10s);
+    QCOMPARE(world.engine.starts(), 1);
+
+    const QJsonObject start = world.engine.records(u"start"_s).first();
+    const QJsonArray arguments = start["arguments"_L1].toArray();
+    QCOMPARE(arguments.size(), 47);
+    QCOMPARE(arguments.first().toString(), u"serve"_s);
+    const QString nfsPort = arguments.at(4).toString().section(u':', 1);
+    const QJsonObject environment = start["environment"_L1].toObject();
+    QCOMPARE(environment["RCLONE_CONFIG"_L1].toString(), Paths::engineConfig());
+    QVERIFY(!environment.contains("RCLONE_TRANSFERS"_L1));
+    QVERIFY(environment.contains("PATH"_L1));
+    const QString secret = environment["RCLONE_RC_PASS"_L1].toString();
+    QCOMPARE(secret.size(), 32);
+    QVERIFY(!QJsonDocument(arguments).toJson().contains(secret.toUtf8()));
+    QVERIFY(start["leadsSession"_L1].toBool());
+    QCOMPARE(start["ignoredSignals"_L1].toArray(), QJsonArray());
+    QCOMPARE(start["descriptors"_L1].toArray(), QJsonArray{Paths::cacheDirectory() + u"/engine.lock"_s});
+    QCOMPARE(start["directory"_L1].toString(), u"/"_s);
+    struct stat log = {};
+    QCOMPARE(stat(QFile::encodeName(Paths::engineLog()).constData(), &log), 0);
+    QCOMPARE(log.st_mode, mode_t(S_IFREG | 0600));
+
+    QCOMPARE(world.takeCommands(),
+             QStringList({u"find "_s + EngineScript::executable() + u' ' + Paths::engineConfig(),
+                          u"mount %1 quillmount.localhost %2"_s.arg(nfsPort, Paths::homeMountPoint())}));
+}
+
+void DriveStartTest::leftovers_data() {
+    QTest::addColumn<QStringList>("marks");
+    QTest::addColumn<bool>("isMounted");
+    QTest::addColumn<QStringList>("commands");
+    QTest::newRow("nothing") << QStringList() << false << QStringList({u"find"_s, u"mount"_s});
+    QTest::newRow("a mount") << QStringList() << true << QStringList({u"find"_s, u"force"_s, u"mount"_s});
+    QTest::newRow("an engine") << QStringList(u"engine-left"_s) << false
+                               << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
+    QTest::newRow("both") << QStringList(u"engine-left"_s) << true
+                          << QStringList({u"find"_s, u"unmount"_s, u"kill"_s, u"mount"_s});
+    // The mount program settles what was written into the mount before its engine ends.
+    QTest::newRow("both, in use") << QStringList({u"engine-left"_s, u"unmount-fails"_s}) << true
+                                  << QStringList(
+                                         {u"find"_s, u"unmount"_s, u"end"_s, u"force"_s, u"kill"_s, u"mount"_s});
+    QTest::newRow("a search that fails") << QStringList(u"find-breaks"_s) << false
+                                         << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
+}
+
+void DriveStartTest::leftovers() {
+    QFETCH(QStringList, marks);
+    QFETCH(bool, isMounted);
+    DriveWorld world;
+    for (const QString &mark : marks)
+        world.setMark(mark);
+    world.setMounted(isMounted);
+    QVERIFY(world.goLive());
+    QTEST(world.takeCommandNames(), "commands");
+}
+
+void DriveStartTest::cacheOfAnotherEngine() {
+    DriveWorld world;
+    QVERIFY(world.goLive());
+    // The engine has the lock, and with its end it is free.
+    const int lock =
+        open(QFile::encodeName(Paths::cacheDirectory() + u"/engine.lock"_s).constData(), O_RDWR | O_CLOEXEC);
+    QVERIFY(lock >= 0);
+    QVERIFY(flock(lock, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK);
+    spawn(world.drive->eject(true));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    QCOMPARE(flock(lock, LOCK_EX | LOCK_NB), 0);
+
+    // Somebody else's engine: ours waits until it has gone.
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
+    QCOMPARE(world.engine.starts(), 1);
+    close(lock);
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.engine.starts(), 2);
+}
+
+void DriveStartTest::savedInTheBareFolder() {
+    DriveWorld world;
+    QVERIFY(MountPoint::prepare(Paths::homeMountPoint()).isUsable);
+    QFile::setPermissions(Paths::homeMountPoint(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QVERIFY(QFile(Paths::homeMountPoint() + u"/letter"_s).open(QIODevice::WriteOnly));
+    QSignalSpy setAside(&world.makeDrive(), &DriveEngine::filesSetAside);
+    world.drive->start();
+    QCOMPARE(setAside.size(), 1);
+    QVERIFY(QFileInfo::exists(setAside.first().first().toString() + u"/letter"_s));
+    QVERIFY(QDir(Paths::homeMountPoint()).isEmpty());
+    QCOMPARE(QFile::permissions(Paths::homeMountPoint()) & QFile::WriteOwner, QFile::Permissions());
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::usersOwnFolder() {
+    DriveWorld world;
+    const QString letter = Paths::homeMountPoint() + u"/letter"_s;
+    QVERIFY(QDir().mkpath(Paths::homeMountPoint()) && QFile(letter).open(QIODevice::WriteOnly));
+    QSignalSpy taken(&world.makeDrive(), &DriveEngine::mountPointTaken);
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState::failure(Kind::mountRefused));
+    QCOMPARE(taken.size(), 1);
+    QVERIFY(!world.hasEngine() && QFile::exists(letter));
+
+    QVERIFY(QDir().rename(Paths::homeMountPoint(), Paths::homeMountPoint() + u" of mine"_s));
+    world.drive->retry();
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::usersOwnMount() {
+    DriveWorld world;
+    world.platform.mountTable().setForeign(Paths::homeMountPoint(), true);
+    QSignalSpy taken(&world.makeDrive(), &DriveEngine::mountPointTaken);
+    world.setMark(u"engine-left"_s);
+    world.drive->start();
+    QCOMPARE(world.drive->state(), DriveState::failure(Kind::mountRefused));
+    QCOMPARE(taken.size(), 1);
+    world.drive->shutdownNow();
+    QVERIFY(world.takeCommandNames().filter(QRegularExpression(u"mount|force"_s)).isEmpty());
+}
+
+void DriveStartTest::mountThatAppearsLater() {
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    world.makeDrive().start();
+    QStringList commands;
+    QVERIFY(world.advanceUntil([&] { return (commands += world.takeCommandNames()).contains(u"mount"_s); }));
+    world.advance(3s);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
+    world.setMounted(true);
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.takeCommandNames(), QStringList()); // it is not run again
+}
+
+void DriveStartTest::mountCommandIsRetried() {
+    DriveWorld world;
+    world.setMark(u"mount-fails"_s);
+    world.makeDrive().start();
+    int mounts = 0;
+    QVERIFY(world.advanceUntil([&] { return (mounts += int(world.takeCommandNames().count(u"mount"_s))) >= 3; }));
+    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
+    world.setMark(u"mount-fails"_s, false);
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::slowEngine() {
+    DriveWorld world;
+    world.engine.set(u"silent"_s, true);
+    world.makeDrive().start();
+    world.advance(40s);
+    QCOMPARE(world.takeCommandNames(), QStringList(u"find"_s)); // not mounted before the engine answers
+    world.engine.set(u"silent"_s, QJsonValue::Null);
+    // It starts to listen in real time, so the clock has to wait for it.
+    const quint16 port =
+        world.engine.records(u"start"_s).first()["arguments"_L1][42].toString().section(u':', 1).toUShort();
+    QVERIFY(waitFor([port] {
+        QTcpSocket probe;
+        probe.setProxy(QNetworkProxy::NoProxy);
+        probe.connectToHost(QHostAddress::LocalHost, port);
+        return probe.waitForConnected();
+    }));
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveStartTest::deadline_data() {
+    QTest::addColumn<QString>("scriptEntry");
+    QTest::addColumn<QString>("logLine");
+    QTest::addColumn<QString>("state");
+    QTest::newRow("the mount never appears") << QString() << QString() << u"failed(mountRefused)"_s;
+    QTest::newRow("a line about nothing known") << QString() << u"ERROR : odd"_s << u"failed(mountRefused)"_s;
+    QTest::newRow("the log knows more") << QString() << u"ERROR : dial tcp: refused"_s << u"failed(offline)"_s;
+    QTest::newRow("the engine never answers") << u"silent"_s << QString() << u"failed(mountRefused)"_s;
+}
+
+void DriveStartTest::deadline() {
+    QFETCH(QString, scriptEntry);
+    QFETCH(QString, logLine);
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    if (!scriptEntry.isEmpty())
+        world.engine.set(scriptEntry, true);
+    const auto begin = world.platform.clock().uptime();
+    world.makeDrive().start();
+    QVERIFY(waitFor([&] { return world.engine.starts() == 1; }));
+    QFile log(Paths::engineLog());
+    QVERIFY(log.open(QIODevice::Append) && log.write(logLine.toUtf8() + '\n') > 0);
+    log.close();
+
+    QVERIFY(world.advanceUntil([&] { return world.drive->state().isFailed(); }));
+    QTEST(world.drive->state().name(), "state");
+    const auto waited = world.platform.clock().uptime() - begin;
+    QVERIFY(waited >= 45s && waited < 46s);
+    // Its engine is asked to end, which changes nothing more.
+    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
+    QCOMPARE(world.engine.records(u"signal"_s).size(), 1);
+    world.advance(60s);
+    QTEST(world.drive->state().name(), "state");
+    QCOMPARE(world.engine.starts(), 1);
+}
+
+void DriveStartTest::deadlineWithUploads() {
+    DriveWorld world;
+    world.setMark(u"mount-late"_s);
+    world.engine.setQueuedUploads(1);
+    world.makeDrive().start();
+    QVERIFY(world.advanceUntil(DriveState::failure(ErrorMapper::Kind::mountRefused)));
+    // What was saved in an earlier run goes to Google without a mount, too.
+    world.advance(60s);
+    QVERIFY(world.hasEngine());
+    QCOMPARE(world.drive->stats().pendingUploads(), 1);
+    world.engine.setReply(u"vfs/stats"_s, {{u"status"_s, 500}});
+    world.advance(60s);
+    QVERIFY(world.hasEngine());
+    world.engine.setQueuedUploads(0);
+    world.advance(2s);
+    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
+    QCOMPARE(world.drive->state().name(), u"failed(mountRefused)"_s);
+}
+
+void DriveStartTest::ejectDuringTheMountCommand() {
+    DriveWorld world;
+    world.setMark(u"mount-waits"_s);
+    world.makeDrive().start();
+    QStringList commands;
+    QVERIFY(world.advanceUntil([&] { return (commands += world.takeCommandNames()).contains(u"mount"_s); }));
+    spawn(world.drive->eject(true));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    world.setMark(u"mount-waits"_s, false);
+    world.advance(60s);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::stopped));
+    QVERIFY(!world.hasEngine() && !world.states().contains(u"live"_s));
+}
+
+QTEST_GUILESS_MAIN(DriveStartTest)
+#include "DriveStartTest.moc"

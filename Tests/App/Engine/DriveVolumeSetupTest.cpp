@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+// Setting the drive up as a location of the file manager: offered once, and asked for later.
+#include "App/Engine/EngineConfig.h"
+#include "App/Support/Paths.h"
+#include "App/Support/Preferences.h"
+#include "Tests/App/Engine/DriveWorld.h"
+#include "Tests/App/Engine/Started.h"
+
+#include <QtTest>
+
+using namespace quillmount;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+const QString volume = u"/Volumes/Quillmount"_s;
+const QString declinedKey = u"volumeSetupDeclined"_s;
+} // namespace
+
+class DriveVolumeSetupTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void firstStart_data();
+    void firstStart();
+    void noOffer_data();
+    void noOffer();
+    void installedVolume_data();
+    void installedVolume();
+    void notWantedWhileTheOfferIsOpen_data();
+    void notWantedWhileTheOfferIsOpen();
+    void setUpLater_data();
+    void setUpLater();
+    void nothingToSetUp_data();
+    void nothingToSetUp();
+};
+
+void DriveVolumeSetupTest::firstStart_data() {
+    QTest::addColumn<QByteArray>("outcome");
+    QTest::addColumn<bool>("declined");
+    QTest::newRow("completed") << "completed"_ba << false;
+    QTest::newRow("declined") << "declined"_ba << true;
+    QTest::newRow("broken") << "broken"_ba << true;
+}
+
+void DriveVolumeSetupTest::firstStart() {
+    QFETCH(QByteArray, outcome);
+    QFETCH(bool, declined);
+    DriveWorld world;
+    world.setup.setAvailable(true);
+    world.makeDrive().start();
+    world.drive->start();
+    QCOMPARE(world.states(), QStringList(u"starting"_s));
+    world.advance(1h);
+    QVERIFY(!world.hasEngine());
+    if (outcome == "completed")
+        world.setup.complete();
+    else if (outcome == "declined")
+        world.setup.decline();
+    else
+        world.setup.fail();
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.setup.runs(), 1);
+    QCOMPARE(world.engine.starts(), 1);
+    QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), declined ? std::optional(true) : std::nullopt);
+    if (!declined)
+        return;
+    // The offer is not repeated.
+    spawn(world.drive->eject(true));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    world.drive->start();
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.setup.runs(), 1);
+}
+
+void DriveVolumeSetupTest::noOffer_data() {
+    QTest::addColumn<bool>("available");
+    QTest::addColumn<bool>("declined");
+    QTest::newRow("there is none on this system") << false << false;
+    QTest::newRow("declined earlier") << true << true;
+}
+
+void DriveVolumeSetupTest::noOffer() {
+    QFETCH(bool, available);
+    QFETCH(bool, declined);
+    DriveWorld world;
+    world.setup.setAvailable(available);
+    if (declined)
+        Preferences::setVolumeSetupDeclined(true);
+    QVERIFY(world.goLive());
+    QCOMPARE(world.setup.runs(), 0);
+    // What was never offered is not declined.
+    QCOMPARE(world.platform.userDefaults().keys().contains(declinedKey), declined);
+}
+
+void DriveVolumeSetupTest::installedVolume_data() {
+    QTest::addColumn<bool>("savedAtHome");
+    QTest::newRow("an empty folder at home") << false;
+    QTest::newRow("a folder with files at home") << true;
+}
+
+void DriveVolumeSetupTest::installedVolume() {
+    QFETCH(bool, savedAtHome);
+    DriveWorld world;
+    world.setup.setAvailable(true);
+    world.setup.setInstalled(true, true);
+    QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
+    if (savedAtHome)
+        QVERIFY(QFile(Paths::homeMountPoint() + u"/letter"_s).open(QIODevice::WriteOnly));
+    QVERIFY(world.goLive());
+    QCOMPARE(world.drive->mountPoint(), volume);
+    QCOMPARE(world.setup.readyTimeout(), 5.0);
+    QCOMPARE(world.takeCommands().last().section(u' ', 2), u"Quillmount "_s + volume);
+    QCOMPARE(QFileInfo::exists(Paths::homeMountPoint() + u"/letter"_s), savedAtHome);
+    QCOMPARE(QFileInfo::exists(Paths::homeMountPoint()), savedAtHome);
+}
+
+void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen_data() {
+    QTest::addColumn<bool>("signsOut");
+    QTest::newRow("signed out") << true;
+    QTest::newRow("ejected") << false;
+}
+
+void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen() {
+    QFETCH(bool, signsOut);
+    DriveWorld world;
+    world.setup.setAvailable(true);
+    world.makeDrive().start();
+    const auto done = started(signsOut ? world.drive->signOut() : world.drive->eject(true));
+    QVERIFY(waitFor([&] { return done->isDone; }));
+    world.setup.complete();
+    world.advance(60s);
+    QCOMPARE(world.drive->state(), DriveState(signsOut ? DriveState::signedOut : DriveState::stopped));
+    QCOMPARE(world.engine.starts(), 0);
+    // The next account is served as if nothing had been.
+    const auto connected = started(world.drive->connect(u"{}"_s, std::nullopt));
+    QVERIFY(connected->value && world.setup.isRunning());
+    world.setup.decline();
+    QVERIFY(world.advanceUntil(DriveState::live));
+}
+
+void DriveVolumeSetupTest::setUpLater_data() {
+    QTest::addColumn<bool>("completes");
+    QTest::addColumn<DriveWorld::Account>("account");
+    QTest::newRow("completed") << true << DriveWorld::connected;
+    QTest::newRow("declined") << false << DriveWorld::connected;
+    QTest::newRow("signed out") << true << DriveWorld::signedOut;
+}
+
+void DriveVolumeSetupTest::setUpLater() {
+    QFETCH(bool, completes);
+    QFETCH(DriveWorld::Account, account);
+    const bool hasAccount = account == DriveWorld::connected;
+    DriveWorld world(account);
+    world.setup.setAvailable(true);
+    Preferences::setVolumeSetupDeclined(true);
+    world.engine.setQueuedUploads(5); // they are not waited for
+    world.makeDrive().start();
+    if (hasAccount)
+        QVERIFY(world.advanceUntil(DriveState::live));
+    const auto done = started(world.drive->setUpFinderLocation());
+    QVERIFY(world.advanceUntil([&] { return world.setup.isRunning(); }));
+    QVERIFY(!world.hasEngine() && !world.drive->isMounted());
+    world.setup.setInstalled(completes, completes);
+    if (completes)
+        world.setup.complete();
+    else
+        world.setup.decline();
+    QVERIFY(waitFor([&] { return done->isDone; }));
+    QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), std::optional(!completes));
+    if (hasAccount)
+        QVERIFY(world.advanceUntil(DriveState::live));
+    world.advance(1s);
+    QCOMPARE(world.engine.starts(), hasAccount ? 2 : 0);
+    QCOMPARE(world.drive->mountPoint(), completes ? volume : Paths::homeMountPoint());
+}
+
+void DriveVolumeSetupTest::nothingToSetUp_data() {
+    QTest::addColumn<bool>("available");
+    QTest::newRow("there is none on this system") << false;
+    QTest::newRow("it is there") << true;
+}
+
+void DriveVolumeSetupTest::nothingToSetUp() {
+    QFETCH(bool, available);
+    DriveWorld world;
+    world.setup.setAvailable(available);
+    world.setup.setInstalled(available, available);
+    QVERIFY(world.goLive());
+    world.takeCommands();
+    const QStringList states = world.states();
+    QVERIFY(started(world.drive->setUpFinderLocation())->isDone);
+    world.advance(10s);
+    QCOMPARE(world.setup.runs(), 0);
+    QCOMPARE(world.states(), states);
+    QCOMPARE(world.takeCommands(), QStringList());
+    QVERIFY(!world.platform.userDefaults().keys().contains(declinedKey));
+}
+
+QTEST_GUILESS_MAIN(DriveVolumeSetupTest)
+#include "DriveVolumeSetupTest.moc"

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/App/Engine/WaitFor.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <chrono>
+#include <csignal>
+
+namespace quillmount {
+
+using namespace std::chrono_literals;
+
+namespace {
+constexpr auto patience = 15s;
+constexpr auto longestTurn = 5ms;
+} // namespace
+
+bool waitFor(const std::function<bool()> &condition) {
+    const QDeadlineTimer deadline(patience);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        handleEvents();
+    }
+    return true;
+}
+
+void handleEvents() {
+    // The timer only bounds the wait for an event: nothing counts on how long it takes.
+    QTimer bound;
+    bound.start(longestTurn);
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+bool processExists(qint64 pid) {
+    return kill(static_cast<pid_t>(pid), 0) == 0;
+}
+
+} // namespace quillmount

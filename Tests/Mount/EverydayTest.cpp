@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/Support/MountedEngine.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int manyFiles = 20'000;
+
+QString manyName(int index) {
+    return u"file-%1"_s.arg(index, 5, 10, QChar(u'0'));
+}
+
+} // namespace
+
+// What people and their programs do with a drive, on one mount, each in a folder of its own.
+class EverydayTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void copiesATree();
+    void keepsAGitRepository();
+    void keepsADatabase();
+    void savesLikeAnOffice_data();
+    void savesLikeAnOffice();
+    void synchronises();
+    void listsManyFiles();
+    void survivesChangesWhileListing();
+    void cleanupTestCase();
+
+private:
+    QString folder() const { return m_folder; }
+    // Runs a command in the test's folder on the mount; its output, or a text that begins with "failed".
+    QString run(const QString &program, const QStringList &arguments);
+
+    MountedEngine m_drive;
+    QString m_folder;
+};
+
+void EverydayTest::initTestCase() {
+    // There before the engine looks: making so many through the mount would take most of the test's time.
+    const QString many = m_drive.backend() + u"/many/"_s;
+    QVERIFY(QDir().mkpath(many));
+    for (int i = 0; i < manyFiles; ++i) {
+        QFile file(many + manyName(i));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+    }
+    QVERIFY(m_drive.startEngine());
+    QCOMPARE(m_drive.mount(), 0);
+}
+
+void EverydayTest::init() {
+    m_folder = m_drive.mountPoint() + u'/' + QString::fromLatin1(QTest::currentTestFunction()) +
+               QString::fromLatin1(QTest::currentDataTag() ? QTest::currentDataTag() : "");
+    QVERIFY(QDir().mkpath(m_folder));
+}
+
+QString EverydayTest::run(const QString &program, const QStringList &arguments) {
+    QProcess process;
+    process.setWorkingDirectory(m_folder);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setChildProcessModifier([] { setsid(); });
+    process.start(program, arguments);
+    const auto group = static_cast<pid_t>(process.processId());
+    const bool ended = process.waitForFinished(60'000);
+    // What a command leaves behind, above all one that was given up, would hold the mount.
+    if (group > 0)
+        ::kill(-group, SIGKILL);
+    const QString output = QString::fromLocal8Bit(process.readAll());
+    return ended && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 ? output
+                                                                                            : u"failed: "_s + output;
+}
+
+void EverydayTest::copiesATree() {
+    const QString source = u"/usr/include/linux"_s;
+    QCOMPARE(run(u"cp"_s, {u"-a"_s, source, u"copy"_s}), QString());
+    QCOMPARE(run(u"diff"_s, {u"-r"_s, source, u"copy"_s}), QString());
+    // Times are part of "-a"; a second run of rsync or make depends on them.
+    QDirIterator files(source, QDir::Files, QDirIterator::Subdirectories);
+    int compared = 0;
+    while (files.hasNext()) {
+        const QFileInfo original(files.next());
+        const QFileInfo copy(folder() + u"/copy"_s + original.filePath().mid(source.size()));
+        QCOMPARE(copy.lastModified().toSecsSinceEpoch(), original.lastModified().toSecsSinceEpoch());
+        ++compared;
+    }
+    QVERIFY(compared > 100);
+    QCOMPARE(run(u"rm"_s, {u"-r"_s, u"copy"_s}), QString());
+    QVERIFY(QDir(folder()).isEmpty());
+}
+
+void EverydayTest::keepsAGitRepository() {
+    const QString origin = m_drive.local() + u"/origin"_s;
+    const QString script = uR"(
+        set -e
+        # Nothing that goes on in the background and would hold the mount.
+        export GIT_CONFIG_COUNT=2 GIT_CONFIG_KEY_0=gc.auto GIT_CONFIG_VALUE_0=0
+        export GIT_CONFIG_KEY_1=maintenance.auto GIT_CONFIG_VALUE_1=false
+        export GIT_CONFIG_GLOBAL=/dev/null GIT_AUTHOR_NAME=A GIT_AUTHOR_EMAIL=a@example.org
+        export GIT_COMMITTER_NAME=A GIT_COMMITTER_EMAIL=a@example.org
+        git init -q "$1"; cd "$1"
+        for i in $(seq 60); do mkdir -p d$((i % 7)); seq $i $((i * 20)) > d$((i % 7))/f$i; done
+        git add .; git commit -q -m one; git mv d1 moved; git commit -q -m two
+        cd "$2"; git clone -q "$1" clone; cd clone; git status --porcelain
+        echo more >> d2/f2; git commit -q -a -m three; git gc -q; git fsck --strict --no-progress
+        git checkout -q HEAD~2; git status --porcelain; git log --oneline --all | wc -l
+    )"_s;
+    QCOMPARE(run(u"bash"_s, {u"-c"_s, script, u"script"_s, origin, folder()}).trimmed(), u"3"_s);
+}
+
+void EverydayTest::keepsADatabase() {
+    const QString script = uR"(
+        CREATE TABLE t (id INTEGER PRIMARY KEY, text TEXT);
+        BEGIN;
+        WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000)
+            INSERT INTO t SELECT i, hex(randomblob(100)) FROM n;
+        COMMIT;
+        UPDATE t SET text = 'changed' WHERE id % 3 = 0;
+        BEGIN; DELETE FROM t WHERE id % 5 = 0; ROLLBACK;
+        DELETE FROM t WHERE id > 2500;
+        VACUUM;
+        PRAGMA integrity_check;
+        SELECT count(*), sum(text = 'changed') FROM t;
+    )"_s;
+    QCOMPARE(run(u"sqlite3"_s, {u"data.db"_s, script}).trimmed(), u"ok\n2500|833"_s);
+    QCOMPARE(run(u"sqlite3"_s, {u"data.db"_s, u"PRAGMA integrity_check; SELECT count(*) FROM t"_s}).trimmed(),
+             u"ok\n2500"_s);
+    QCOMPARE(QDir(folder()).entryList(QDir::Files), QStringList{u"data.db"_s});
+}
+
+void EverydayTest::savesLikeAnOffice_data() {
+    QTest::addColumn<QString>("save");
+    QTest::newRow("-temporary") << u"cat > .~tmp; sync .~tmp; mv .~tmp doc"_s;
+    QTest::newRow("-backup") << u"rm -f doc~; mv doc doc~; cat > doc; rm doc~"_s;
+    QTest::newRow("-rewrite") << u"cat > doc"_s;
+    QTest::newRow("-truncate") << u"cat > new; cp -p doc doc.bak; truncate -s 0 doc; cat new >> doc; rm new doc.bak"_s;
+    QTest::newRow("-lock-file") << u"set -C; echo x > .~lock; set +C; cat > doc.tmp; mv -f doc.tmp doc; rm .~lock"_s;
+}
+
+void EverydayTest::savesLikeAnOffice() {
+    QFETCH(QString, save);
+    const QString document = folder() + u"/doc"_s;
+    // Each version is shorter or longer than the one before; what is left of an older one would show.
+    for (const int size : {10, 300'000, 5'000, 2'000'000, 0, 70'000}) {
+        QByteArray content;
+        for (int i = 0; content.size() < size; ++i)
+            content += QByteArray::number(size) + ':' + QByteArray::number(i) + '\n';
+        content.truncate(size);
+        if (!QFile::exists(document))
+            QCOMPARE(run(u"touch"_s, {u"doc"_s}), QString());
+        QProcess process;
+        process.setWorkingDirectory(folder());
+        process.start(u"bash"_s, {u"-e"_s, u"-c"_s, save});
+        process.write(content);
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.readAllStandardError(), QByteArray());
+        QCOMPARE(process.exitCode(), 0);
+        QFile file(document);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll() == content);
+        QCOMPARE(QDir(folder()).entryList(QDir::Files | QDir::Hidden), QStringList{u"doc"_s});
+    }
+}
+
+void EverydayTest::synchronises() {
+    const QString source = u"/usr/include/asm-generic/"_s;
+    const QStringList arguments{u"-a"_s, u"--itemize-changes"_s, source, u"copy/"_s};
+    QVERIFY(run(u"rsync"_s, arguments).contains(u"errno.h"_s));
+    // The second run finds nothing to do, or times or sizes were not kept.
+    QCOMPARE(run(u"rsync"_s, arguments), QString());
+    QFile changed(folder() + u"/copy/errno.h"_s);
+    QVERIFY(changed.open(QIODevice::Append));
+    changed.write("// changed\n");
+    changed.close();
+    const QStringList found = run(u"rsync"_s, arguments).split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(found.size(), 1);
+    QVERIFY(found.first().endsWith(u"errno.h"_s));
+    QCOMPARE(run(u"rsync"_s, {u"-ac"_s, u"--itemize-changes"_s, source, u"copy/"_s}), QString());
+}
+
+void EverydayTest::listsManyFiles() {
+    const QStringList names = QDir(m_drive.mountPoint() + u"/many"_s).entryList(QDir::Files, QDir::Name);
+    QCOMPARE(names.size(), manyFiles);
+    for (int i = 0; i < manyFiles; ++i)
+        QCOMPARE(names.at(i), manyName(i));
+    const QString script = uR"(ls -l "$1" | awk 'NR > 1 && $5 == 1' | wc -l)"_s;
+    QCOMPARE(run(u"bash"_s, {u"-c"_s, script, u"script"_s, m_drive.mountPoint() + u"/many"_s}).trimmed(),
+             QString::number(manyFiles));
+}
+
+void EverydayTest::survivesChangesWhileListing() {
+    for (int i = 0; i < 3000; ++i)
+        QVERIFY(QDir(folder()).mkdir(u"keep-%1"_s.arg(i)));
+    std::atomic<bool> enough{false};
+    std::atomic<int> rounds{0};
+    std::thread churn([&] {
+        while (!enough) {
+            for (const char *name : {"a", "m", "z"})
+                QDir(folder()).mkdir(QLatin1StringView(name));
+            for (const char *name : {"a", "m", "z"})
+                QDir(folder()).rmdir(QLatin1StringView(name));
+            ++rounds;
+        }
+    });
+    QStringList sizes;
+    int duplicates = 0;
+    for (int round = 0; round < 5; ++round) {
+        QStringList kept = QDir(folder()).entryList({u"keep-*"_s}, QDir::Dirs);
+        sizes << QString::number(kept.size());
+        duplicates += static_cast<int>(kept.removeDuplicates());
+    }
+    enough = true;
+    churn.join();
+    QCOMPARE(sizes.join(u' '), u"3000 3000 3000 3000 3000"_s);
+    QCOMPARE(duplicates, 0);
+    QVERIFY(rounds > 1);
+}
+
+void EverydayTest::cleanupTestCase() {
+    // Everything was answered, so nothing holds the mount.
+    QVERIFY(m_drive.unmount());
+    QVERIFY(!MountedEngine::isMounted(m_drive.mountPoint()));
+}
+
+QTEST_GUILESS_MAIN(EverydayTest)
+#include "EverydayTest.moc"

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Mount/ErrorMapping.h"
+#include "Mount/ListenerTable.h"
+#include "Mount/Liveness.h"
+#include "Mount/LoopbackHost.h"
+#include "Mount/MountInfo.h"
+#include "Mount/MountOptions.h"
+#include "Mount/NfsDecoding.h"
+#include "Mount/SillyName.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <nfsc/libnfs.h>
+
+#include <nfsc/libnfs-raw-nfs.h>
+
+#include <cerrno>
+
+using namespace quillmount::mount;
+using namespace std::chrono_literals;
+
+// The mount program's rules about its surroundings: arguments, hosts, the kernel's lists, a silent server.
+class MountRulesTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void readsItsArguments();
+    void refusesArguments_data();
+    void refusesArguments();
+    void knowsLoopbackHosts_data();
+    void knowsLoopbackHosts();
+    void readsTheListOfMounts();
+    void resolvesTheParentOnly();
+    void tellsWhoListens();
+    void keepsTimesInRange_data();
+    void keepsTimesInRange();
+    void judgesSilence();
+    void mapsErrors_data();
+    void mapsErrors();
+    void knowsWhatToRepeat();
+    void hidesUnlinkedFiles();
+};
+
+void MountRulesTest::readsItsArguments() {
+    const auto parsed = parseMountOptions(
+        {"-o", "port=4321,mountport=1234,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30", "a.localhost:/", "/m n"});
+    const auto *options = std::get_if<MountOptions>(&parsed);
+    QVERIFY(options);
+    QCOMPARE(options->port, 4321);
+    QCOMPARE(options->mountPort, 1234);
+    QVERIFY(options->deadTimeout == 30s);
+    QCOMPARE(options->host, std::string("a.localhost"));
+    QCOMPARE(options->source(), std::string("a.localhost:/"));
+    QCOMPARE(options->mountPoint, std::string("/m n"));
+}
+
+void MountRulesTest::refusesArguments_data() {
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QString>("complaint");
+    const QString good = QStringLiteral("port=1,mountport=1,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30");
+    const auto row = [&](const char *before, const char *after, const char *complaint) {
+        QString changed = good;
+        changed.replace(QLatin1StringView(before), QLatin1StringView(after));
+        QTest::addRow("%s -> %s", before, after) << changed << QString::fromLatin1(complaint);
+    };
+    row("port=1,", "port=0,", "bad value");
+    row("port=1,", "port=65536,", "bad value");
+    row("port=1,", "port=1x,", "bad value");
+    row("port=1,", "port=,", "bad value");
+    row("port=1,", "port,", "bad value");
+    row("port=1,", "port=1,port=1,", "given twice");
+    row("tcp", "udp", "unknown option");
+    row("tcp", "tcp=1", "bad value");
+    row("tcp,", "", "\"tcp\" is missing");
+    row(",deadtimeout=30", "", "\"deadtimeout\" is missing");
+    row("deadtimeout=30", "deadtimeout=0", "bad value");
+    row("deadtimeout=30", "deadtimeout=-1", "bad value");
+    row("vers=3", "vers=4", "bad value");
+    row("nosuid", "nosuid,,", "unknown option");
+    row("nosuid", "suid", "unknown option");
+    row("nosuid", "nosuid,allow_other", "unknown option");
+}
+
+void MountRulesTest::refusesArguments() {
+    QFETCH(QString, options);
+    QFETCH(QString, complaint);
+    const QByteArray text = options.toLatin1();
+    const auto parsed = parseMountOptions({"-o", text.constData(), "localhost:/", "/mnt"});
+    const auto *found = std::get_if<std::string>(&parsed);
+    QVERIFY(found);
+    QVERIFY2(QString::fromStdString(*found).contains(complaint), found->c_str());
+    QVERIFY(found->find('\n') == std::string::npos);
+}
+
+void MountRulesTest::knowsLoopbackHosts_data() {
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<QString>("address");
+    QTest::newRow("plain") << QStringLiteral("localhost") << QStringLiteral("127.0.0.1");
+    QTest::newRow("below localhost") << QStringLiteral("Quillmount.LOCALHOST") << QStringLiteral("127.0.0.1");
+    QTest::newRow("literal") << QStringLiteral("127.1.2.3") << QStringLiteral("127.1.2.3");
+    QTest::newRow("literal of version 6") << QStringLiteral("[::1]") << QStringLiteral("::1");
+    QTest::newRow("the drive's name") << QStringLiteral("QuillMount") << QStringLiteral("127.0.0.2");
+    QTest::newRow("only looks like it") << QStringLiteral("localhost.example.org") << QString();
+    QTest::newRow("ends like it") << QStringLiteral("notlocalhost") << QString();
+    QTest::newRow("nothing before the dot") << QStringLiteral(".localhost") << QString();
+    QTest::newRow("another address") << QStringLiteral("10.0.0.1") << QString();
+    QTest::newRow("every address") << QStringLiteral("0.0.0.0") << QString();
+    QTest::newRow("another of version 6") << QStringLiteral("[fe80::1]") << QString();
+    QTest::newRow("another name") << QStringLiteral("elsewhere") << QString();
+}
+
+void MountRulesTest::knowsLoopbackHosts() {
+    QFETCH(QString, host);
+    QFETCH(QString, address);
+    // The resolver knows every name, so that asking it for the wrong ones would show.
+    const auto found = loopbackAddress(host.toStdString(), [](const std::string &) {
+        return std::vector<std::string>{"::1", "127.0.0.2"};
+    });
+    QCOMPARE(QString::fromStdString(found.value_or("")), address);
+    const auto mixed = [](const std::string &) { return std::vector<std::string>{"127.0.0.1", "192.0.2.7"}; };
+    QVERIFY(!loopbackAddress("Quillmount", mixed));
+    QVERIFY(!loopbackAddress("Quillmount", [](const std::string &) { return std::vector<std::string>(); }));
+}
+
+void MountRulesTest::readsTheListOfMounts() {
+    const auto records =
+        parseMountInfo("27 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw\n"
+                       "garbage\n"
+                       "41 27 0:38 / /home/a\\040b\\134c\\011 rw - fuse.quillmount q.localhost:/ rw,user_id=0\n"
+                       "42 27 0:39 / /home/x rw master:1 propagate_from:2 - tmpfs none rw\n"
+                       "43 42 0:40 / /home/x rw - fuse.quillmount a\\054b rw\n");
+    QCOMPARE(records.size(), 4U);
+    QCOMPARE(records[1].mountPoint, std::string("/home/a b\\c\t"));
+    QCOMPARE(records[1].fileSystem, std::string("fuse.quillmount"));
+    QCOMPARE(records[1].source, std::string("q.localhost:/"));
+    QCOMPARE(records[1].device, std::string("0:38"));
+    const auto stacked = mountsAt(records, "/home/x");
+    QCOMPARE(stacked.size(), 2U);
+    QCOMPARE(stacked.back().id, 43);
+    QCOMPARE(stacked.back().source, std::string("a,b"));
+    QVERIFY(mountsAt(records, "/home").empty());
+    QVERIFY(mountsAt(records, "/home/x/").empty());
+}
+
+void MountRulesTest::resolvesTheParentOnly() {
+    QTemporaryDir directory;
+    const std::string base = resolveMountPoint(directory.path().toStdString());
+    QVERIFY(QDir(directory.path()).mkdir(QStringLiteral("real")));
+    QVERIFY(QFile::link(directory.filePath(QStringLiteral("real")), directory.filePath(QStringLiteral("link"))));
+    // The last component is not even looked at: it need not exist, and a link there stays a link.
+    QCOMPARE(resolveMountPoint(base + "/link/absent//"), base + "/real/absent");
+    QCOMPARE(resolveMountPoint(base + "/link"), base + "/link");
+    for (const char *bad : {"/..", "/.", "/absent/x"})
+        QCOMPARE(resolveMountPoint(base + bad), std::string());
+    QCOMPARE(resolveMountPoint("/"), std::string());
+    QCOMPARE(resolveMountPoint("/x"), std::string("/x"));
+}
+
+void MountRulesTest::tellsWhoListens() {
+    const auto table = [](const char *local, const char *state, int uid) {
+        return "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout\n   0: " +
+               std::string(local) + " 00000000:0000 " + state + " 00000000:00000000 00:00000000 00000000 " +
+               std::to_string(uid) + " 0 1 1\n";
+    };
+    const auto owner = [&](const std::string &text) { return listenerOwner(text, "127.0.0.1", 8080, 7); };
+    QVERIFY(owner(table("0100007F:1F90", "0A", 7)) == ListenerOwner::own);
+    for (const char *reached : {"0100007F:1F90", "00000000:1F90", "00000000000000000000000000000000:1F90",
+                                "0000000000000000FFFF00000100007F:1F90"})
+        QVERIFY(owner(table(reached, "0A", 8)) == ListenerOwner::foreign);
+    // Another loopback address, another machine's, another port and a mere connection do not matter.
+    for (const char *other :
+         {"0200007F:1F90", "0101A8C0:1F90", "0100007F:1F91", "00000000000000000000000001000000:1F90"})
+        QVERIFY(owner(table(other, "0A", 8)) == ListenerOwner::unknown);
+    QVERIFY(owner(table("0100007F:1F90", "01", 8)) == ListenerOwner::unknown);
+    QVERIFY(owner("") == ListenerOwner::unknown);
+    QVERIFY(listenerOwner(table("00000000000000000000000001000000:1F90", "0A", 8), "::1", 8080, 7) ==
+            ListenerOwner::foreign);
+}
+
+void MountRulesTest::keepsTimesInRange_data() {
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<quint32>("sent");
+    QTest::newRow("before 1970") << qint64{-1} << 0U;
+    QTest::newRow("now") << qint64{1'800'000'000} << 1'800'000'000U;
+    QTest::newRow("the last one") << qint64{0xFFFFFFFF} << 0xFFFFFFFFU;
+    QTest::newRow("after it") << qint64{0x100000000} << 0xFFFFFFFFU;
+}
+
+void MountRulesTest::keepsTimesInRange() {
+    QFETCH(qint64, seconds);
+    QFETCH(quint32, sent);
+    QCOMPARE(wireTime({static_cast<time_t>(seconds), 5}).seconds, sent);
+}
+
+void MountRulesTest::judgesSilence() {
+    using Verdict = Liveness::Verdict;
+    const Moment start{};
+    Liveness liveness(40s);
+    // Nobody asked anything: silence means nothing, and there is nothing to wake up for.
+    QVERIFY(liveness.judge(start + 1h) == Verdict::fine);
+    QVERIFY(!liveness.nextLook());
+    liveness.callStarted(start);
+    QVERIFY(liveness.judge(start + 9s) == Verdict::fine);
+    QVERIFY(liveness.nextLook() == start + 10s);
+    QVERIFY(liveness.judge(start + 10s) == Verdict::ask);
+    // Asked late, because this program itself was stopped: the server gets its time from then on.
+    liveness.asked(start + 500s);
+    QVERIFY(liveness.judge(start + 529s) == Verdict::fine);
+    QVERIFY(liveness.judge(start + 530s) == Verdict::dead);
+    // Anything heard, on whatever connection, lets a slow call go on.
+    liveness.answered(start + 529s);
+    QVERIFY(liveness.judge(start + 538s) == Verdict::fine);
+    QVERIFY(liveness.judge(start + 539s) == Verdict::ask);
+    liveness.callEnded();
+    QVERIFY(!liveness.nextLook());
+    // The next call starts with a clean slate.
+    liveness.callStarted(start + 5000s);
+    QVERIFY(liveness.judge(start + 5009s) == Verdict::fine);
+}
+
+void MountRulesTest::mapsErrors_data() {
+    QTest::addColumn<int>("procedure");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("error");
+    const auto row = [](const char *title, Procedure procedure, int status, int error) {
+        QTest::newRow(title) << static_cast<int>(procedure) << status << error;
+    };
+    row("success", Procedure::write, NFS3_OK, 0);
+    row("no space", Procedure::write, NFS3ERR_NOSPC, ENOSPC);
+    row("over quota", Procedure::write, NFS3ERR_DQUOT, EDQUOT);
+    row("too large", Procedure::write, NFS3ERR_FBIG, EFBIG);
+    row("read-only", Procedure::create, NFS3ERR_ROFS, EROFS);
+    row("the server cannot open it", Procedure::read, NFS3ERR_ACCES, EIO);
+    row("the server refuses", Procedure::rename, NFS3ERR_ACCES, EACCES);
+    row("the server cannot list", Procedure::list, NFS3ERR_NOTDIR, EIO);
+    row("below a file", Procedure::create, NFS3ERR_NOTDIR, ENOTDIR);
+    row("exists", Procedure::create, NFS3ERR_EXIST, EEXIST);
+    row("stale", Procedure::read, NFS3ERR_STALE, ESTALE);
+    row("unheard of", Procedure::read, 12345, EIO);
+}
+
+void MountRulesTest::mapsErrors() {
+    QFETCH(int, procedure);
+    QFETCH(int, status);
+    QFETCH(int, error);
+    QCOMPARE(errorNumber(static_cast<Procedure>(procedure), Ending::answered, status), error);
+    // Without a status there is never success.
+    QCOMPARE(errorNumber(static_cast<Procedure>(procedure), Ending::rejected, 0), EIO);
+    QCOMPARE(errorNumber(static_cast<Procedure>(procedure), Ending::unreachable, 0), ETIMEDOUT);
+}
+
+void MountRulesTest::knowsWhatToRepeat() {
+    for (const Procedure procedure :
+         {Procedure::read, Procedure::write, Procedure::getAttributes, Procedure::setAttributes}) {
+        QVERIFY(meansLostHandle(procedure, Ending::answered, NFS3ERR_STALE));
+        QVERIFY(meansLostHandle(procedure, Ending::answered, NFS3ERR_NOENT));
+        QVERIFY(!meansLostHandle(procedure, Ending::unreachable, NFS3ERR_STALE));
+    }
+    // For a call by name, "no such file" is the answer.
+    for (const Procedure procedure : {Procedure::lookup, Procedure::remove, Procedure::rename})
+        QVERIFY(!meansLostHandle(procedure, Ending::answered, NFS3ERR_NOENT));
+    QVERIFY(meansDoneBefore(Procedure::create, true, NFS3ERR_EXIST));
+    QVERIFY(meansDoneBefore(Procedure::rename, true, NFS3ERR_NOENT));
+    QVERIFY(!meansDoneBefore(Procedure::rename, false, NFS3ERR_NOENT));
+    QVERIFY(!meansDoneBefore(Procedure::remove, true, NFS3ERR_IO));
+    QVERIFY(!meansDoneBefore(Procedure::lookup, true, NFS3ERR_NOENT));
+}
+
+void MountRulesTest::hidesUnlinkedFiles() {
+    const SillyName here("this machine");
+    const SillyName there("another machine");
+    const std::string hidden = here.make(1'800'000'000'000, 42);
+    QVERIFY(hidden.starts_with('.') && hidden.size() < 255);
+    QVERIFY(hidden != here.make(1'800'000'000'000, 43));
+    QVERIFY(SillyName::isHidden(hidden) && here.isOwn(hidden) && !there.isOwn(hidden));
+    QVERIFY(SillyName::isHidden(there.make(1'800'000'000'000, 42)));
+    // Another mount of this machine's may still need what it made since this one started.
+    QVERIFY(here.isLeftover(hidden, 1'800'000'000'001) && !here.isLeftover(hidden, 1'800'000'000'000));
+    QVERIFY(!there.isLeftover(hidden, 1'800'000'000'001));
+    for (const std::string &other :
+         {std::string(".nfs-notes"), hidden + "x", hidden.substr(1), hidden.substr(0, hidden.size() - 1),
+          std::string(".nfs-quillmount-0123456789abcdeg-0123456789abcdef")})
+        QVERIFY(!SillyName::isHidden(other));
+}
+
+QTEST_GUILESS_MAIN(MountRulesTest)
+#include "MountRulesTest.moc"

@@ -1,0 +1,419 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/Mount/TcpRelay.h"
+#include "Tests/Support/MountedEngine.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTest>
+
+#include <nfsc/libnfs.h>
+
+#include <nfsc/libnfs-raw-nfs.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <set>
+
+using namespace quillmount;
+using namespace Qt::StringLiterals;
+
+// A server that dies, stops, is slow, or loses its connections.
+class TroubleTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endsWithItsServer_data();
+    void endsWithItsServer();
+    void failsWhileTheServerIsStopped();
+    void canBeRemovedWhileTheServerIsStopped_data();
+    void canBeRemovedWhileTheServerIsStopped();
+    void takesLostConnectionsUpAgain();
+    void understandsLostAnswers_data();
+    void understandsLostAnswers();
+    void letsNoSlowCallHoldUpOthers_data();
+    void letsNoSlowCallHoldUpOthers();
+    void looksAroundWhileReading();
+    void tellsAnUnreachableFolderFromAnEmptyOne();
+    void reportsWriteErrors();
+    void commitsWhatWasWritten();
+    void growsOnceForManyGaps();
+    void clearsUpAfterACrash();
+
+private:
+    static QByteArray path(const QString &text) { return QFile::encodeName(text); }
+    static int outcome(int result) { return result == 0 ? 0 : errno; }
+    static bool write(const QString &name, const QByteArray &bytes);
+    static QByteArray content(const QString &name);
+};
+
+bool TroubleTest::write(const QString &name, const QByteArray &bytes) {
+    QFile file(name);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
+}
+
+QByteArray TroubleTest::content(const QString &name) {
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot open)");
+}
+
+void TroubleTest::endsWithItsServer_data() {
+    QTest::addColumn<bool>("busy");
+    QTest::newRow("idle") << false;
+    QTest::newRow("with an open file and a program inside") << true;
+}
+
+void TroubleTest::endsWithItsServer() {
+    QFETCH(bool, busy);
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
+    QFile open(drive.mountPoint() + u"/file"_s);
+    QProcess inside;
+    if (busy) {
+        QVERIFY(open.open(QIODevice::ReadWrite));
+        inside.setWorkingDirectory(drive.mountPoint());
+        inside.start(u"sleep"_s, {u"60"_s});
+        QVERIFY(inside.waitForStarted());
+    }
+    drive.signalEngine(SIGKILL);
+    QVERIFY(MountedEngine::waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
+    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
+    if (busy)
+        QVERIFY(open.write("y") < 0 || !open.flush());
+    inside.kill();
+    inside.waitForFinished();
+    // The place is free for the next mount.
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("x"));
+}
+
+void TroubleTest::failsWhileTheServerIsStopped() {
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(2), 0);
+    const QByteArray file = path(drive.mountPoint() + u"/file"_s);
+    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
+    drive.signalEngine(SIGSTOP);
+    // Calls wait for the dead time and then fail; from then on they fail at once.
+    struct stat status {};
+    QVERIFY(MountedEngine::waitFor([&] { return outcome(::stat(file.constData(), &status)) == ETIMEDOUT; }));
+    for (int i = 0; i < 20; ++i)
+        QCOMPARE(outcome(::mkdir((file + "-folder").constData(), 0755)), ETIMEDOUT);
+    QVERIFY(MountedEngine::isMounted(drive.mountPoint()));
+    drive.signalEngine(SIGCONT);
+    QVERIFY(MountedEngine::waitFor([&] { return outcome(::stat(file.constData(), &status)) == 0; }));
+    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("x"));
+    QCOMPARE(outcome(::mkdir((file + "-folder").constData(), 0755)), 0);
+}
+
+void TroubleTest::canBeRemovedWhileTheServerIsStopped_data() {
+    QTest::addColumn<bool>("bySignal");
+    QTest::newRow("by the system's command") << false;
+    QTest::newRow("by ending the mount's process") << true;
+}
+
+void TroubleTest::canBeRemovedWhileTheServerIsStopped() {
+    QFETCH(bool, bySignal);
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(2), 0);
+    QFile busy(drive.mountPoint() + u"/file"_s);
+    QVERIFY(busy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    const pid_t process = MountedEngine::mountProcess(drive.mountPoint());
+    QVERIFY(process > 0);
+    drive.signalEngine(SIGSTOP);
+    // Something is on its way, so that the mount is in the middle of waiting.
+    QCOMPARE(busy.write("y"), 1);
+    if (bySignal)
+        ::kill(process, SIGTERM);
+    else
+        QCOMPARE(QProcess::execute(u"fusermount3"_s, {u"-uz"_s, drive.mountPoint()}), 0);
+    QVERIFY(MountedEngine::waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
+    if (!bySignal)
+        ::kill(process, SIGTERM);
+    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
+    drive.signalEngine(SIGCONT);
+}
+
+void TroubleTest::takesLostConnectionsUpAgain() {
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port());
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    QByteArray bytes;
+    for (int i = 0; bytes.size() < 15'000'000; ++i)
+        bytes += QByteArray::number(i) + ' ';
+    QVERIFY(write(drive.local() + u"/source"_s, bytes));
+    // Connections break in the middle of writing and of reading a large file, and of making many small ones.
+    const QString script = uR"sh(
+        set -e; cp "$1/source" "$2/copy"; cmp "$1/source" "$2/copy"
+        for i in $(seq 80); do mkdir "$2/d$i"; echo $i > "$2/d$i/f"; mv "$2/d$i/f" "$2/d$i/g"; done
+        for i in $(seq 80); do test "$(cat "$2/d$i/g")" = $i; rm "$2/d$i/g"; rmdir "$2/d$i"; done
+        ls "$2"
+    )sh"_s;
+    QProcess work;
+    work.setProcessChannelMode(QProcess::MergedChannels);
+    work.start(u"bash"_s, {u"-c"_s, script, u"script"_s, drive.local(), drive.mountPoint()});
+    // By answers and not by the clock, so that there is progress on however slow a machine.
+    for (int answers = 0; !work.waitForFinished(10);) {
+        QVERIFY(work.state() == QProcess::Running);
+        if (relay.answers() < answers + 25)
+            continue;
+        answers = relay.answers();
+        relay.dropAll();
+    }
+    QCOMPARE(work.readAll(), QByteArray("copy\n"));
+    QCOMPARE(work.exitCode(), 0);
+    QVERIFY(relay.connections() > 10);
+}
+
+void TroubleTest::understandsLostAnswers_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("left");
+    QTest::newRow("create") << u"set -C; echo > made"_s << u"file folder made"_s;
+    QTest::newRow("make folder") << u"mkdir made"_s << u"file folder made"_s;
+    QTest::newRow("remove") << u"rm file"_s << u"folder"_s;
+    QTest::newRow("remove folder") << u"rmdir folder"_s << u"file"_s;
+    QTest::newRow("rename") << u"mv file moved"_s << u"folder moved"_s;
+    QTest::newRow("rename folder") << u"mv folder moved"_s << u"file moved"_s;
+    QTest::newRow("truncate") << u"truncate -s 1 file"_s << u"file folder"_s;
+}
+
+void TroubleTest::understandsLostAnswers() {
+    QFETCH(QString, command);
+    QFETCH(QString, left);
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port());
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    // Every answer is lost in turn, so that the one of the call in question is among them.
+    int lost = 0;
+    for (int answer = 0; answer < 8; ++answer) {
+        const QString folder = drive.mountPoint() + u"/%1"_s.arg(answer);
+        QVERIFY(QDir().mkpath(folder + u"/folder"_s));
+        QVERIFY(write(folder + u"/file"_s, "content"));
+        QProcess shell;
+        shell.setWorkingDirectory(folder);
+        shell.setProcessChannelMode(QProcess::MergedChannels);
+        shell.start(u"bash"_s, {u"-c"_s, u"read x; "_s + command});
+        QVERIFY(shell.waitForStarted());
+        relay.swallowAnswerAfter(answer);
+        shell.write("\n");
+        QVERIFY(shell.waitForFinished());
+        QCOMPARE(shell.readAll(), QByteArray());
+        QCOMPARE(shell.exitCode(), 0);
+        lost += relay.isSwallowing() ? 0 : 1;
+        relay.swallowNothing();
+        QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(u' '), left);
+    }
+    QVERIFY(lost >= 1);
+}
+
+void TroubleTest::letsNoSlowCallHoldUpOthers_data() {
+    QTest::addColumn<quint32>("procedure");
+    QTest::addColumn<QString>("command");
+    QTest::newRow("make folder") << 9U << u"mkdir $1-$2.d/new"_s;
+    QTest::newRow("read") << 6U << u"cat $1-$2"_s;
+    QTest::newRow("write") << 7U << u"echo more >> $1-$2"_s;
+}
+
+void TroubleTest::letsNoSlowCallHoldUpOthers() {
+    QFETCH(quint32, procedure);
+    QFETCH(QString, command);
+    constexpr int slowCalls = 12;
+    std::set<QByteArray> held; // on the relay's thread only
+    std::atomic<int> holding = 0;
+    std::atomic<bool> hold = false;
+    MountedEngine drive;
+    for (int i = 0; i <= slowCalls; ++i) {
+        QVERIFY(QDir(drive.backend()).mkdir(u"file-%1.d"_s.arg(i)));
+        QVERIFY(write(drive.backend() + u"/file-%1"_s.arg(i), "content\n"));
+    }
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        if (!hold || call.procedure != procedure)
+            return {};
+        if (holding < slowCalls && held.insert(call.bytes).second)
+            ++holding;
+        return held.contains(call.bytes) ? TcpRelay::Verdict{TcpRelay::Verdict::Hold, 0} : TcpRelay::Verdict{};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    hold = true;
+    const auto arguments = [&](int i) {
+        return QStringList{u"-c"_s, command, u"script"_s, drive.mountPoint() + u"/file"_s, QString::number(i)};
+    };
+    std::vector<std::unique_ptr<QProcess>> slow;
+    for (int i = 0; i < slowCalls; ++i) {
+        slow.push_back(std::make_unique<QProcess>());
+        slow.back()->start(u"sh"_s, arguments(i));
+        QVERIFY(slow.back()->waitForStarted());
+    }
+    const bool allHeld = MountedEngine::waitFor([&] { return holding == slowCalls; });
+    QProcess other;
+    other.start(u"sh"_s, arguments(slowCalls));
+    const bool othersGoOn = other.waitForFinished(10'000);
+    hold = false;
+    for (const auto &each : slow)
+        QVERIFY(each->waitForFinished());
+    QVERIFY2(allHeld, "slow calls wait for each other");
+    QVERIFY2(othersGoOn, "a slow call holds up another program's");
+    QCOMPARE(other.exitCode(), 0);
+}
+
+void TroubleTest::looksAroundWhileReading() {
+    // Slow enough that reading the large file takes as long as the test looks around.
+    MountedEngine drive({u"--bwlimit"_s, u"4M"_s});
+    QVERIFY(write(drive.backend() + u"/large"_s, QByteArray(18'000'000, 'x')));
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QProcess reader;
+    reader.start(u"cmp"_s, {drive.mountPoint() + u"/large"_s, drive.backend() + u"/large"_s});
+    QVERIFY(reader.waitForStarted());
+    for (int i = 0; i < 25; ++i) {
+        const QString folder = drive.mountPoint() + u"/folder-%1"_s.arg(i);
+        QVERIFY(QDir().mkdir(folder));
+        QVERIFY(write(folder + u"/file"_s, QByteArray::number(i)));
+        QCOMPARE(content(folder + u"/file"_s), QByteArray::number(i));
+        QCOMPARE(QDir(drive.mountPoint()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), i + 1);
+    }
+    QCOMPARE(reader.state(), QProcess::Running);
+    QVERIFY(reader.waitForFinished(60'000));
+    QCOMPARE(reader.exitCode(), 0);
+}
+
+void TroubleTest::tellsAnUnreachableFolderFromAnEmptyOne() {
+    MountedEngine drive;
+    QVERIFY(QDir().mkpath(drive.backend() + u"/folder"_s));
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QVERIFY(QFile::exists(drive.mountPoint() + u"/folder"_s));
+    QVERIFY(!QFile::exists(drive.mountPoint() + u"/absent"_s));
+    // The engine knows of the folder but can no longer list it, as without a network.
+    QVERIFY(QDir().rmdir(drive.backend() + u"/folder"_s));
+    QVERIFY(write(drive.backend() + u"/folder"_s, "not a folder"));
+    struct stat status {};
+    QCOMPARE(outcome(::stat(path(drive.mountPoint() + u"/folder/file"_s).constData(), &status)), EIO);
+    const int folder = ::open(path(drive.mountPoint() + u"/folder"_s).constData(), O_RDONLY | O_DIRECTORY);
+    QVERIFY(folder >= 0);
+    char buffer[4096];
+    QCOMPARE(::syscall(SYS_getdents64, folder, buffer, sizeof buffer), -1);
+    QCOMPARE(errno, EIO);
+    ::close(folder);
+}
+
+void TroubleTest::reportsWriteErrors() {
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    const QByteArray name = path(drive.mountPoint() + u"/file"_s);
+    const int file = ::open(name.constData(), O_CREAT | O_RDWR, 0644);
+    const int other = ::open(name.constData(), O_WRONLY);
+    QCOMPARE(::write(file, "kept", 4), 4);
+    QCOMPARE(::fsync(file), 0);
+    // The engine can no longer keep data.
+    const QString cache = drive.cacheFolder() + u"/vfs"_s;
+    QVERIFY(QDir().rename(cache, cache + u"-away"_s));
+    QVERIFY(write(cache, "in the way"));
+    QCOMPARE(::write(file, "lost", 4), 4);
+    QCOMPARE(outcome(::fsync(file)), EIO);
+    QVERIFY(QFile::remove(cache));
+    QVERIFY(QDir().rename(cache + u"-away"_s, cache));
+    // Each open file is told once, also by its last call.
+    QCOMPARE(outcome(::fsync(file)), 0);
+    QCOMPARE(outcome(::close(other)), EIO);
+    QCOMPARE(outcome(::close(file)), 0);
+    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("kept"));
+}
+
+void TroubleTest::commitsWhatWasWritten() {
+    // The server learns from a commit when a program closes a file or wants it on the disk, and answers with errors
+    // that show late.
+    constexpr quint32 commit = 21;
+    std::atomic<quint32> status = NFS3_OK;
+    std::atomic<int> closes = 0;
+    std::atomic<int> syncs = 0;
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        if (call.procedure != commit)
+            return {};
+        const QByteArray range = call.bytes.last(12).toHex(); // offset and count
+        closes += range == "ffffffffffffffff00000000" ? 1 : 0;
+        syncs += range == "000000000000000000000000" ? 1 : 0;
+        return status == NFS3_OK ? TcpRelay::Verdict{} : TcpRelay::Verdict{TcpRelay::Verdict::Answer, status};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    const QByteArray name = path(drive.mountPoint() + u"/file"_s);
+    const int file = ::open(name.constData(), O_CREAT | O_RDWR, 0644);
+    const int reader = ::open(name.constData(), O_RDONLY);
+    QCOMPARE(::write(file, "x", 1), 1);
+    QCOMPARE(outcome(::fsync(file)), 0);
+    QCOMPARE(syncs, 1);
+    QCOMPARE(outcome(::close(::dup(reader))), 0);
+    QCOMPARE(outcome(::close(::dup(file))), 0);
+    QCOMPARE(closes, 0); // nothing was written since
+    QCOMPARE(::write(file, "y", 1), 1);
+    QCOMPARE(outcome(::close(::dup(file))), 0);
+    QCOMPARE(closes, 1);
+    status = NFS3ERR_NOSPC;
+    QCOMPARE(outcome(::fsync(file)), ENOSPC);
+    status = NFS3ERR_FBIG;
+    QCOMPARE(::write(file, "z", 1), 1);
+    QCOMPARE(outcome(::close(file)), EFBIG);
+    QVERIFY(closes >= 2); // once more when the answer overtook that of the write
+    // The other open file learns of it, too.
+    QCOMPARE(outcome(::close(reader)), EFBIG);
+    QCOMPARE(syncs, 2);
+}
+
+void TroubleTest::growsOnceForManyGaps() {
+    constexpr quint32 setAttributes = 2;
+    std::atomic<int> changes = 0;
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        changes += call.procedure == setAttributes ? 1 : 0;
+        return {};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    const QString name = drive.mountPoint() + u"/file"_s;
+    const int file = ::open(path(name).constData(), O_CREAT | O_WRONLY, 0644);
+    QByteArray expected;
+    for (int i = 0; i < 500; ++i) {
+        QCOMPARE(::pwrite(file, "x", 1, i * 4096 + 4095), 1);
+        expected += QByteArray(4095, '\0') + 'x';
+    }
+    QCOMPARE(::close(file), 0);
+    QCOMPARE(content(name), expected);
+    QVERIFY2(changes < 250, QByteArray::number(changes).constData());
+}
+
+void TroubleTest::clearsUpAfterACrash() {
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
+    const int file = ::open(path(drive.mountPoint() + u"/file"_s).constData(), O_RDWR);
+    QVERIFY(QFile::remove(drive.mountPoint() + u"/file"_s));
+    const auto hidden = [&] {
+        return QDir(drive.backend()).entryList({u".nfs*"_s}, QDir::Files | QDir::Hidden).size();
+    };
+    QVERIFY(MountedEngine::waitFor([&] { return hidden() == 1; }));
+    ::kill(MountedEngine::mountProcess(drive.mountPoint()), SIGKILL);
+    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
+    ::close(file);
+    QCOMPARE(QProcess::execute(u"fusermount3"_s, {u"-uz"_s, drive.mountPoint()}), 0);
+    QCOMPARE(drive.mount(), 0);
+    QVERIFY(MountedEngine::waitFor([&] { return hidden() == 0; }));
+}
+
+QTEST_GUILESS_MAIN(TroubleTest)
+#include "TroubleTest.moc"
