@@ -14,12 +14,12 @@ constexpr std::uint64_t firstCookie = 2;
 } // namespace
 
 bool DirectorySnapshot::take(DirectoryPage page, std::uint64_t asOf) {
-    const bool overlapping = m_restarts > mostRestarts;
+    const bool overlapping = m_restarts > maxRestarts;
     const std::size_t count = page.entries.size();
     for (DirectoryEntry &entry : page.entries) {
         if (entry.name == "." || entry.name == ".." || !m_names.insert(entry.name).second)
             continue;
-        if (entry.name.size() > longestName)
+        if (entry.name.size() > maxName)
             m_leftOut.push_back(std::move(entry.name));
         else
             m_entries.push_back({std::move(entry), asOf});

@@ -13,8 +13,8 @@ namespace quillmount::mount {
 // never stands still is listed with overlapping pages in the end, which loses nothing that stays in place.
 class DirectorySnapshot {
 public:
-    static constexpr int mostRestarts = 8;
-    static constexpr std::size_t longestName = 255; // in bytes
+    static constexpr int maxRestarts = 8;
+    static constexpr std::size_t maxName = 255; // in bytes
 
     struct Entry : DirectoryEntry {
         std::uint64_t asOf = 0; // the sequence number at which its page was asked for

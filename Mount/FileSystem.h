@@ -1,53 +1,40 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include "Mount/ErrorMapping.h"
-#include "Mount/FileState.h"
-#include "Mount/InodeTable.h"
-#include "Mount/NfsClient.h"
-#include "Mount/ReadAheadBudget.h"
-#include "Mount/Request.h"
-#include "Mount/SillyName.h"
-
-#include <set>
+#include "Mount/FileAttributes.h"
+#include "Mount/Moves.h"
+#include "Mount/OpenFiles.h"
+#include "Mount/OpenFolders.h"
 
 namespace quillmount::mount {
 
-// The drive as the kernel sees it: each operation of the kernel is a coroutine that makes the calls it needs and
-// answers.
+// The drive as the kernel sees it: takes each of the kernel's requests, has the classes below do the work, and answers.
 //
-// Rules that hold everywhere:
-// - A file is known by its place. Its handle is looked up again when the server no longer knows it, and the call is
-// made
-//   once more. While a file or folder is being renamed or removed, no call is under way with a handle in its tree.
-// - What a program has written is sent behind its back and confirmed before the file counts as closed. Everything that
-//   depends on the content waits for it.
-// - Calls that open one file on the server take turns: reads among themselves, writes among themselves, a change of
-// size
-//   alone. The server does not keep them apart: a write that grows a file loses bytes when another call opens it
-//   meanwhile.
-// - "No such file" is only believed when the folder can be listed, for the server says so too when it has no network.
+//   Handles        calls with the handles of known files
+//   FileAttributes what the server said of a file      FileContent    what is written and not confirmed, one per file
+//   Names          names on the server                 FileReader     reading, also ahead
+//   Listings       the names of a folder               OpenFiles      what programs have open
+//   Moves          removing and renaming               OpenFolders    folders that programs are reading
+//   UnlinkedFiles  open files without a name           PendingWork    what must be done before the program may end
 class FileSystem {
 public:
-    FileSystem(EventLoop &loop, NfsClient &client, EventLoop::Clock::duration deadTime);
-    ~FileSystem();
+    FileSystem(EventLoop &loop, NfsClient &client);
 
     // Called with an inode's number when the kernel should drop the attributes that it remembers.
     void onStaleAttributes(std::function<void(std::uint64_t)> action) { m_staleAttributes = std::move(action); }
 
-    NfsClient &client() { return m_client; }
-    InodeTable &inodes() { return m_table; }
-    EventLoop &loop() { return m_loop; }
-    EventLoop::Clock::duration deadTime() const { return m_deadTime; }
+    // The file of a number that the kernel gave; null for one that it was never told.
+    InodePtr find(std::uint64_t id) const { return m_table.find(id); }
+    // The kernel takes back `count` of what it was told of a file.
+    void forget(std::uint64_t id, std::uint64_t count) { m_table.forget(id, count); }
 
-    // Learns the root; gives an error number.
+    // Learns the root, and asks for its attributes; gives an error number.
     Task<int> mountRoot();
     // Removes what a crash left behind of files that were unlinked while open.
     Task<void> clearLeftovers();
     // Sends everything pending, and removes the unlinked files that are still open. Ends when that is done or
     // hopeless.
     Task<void> finish();
-    bool hasPending() const { return m_pendingFiles > 0 || m_background > 0; }
 
     Task<void> lookup(Request request, InodePtr folder, std::string name);
     Task<void> getAttributes(Request request, InodePtr inode);
@@ -79,101 +66,26 @@ public:
     void releaseFolder(Request request, std::uint64_t folder);
 
 private:
-    class AttributeWatch;
+    bool answerEntry(Request &request, const InodePtr &inode);
+    void answerAttributes(Request &request, const Inode &inode);
+    bool answerFromListing(Request &request, const InodePtr &folder, const std::string &name, bool &absent);
+    Task<void> answerAccepted(Request request, OpenFilePtr file, std::uint64_t sequence, std::size_t size,
+                              bool fromPageCache);
+    void close(std::uint64_t file);
 
-    // Calls by handle
-    template <class T, class Call>
-    Task<Result<T>> onHandle(Procedure procedure, InodePtr inode, Call call);
-    Task<int> holdHandles(InodePtr inode, InodePtr other = {});
-    void releaseHandle(Inode &inode);
-    Task<int> findAgain(InodePtr inode);
-    Task<int> confirmAbsent(InodePtr folder);
-    void noteQuestion(const InodePtr &folder);
-    bool isFrozen(const Inode &inode) const;
-    Task<void> freeze(std::vector<InodePtr> inodes);
-    void thaw(const std::vector<InodePtr> &inodes);
-
-    // Attributes
-    Task<Result<Attributes>> fetchAttributes(InodePtr inode);
-    Task<Result<Attributes>> recentAttributes(InodePtr inode);
-    Task<bool> answerByHandle(Request &request, InodePtr folder, InodePtr inode);
-    bool isOutdated(const Inode &inode, std::uint64_t asOf) const;
-    static double trustLeft(EventLoop::Moment asked);
-    Attributes withPending(const Inode &inode, Attributes attributes) const;
-    struct stat statOf(const Inode &inode, const Attributes &attributes) const;
-    bool answerEntry(Request &request, const InodePtr &inode, const Heard &heard);
-    Heard asking() { return {{}, ++m_sequence, EventLoop::Clock::now()}; }
-    void noteSize(Inode &inode, const Attributes &attributes);
-    Task<int> applyChange(InodePtr inode, AttributeChange change, Attributes &after);
-    void noteChange(FileState &state, const Change &change);
-
-    // Names
-    int checkName(const Inode &folder, const std::string &name) const;
-    Task<Result<FoundFile>> find(InodePtr folder, std::string name);
-    Task<Result<FoundFile>> createOrFind(InodePtr folder, std::string name, bool exclusive);
-    Task<int> moveOnServer(InodePtr folder, std::string name, InodePtr newFolder, std::string newName);
-    Task<int> sillyRename(InodePtr inode);
-    Task<int> removeName(InodePtr folder, std::string name, Procedure procedure);
-    Task<int> removeEmptyFolder(InodePtr folder, std::string name, InodePtr target);
-    Task<int> clearPlace(InodePtr folder, std::string name, InodePtr source, InodePtr target, unsigned flags);
-    void nameChanged(Inode &folder, std::string_view name);
-    static void entriesChanged(Inode &folder);
-
-    static std::uint64_t millisecondsSince1970();
-
-    // Content
-    std::shared_ptr<FileState> stateOf(Inode &inode);
-    std::uint64_t addOpen(const InodePtr &inode);
-    void dropOpen(std::uint64_t id);
-    Task<void> afterLastClose(InodePtr inode);
-    Task<int> readRange(InodePtr inode, std::uint64_t offset, char *buffer, std::size_t size, std::uint64_t stream,
-                        std::size_t &got);
-    Task<void> beginReading(InodePtr inode);
-    void endReading(const InodePtr &inode);
-    Task<void> beginExclusive(InodePtr inode);
-    void endExclusive(const InodePtr &inode);
-    Task<int> fillGap(InodePtr inode, std::uint64_t end);
-    void dropIdleLater();
-    Task<void> fetchBlock(InodePtr inode, ReadAhead::BlockPtr block);
-    Task<bool> answerFromBlocks(Request &request, std::vector<ReadAhead::BlockPtr> blocks, std::uint64_t offset,
-                                std::size_t size);
-    Task<void> finishWrite(Request request, std::shared_ptr<OpenFile> file, std::uint64_t sequence, std::size_t size,
-                           bool fromPageCache);
-    void changed(Inode &inode);
-    void pump(const InodePtr &inode);
-    Task<void> send(InodePtr inode, WriteBehind::Chunk *chunk, bool afterGap);
-    Task<void> settle(InodePtr inode);
-    Task<void> commit(std::shared_ptr<OpenFile> file, NfsClient::Commit how);
-    static void noteError(FileState &state, int error);
-    int takeError(OpenFile &file);
-
-    Task<int> loadFolder(OpenFolder &folder);
-    Task<int> loadPages(InodePtr inode, DirectorySnapshot &snapshot);
-    Task<void> learnNames(InodePtr folder);
-
-    EventLoop &m_loop;
     NfsClient &m_client;
-    EventLoop::Clock::duration m_deadTime;
     InodeTable m_table;
-    SillyName m_silly;
-    std::uint64_t m_started;
+    PendingWork m_work;
+    Handles m_handles;
+    FileAttributes m_attributes;
+    FileReader m_reader;
+    OpenFiles m_files;
+    Names m_names;
+    Listings m_listings;
+    UnlinkedFiles m_unlinked;
+    Moves m_moves;
+    OpenFolders m_folders;
     std::function<void(std::uint64_t)> m_staleAttributes = [](std::uint64_t) {};
-    std::uint64_t m_sequence = 1;
-    std::uint64_t m_nextOpen = 1;
-    std::unordered_map<std::uint64_t, std::shared_ptr<OpenFile>> m_files;
-    std::unordered_map<std::uint64_t, std::shared_ptr<OpenFolder>> m_folders;
-    std::set<std::string> m_toldOf; // names too long to be shown
-    std::set<InodePtr> m_unlinked;
-    std::set<const Inode *> m_busy;
-    std::vector<const Inode *> m_frozen;
-    Gate m_thawed;
-    Gate m_idle;
-    Gate m_progress;
-    ReadAheadBudget m_readAhead;
-    bool m_dropArmed = false;
-    std::size_t m_pendingBytes = 0;
-    int m_pendingFiles = 0;
-    int m_background = 0;
 };
 
 } // namespace quillmount::mount

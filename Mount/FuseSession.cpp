@@ -18,7 +18,7 @@ struct FuseOperations {
     static void with(fuse_req_t from, fuse_ino_t id, Start start) {
         FuseSession &self = session(from);
         Request request = self.request(from);
-        if (InodePtr inode = self.m_fileSystem.inodes().find(id))
+        if (InodePtr inode = self.m_fileSystem.find(id))
             start(self.m_fileSystem, std::move(request), std::move(inode));
         else
             request.fail(ESTALE);
@@ -48,13 +48,13 @@ struct FuseOperations {
     }
 
     static void forget(fuse_req_t request, fuse_ino_t id, std::uint64_t count) {
-        session(request).m_fileSystem.inodes().forget(id, count);
+        session(request).m_fileSystem.forget(id, count);
         fuse_reply_none(request);
     }
 
     static void forgetMany(fuse_req_t request, std::size_t count, fuse_forget_data *items) {
         for (std::size_t i = 0; i < count; ++i)
-            session(request).m_fileSystem.inodes().forget(items[i].ino, items[i].nlookup);
+            session(request).m_fileSystem.forget(items[i].ino, items[i].nlookup);
         fuse_reply_none(request);
     }
 
@@ -105,7 +105,7 @@ struct FuseOperations {
     static void rename(fuse_req_t request, fuse_ino_t parent, const char *name, fuse_ino_t newParent,
                        const char *newName, unsigned flags) {
         with(request, parent, [=](FileSystem &files, Request r, InodePtr folder) {
-            InodePtr newFolder = files.inodes().find(newParent);
+            InodePtr newFolder = files.find(newParent);
             if (newFolder)
                 spawn(files.rename(std::move(r), std::move(folder), name, std::move(newFolder), newName, flags));
             else
@@ -229,9 +229,10 @@ struct FuseOperations {
     }
 };
 
-FuseSession::FuseSession(EventLoop &loop, FileSystem &fileSystem)
+FuseSession::FuseSession(EventLoop &loop, FileSystem &fileSystem, EventLoop::Clock::duration deadTime)
     : m_loop(loop)
-    , m_fileSystem(fileSystem) {
+    , m_fileSystem(fileSystem)
+    , m_deadTime(deadTime) {
     m_fileSystem.onStaleAttributes([this](std::uint64_t id) {
         // A negative offset leaves the pages alone: dropping those would wait for readers that wait for this thread.
         if (m_session && !m_ended)
@@ -268,7 +269,7 @@ short FuseSession::pollEvents() const {
 }
 
 Request FuseSession::request(fuse_req_t from) {
-    return {from, m_loop, m_fileSystem.deadTime()};
+    return {from, m_loop, m_deadTime};
 }
 
 Buffer FuseSession::takeBlock(const char *data, std::size_t size) {

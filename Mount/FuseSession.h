@@ -11,7 +11,8 @@ namespace quillmount::mount {
 // The kernel's side of the mount: takes its requests and hands them to the file system.
 class FuseSession final : public Pollable {
 public:
-    FuseSession(EventLoop &loop, FileSystem &fileSystem);
+    // A program that is killed while the server is silent gets its answer after `deadTime` at the latest.
+    FuseSession(EventLoop &loop, FileSystem &fileSystem, EventLoop::Clock::duration deadTime);
     ~FuseSession() override;
     FuseSession(const FuseSession &) = delete;
     FuseSession &operator=(const FuseSession &) = delete;
@@ -39,6 +40,7 @@ private:
 
     EventLoop &m_loop;
     FileSystem &m_fileSystem;
+    EventLoop::Clock::duration m_deadTime;
     fuse_session *m_session = nullptr;
     fuse_buf m_buffer{};
     int m_descriptor = -1;

@@ -13,8 +13,8 @@
 
 namespace quillmount::mount {
 
+class FileContent;
 class InodeTable;
-struct FileState;
 
 // What the server said last of a file's attributes.
 struct Heard {
@@ -66,8 +66,8 @@ public:
     bool unlinked = false;
     // Open files on it.
     int opens = 0;
-    // The state of the content; present while needed.
-    std::shared_ptr<FileState> file;
+    // The content, from the first opening on; null before.
+    std::shared_ptr<FileContent> content;
 
 private:
     friend class InodeTable;
@@ -92,6 +92,11 @@ public:
     ~InodeTable();
 
     const InodePtr &root() const { return m_root; }
+    // Questions to the server and changes made here are numbered in their order, so that an answer is not believed that
+    // is older than a change.
+    std::uint64_t nextSequence() { return ++m_sequence; }
+    // A question that is asked now; the answer is to be filled in.
+    Heard asking() { return {{}, nextSequence(), std::chrono::steady_clock::now()}; }
     // The file of a number that the kernel gave; null for one that it was never told.
     InodePtr find(std::uint64_t id) const;
     // The known file of that name, or null.
@@ -128,6 +133,7 @@ private:
     std::unordered_set<std::uint64_t> m_numbers;
     std::uint64_t m_nextId;
     std::uint64_t m_nextNumber = 1;
+    std::uint64_t m_sequence = 1;
     InodePtr m_root;
 };
 

@@ -47,8 +47,8 @@ Service::Service(MountOptions options, std::string address, int channel)
     , m_channel(channel)
     , m_signals([this] { signalled(); })
     , m_client(m_loop, {std::move(address), m_options.port, m_options.mountPort, m_options.deadTimeout})
-    , m_fileSystem(m_loop, m_client, m_options.deadTimeout)
-    , m_session(m_loop, m_fileSystem)
+    , m_fileSystem(m_loop, m_client)
+    , m_session(m_loop, m_fileSystem, m_options.deadTimeout)
     , m_unmounter(m_loop) {
     m_loop.add(&m_signals);
     m_loop.add(this);
@@ -81,11 +81,7 @@ int Service::run() {
 }
 
 Task<std::string> Service::tryMount() {
-    int error = co_await m_fileSystem.mountRoot();
-    if (error == 0) {
-        const Reply<Attributes> root = co_await m_client.getAttributes(m_fileSystem.inodes().root()->handle);
-        error = errorNumber(Procedure::getAttributes, root);
-    }
+    const int error = co_await m_fileSystem.mountRoot();
     if (error != 0 || m_client.isGone())
         co_return std::string("the server does not answer: ") + std::strerror(m_client.isGone() ? ECONNREFUSED : error);
     if (std::string complaint = m_mountPoint.prepare(m_options.mountPoint); !complaint.empty())

@@ -378,7 +378,7 @@ void MountStateTest::startsListingsAgain() {
 void MountStateTest::endsListingsThatNeverStandStill() {
     // After many restarts pages overlap: names that come and go move the positions, those that stay are all found once.
     DirectorySnapshot snapshot;
-    for (int i = 0; i <= DirectorySnapshot::mostRestarts; ++i)
+    for (int i = 0; i <= DirectorySnapshot::maxRestarts; ++i)
         snapshot.badCookie();
     std::vector<std::string> names = numbered(3000);
     int pages = 0;
