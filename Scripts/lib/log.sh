@@ -1,12 +1,12 @@
 # SPDX-License-Identifier: LicenseRef-Quillmount
-# Sourced by the run script: what a person at the terminal is shown of what the programs log.
+# Sourced by the run script: what the user at the terminal is shown of what the programs log.
 
 # What state failed($1) means, and what to do about it. $2: the engine's log, $3: the file that holds the account.
 failure_in_words() {
   case $1 in
     needsReconnect)
       printf '%s\n' "Google no longer accepts this account's authorisation; the files are safe on Google Drive." \
-        "To sign in again, end Quillmount, remove $3 and start it anew." ;;
+        "To sign in again, end Quillmount, remove $3 and start it again." ;;
     offline) printf '%s\n' "Google Drive cannot be reached. Check the network; Quillmount keeps trying on its own." ;;
     mountRefused)
       printf '%s\n' "The drive could not be mounted. A line above says why, or the engine's log: $2" \
