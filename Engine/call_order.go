@@ -60,7 +60,7 @@ func orderCalls(remote fs.Fs) error {
 	if err != nil {
 		return fmt.Errorf("this release of rclone keeps its connections otherwise: %w", err)
 	}
-	(*client).Transport = newCallOrder((*client).Transport)
+	(*client).Transport = newCallOrder(trashNamer{(*client).Transport})
 	return nil
 }
 

@@ -121,7 +121,11 @@ func (m *moves) rename(from, to string) error {
 	case cache == nil || source == target && isFile:
 		return drive.Rename(from, to)
 	case isFile:
-		return m.renameFile(source, target, from, to)
+		if err := m.renameFile(source, target, from, to); err != nil {
+			return err
+		}
+		m.files.ownNames.moved(from, to)
+		return nil
 	default:
 		return m.renameFolder(from, to)
 	}
@@ -270,12 +274,17 @@ func (m *moves) remove(name string) error {
 		}
 	}
 	unknown := objectOf(file) == nil
-	if err := drive.Remove(name); err != nil {
+	remove := func() error { return drive.Remove(name) }
+	if err := m.files.ownNames.whileTrashed(name, objectOf(file), remove); err != nil {
 		aside.put(cached, objectOf(file))
 		return err
 	}
 	aside.drop()
-	m.note(name, false, unknown && seen)
+	suspected := unknown && seen
+	if !suspected {
+		m.files.ownNames.forget(name)
+	}
+	m.note(name, false, suspected)
 	m.release(name)
 	return nil
 }

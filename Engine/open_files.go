@@ -46,6 +46,7 @@ type openFiles struct {
 	// that was moved over, or of an upload that was ended before its answer came. The file's upload updates it.
 	behind   map[string]bool
 	suspects suspects
+	ownNames ownNames
 }
 
 // openFile is a file that is open or has an error to tell. openFiles.mu protects it.
@@ -78,7 +79,8 @@ type sharedReader struct {
 
 func newOpenFiles(drive *vfs.VFS) (*openFiles, error) {
 	cache, err := cacheOf(drive)
-	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}, behind: map[string]bool{}}
+	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}, behind: map[string]bool{},
+		ownNames: ownNames{byPath: map[string]string{}}}
 	f.changed.L = &f.mu
 	f.suspects.init(f)
 	return f, err

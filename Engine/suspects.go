@@ -148,9 +148,12 @@ func (s *suspects) removeObject(ctx context.Context, path string, since time.Tim
 		fs.Infof(path, "There is something newer than what an upload may have left; it stays")
 		return nil
 	}
-	if err := object.Remove(ctx); err != nil && !errors.Is(err, fs.ErrorObjectNotFound) {
+	remove := func() error { return object.Remove(ctx) }
+	err = s.files.ownNames.whileTrashed(path, object, remove)
+	if err != nil && !errors.Is(err, fs.ErrorObjectNotFound) {
 		return err
 	}
+	s.files.ownNames.forget(path)
 	// A listing may have shown it.
 	if node, err := drive.Stat(path); err == nil {
 		if file, isFile := node.(*vfs.File); isFile {

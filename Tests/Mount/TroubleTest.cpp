@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/Mount/TcpRelay.h"
+#include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/MountedEngine.h"
 
 #include <QDir>
@@ -44,6 +45,8 @@ private Q_SLOTS:
     void commitsWhatWasWritten();
     void growsOnceForManyGaps();
     void clearsUpAfterACrash();
+    void trashesFilesByTheirOwnNames_data();
+    void trashesFilesByTheirOwnNames();
 
 private:
     static QByteArray path(const QString &text) { return QFile::encodeName(text); }
@@ -413,6 +416,39 @@ void TroubleTest::clearsUpAfterACrash() {
     QCOMPARE(QProcess::execute(u"fusermount3"_s, {u"-uz"_s, drive.mountPoint()}), 0);
     QCOMPARE(drive.mount(), 0);
     QVERIFY(MountedEngine::waitFor([&] { return hidden() == 0; }));
+}
+
+void TroubleTest::trashesFilesByTheirOwnNames_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QByteArray>("left");
+    QTest::newRow("deleted") << u"rm document.odt"_s << QByteArray("(cannot open)");
+    QTest::newRow("deleted and made again") << u"rm document.odt; echo new > document.odt"_s << QByteArray("new\n");
+    QTest::newRow("replaced") << u"echo new > temporary; mv temporary document.odt"_s << QByteArray("new\n");
+}
+
+void TroubleTest::trashesFilesByTheirOwnNames() {
+    // The user looks for it in Google's trash by that name, and has never seen the hidden one.
+    QFETCH(QString, command);
+    QFETCH(QByteArray, left);
+    LocalGoogle google;
+    for (const QString &path : {u"Quillmount"_s, u"Quillmount/folder"_s})
+        google.makeFolder(path);
+    google.write(u"Quillmount/folder/document.odt"_s, "old");
+    MountedEngine drive(google, {u"--vfs-write-back"_s, u"200ms"_s});
+    QVERIFY(drive.startEngine());
+    QCOMPARE(drive.mount(), 0);
+    const QString folder = drive.mountPoint() + u"/folder"_s;
+    QFile open(folder + u"/document.odt"_s);
+    QVERIFY(open.open(QIODevice::ReadOnly));
+    QCOMPARE(QProcess::execute(u"sh"_s, {u"-c"_s, u"cd \"$1\" && %1"_s.arg(command), u"script"_s, folder}), 0);
+    QCOMPARE(open.readAll(), QByteArray("old"));
+    open.close();
+    const QDir trash(google.pathOf(u"../Trash"_s));
+    const auto trashed = [&] { return trash.entryList(QDir::Files | QDir::Hidden); };
+    QVERIFY(MountedEngine::waitFor([&] { return !trashed().isEmpty(); }));
+    QCOMPARE(trashed(), QStringList{u"document.odt"_s});
+    QCOMPARE(content(trash.filePath(u"document.odt"_s)), QByteArray("old"));
+    QCOMPARE(content(folder + u"/document.odt"_s), left);
 }
 
 QTEST_GUILESS_MAIN(TroubleTest)
