@@ -197,10 +197,11 @@ DriveTree::Node *FolderSync::nodeAt(DriveTree &tree, const QString &path) {
 }
 
 bool FolderSync::takePresent(const QString &path) {
+    // With the lock, or a folder that a client moves meanwhile would be taken for a second one.
+    DriveStore::Access access = m_store.access();
     const Kind kind = kindOf(m_store.absolute(path));
     if (kind != Kind::file && kind != Kind::folder)
         return true;
-    DriveStore::Access access = m_store.access();
     Node *node = nodeAt(access.tree, path);
     const DiskStamp stamp = DriveTree::stampOf(m_store.absolute(path));
     if (node && node->entry.isFolder() != (kind == Kind::folder)) {
