@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Mount/MountPoint.h"
 
-#include "Mount/MountInfo.h"
+#include "MountList/MountList.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -31,7 +31,7 @@ std::string MountPoint::prepare(const std::string &path) {
     m_path = resolveMountPoint(path);
     if (m_path.empty())
         return "there is no folder " + path;
-    if (!mountsAt(currentMounts(), m_path).empty())
+    if (!mountsAt(m_path).empty())
         return "something is mounted at " + m_path + " already";
     m_folder = open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (m_folder < 0)
@@ -43,7 +43,7 @@ std::string MountPoint::prepare(const std::string &path) {
     // The lock ends with this descriptor. Two that start at the same moment would stack their mounts.
     if (flock(m_folder, LOCK_EX | LOCK_NB) != 0)
         return "another mount at " + m_path + " is under way";
-    if (!mountsAt(currentMounts(), m_path).empty())
+    if (!mountsAt(m_path).empty())
         return "something is mounted at " + m_path + " already";
     if ((m_mode & openMode) != openMode && fchmod(m_folder, openMode) != 0)
         return "cannot make the folder " + m_path + " writable: " + std::strerror(errno);
@@ -51,13 +51,13 @@ std::string MountPoint::prepare(const std::string &path) {
 }
 
 void MountPoint::noteMount() {
-    const auto found = mountsAt(currentMounts(), m_path);
+    const auto found = mountsAt(m_path);
     if (!found.empty())
         m_device = found.back().device;
 }
 
 std::string MountPoint::confirm(const std::string &source) {
-    const auto found = mountsAt(currentMounts(), m_path);
+    const auto found = mountsAt(m_path);
     if (found.size() != 1 || found.front().fileSystem != fileSystem || found.front().source != source ||
         found.front().device != m_device)
         return "the kernel does not show the mount at " + m_path;
@@ -67,7 +67,7 @@ std::string MountPoint::confirm(const std::string &source) {
 }
 
 bool isMountedHere(const std::string &path, const std::string &device) {
-    const auto found = mountsAt(currentMounts(), path);
+    const auto found = mountsAt(path);
     return !found.empty() && found.back().device == device;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Mount/FuseDevice.h"
 #include "Mount/LoopbackHost.h"
-#include "Mount/MountInfo.h"
 #include "Mount/Service.h"
+#include "MountList/MountList.h"
 
 #include <linux/close_range.h>
 #include <malloc.h>
@@ -18,6 +18,7 @@
 
 namespace {
 
+using namespace quillmount;
 using namespace quillmount::mount;
 using namespace std::chrono_literals;
 using Clock = EventLoop::Clock;
@@ -84,7 +85,7 @@ std::string awaitLine(int channel, const SignalPipe &signals) {
 // Removes a mount whose service was killed before it could do so itself.
 void removeOrphan(const MountOptions &options) {
     const std::string path = resolveMountPoint(options.mountPoint);
-    const auto mounts = mountsAt(currentMounts(), path);
+    const auto mounts = mountsAt(path);
     const bool ours = !mounts.empty() && mounts.back().fileSystem == MountPoint::fileSystem &&
                       mounts.back().source == options.source();
     if (!ours || umount2(path.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0)
@@ -112,7 +113,7 @@ void retreat(pid_t service, int channel, const MountOptions &options) {
 }
 
 bool isShown(const MountOptions &options) {
-    const auto mounts = mountsAt(currentMounts(), resolveMountPoint(options.mountPoint));
+    const auto mounts = mountsAt(resolveMountPoint(options.mountPoint));
     return mounts.size() == 1 && mounts.front().fileSystem == MountPoint::fileSystem &&
            mounts.front().source == options.source();
 }
@@ -147,8 +148,9 @@ int runCommand(const MountOptions &options) {
 } // namespace
 
 int main(int count, char **arguments) {
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none); // what passes through here is the user's own files
+    // What passes through here is the user's own files. A handler that core files are piped to gets them with 0 as well.
+    const rlimit coreFiles{1, 1};
+    setrlimit(RLIMIT_CORE, &coreFiles);
     const auto parsed = parseMountOptions({arguments + 1, arguments + count});
     if (const auto *complaint = std::get_if<std::string>(&parsed))
         return complain(*complaint);

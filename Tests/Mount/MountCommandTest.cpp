@@ -229,7 +229,7 @@ void MountCommandTest::servesInASessionOfItsOwn() {
     QVERIFY(limits.open(QIODevice::ReadOnly));
     const QByteArray text = limits.readAll();
     const QByteArray core = text.mid(text.indexOf("Max core file size")).left(50).simplified();
-    QCOMPARE(core, QByteArray("Max core file size 0 0"));
+    QCOMPARE(core, QByteArray("Max core file size 1 1"));
     QVERIFY(m_drive.unmount());
 }
 

@@ -3,10 +3,10 @@
 #include "Mount/ListenerTable.h"
 #include "Mount/Liveness.h"
 #include "Mount/LoopbackHost.h"
-#include "Mount/MountInfo.h"
 #include "Mount/MountOptions.h"
 #include "Mount/NfsDecoding.h"
 #include "Mount/SillyName.h"
+#include "MountList/MountList.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,6 +17,7 @@
 
 #include <cerrno>
 
+using namespace quillmount;
 using namespace quillmount::mount;
 using namespace std::chrono_literals;
 
@@ -129,8 +130,11 @@ void MountRulesTest::readsTheListOfMounts() {
                        "garbage\n"
                        "41 27 0:38 / /home/a\\040b\\134c\\011 rw - fuse.quillmount q.localhost:/ rw,user_id=0\n"
                        "42 27 0:39 / /home/x rw master:1 propagate_from:2 - tmpfs none rw\n"
-                       "43 42 0:40 / /home/x rw - fuse.quillmount a\\054b rw\n");
-    QCOMPARE(records.size(), 4U);
+                       "43 42 0:40 / /home/x rw - fuse.quillmount a\\054b rw\n"
+                       "44 42 0:41 / /a\\134040b\\9\\04\xff rw - tmpfs none rw\n"
+                       "45 42 0:42 / ");
+    QCOMPARE(records.size(), 5U);
+    QCOMPARE(records[4].mountPoint, std::string("/a\\040b\\9\\04\xff"));
     QCOMPARE(records[1].mountPoint, std::string("/home/a b\\c\t"));
     QCOMPARE(records[1].fileSystem, std::string("fuse.quillmount"));
     QCOMPARE(records[1].source, std::string("q.localhost:/"));

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxMountTable.h"
-#include "Platform/Linux/MountInfo.h"
 #include "Tests/Support/Machine.h"
 
 #include <QDir>
@@ -28,8 +27,6 @@ class LinuxMountTableTest : public QObject {
 private Q_SLOTS:
     void init();
     void cleanup();
-    void readsTheKernelsFormat_data();
-    void readsTheKernelsFormat();
     void tellsWhoseTheMountIs();
     void resolvesTheParentAlone();
     void reportsAnUnmount_data();
@@ -84,38 +81,7 @@ LinuxMountTableTest::Server LinuxMountTableTest::serve(const QString &path) cons
     return server;
 }
 
-void LinuxMountTableTest::readsTheKernelsFormat_data() {
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QList<QByteArray>>("points");
-    const auto line = [](const QByteArray &point) {
-        return "613 24 0:53 / " + point + " rw,nosuid,nodev shared:5 - fuse.quillmount x rw\n";
-    };
-    QTest::newRow("empty") << QByteArray() << QList<QByteArray>();
-    QTest::newRow("several") << line("/") + line("/home/me/Q") << QList<QByteArray>{"/", "/home/me/Q"};
-    QTest::newRow("escapes") << line("/a\\040b\\011c\\012d\\134e") << QList<QByteArray>{"/a b\tc\nd\\e"};
-    QTest::newRow("escaped escape") << line("/a\\134040b") << QList<QByteArray>{"/a\\040b"};
-    QTest::newRow("no escape") << line("/a\\9b\\04") << QList<QByteArray>{"/a\\9b\\04"};
-    QTest::newRow("bytes") << line("/\xff\xc3\xbc") << QList<QByteArray>{"/\xff\xc3\xbc"};
-    QTest::newRow("optional fields") << QByteArray("1 2 0:5 / /x rw - tmpfs none rw\n") << QList<QByteArray>{"/x"};
-    QTest::newRow("cut off") << line("/a") + "7 8 0:9 / " << QList<QByteArray>{"/a", ""};
-}
-
-void LinuxMountTableTest::readsTheKernelsFormat() {
-    QFETCH(QByteArray, text);
-    QFETCH(QList<QByteArray>, points);
-    QCOMPARE(mountPoints(text), points);
-}
-
 void LinuxMountTableTest::tellsWhoseTheMountIs() {
-    const auto line = [](const QByteArray &point, const QByteArray &rest) {
-        return "613 24 0:53 / " + point + " rw " + rest + " x rw\n";
-    };
-    const QByteArray list = line("/a\\040b", "shared:5 master:1 - fuse.quillmount") + line("/c", "- fuse.quillmount") +
-                            line("/c", "shared:1 - fuse.sshfs") + "7 8 0:9 / /d rw -";
-    QCOMPARE(fileSystemAt(list, "/a b"), std::optional<QByteArray>("fuse.quillmount"));
-    QCOMPARE(fileSystemAt(list, "/c"), std::optional<QByteArray>("fuse.sshfs"));
-    QVERIFY(!fileSystemAt(list, "/d") && !fileSystemAt(list, "/"));
-
     const LinuxMountTable table;
     QVERIFY(!table.isForeign(m_path));
     QVERIFY(mount(m_path));

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace quillmount::mount {
+namespace quillmount {
 
 // One line of the kernel's list of mounts.
 struct MountRecord {
@@ -24,11 +25,13 @@ std::vector<MountRecord> parseMountInfo(std::string_view text);
 // The mounts whose directory is exactly `path`, the lowest first.
 std::vector<MountRecord> mountsAt(const std::vector<MountRecord> &records, std::string_view path);
 
-// The kernel's list as it is now; empty when it cannot be read.
-std::vector<MountRecord> currentMounts();
+// The kernel's list as it is now; absent when it cannot be read.
+std::optional<std::vector<MountRecord>> currentMounts();
+// The mounts at `path` now; none when the list cannot be read.
+std::vector<MountRecord> mountsAt(std::string_view path);
 
 // `path` with its parent resolved and its last component left alone, so that nothing at the mount point itself, which
 // may be a dead mount, is touched. Empty when the parent cannot be resolved or the last component is not a name.
 std::string resolveMountPoint(const std::string &path);
 
-} // namespace quillmount::mount
+} // namespace quillmount

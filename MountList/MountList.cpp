@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "Mount/MountInfo.h"
+#include "MountList/MountList.h"
 
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
-namespace quillmount::mount {
+namespace quillmount {
 namespace {
 
 // The kernel writes blanks, tabs, newlines and backslashes as a backslash and three octal digits.
@@ -74,11 +74,18 @@ std::vector<MountRecord> mountsAt(const std::vector<MountRecord> &records, std::
     return found;
 }
 
-std::vector<MountRecord> currentMounts() {
+std::optional<std::vector<MountRecord>> currentMounts() {
     std::ifstream file("/proc/self/mountinfo");
+    if (!file)
+        return std::nullopt;
     std::ostringstream text;
     text << file.rdbuf();
     return parseMountInfo(text.str());
+}
+
+std::vector<MountRecord> mountsAt(std::string_view path) {
+    const auto mounts = currentMounts();
+    return mounts ? mountsAt(*mounts, path) : std::vector<MountRecord>();
 }
 
 std::string resolveMountPoint(const std::string &path) {
@@ -99,4 +106,4 @@ std::string resolveMountPoint(const std::string &path) {
     return base == "/" ? base + name : base + "/" + name;
 }
 
-} // namespace quillmount::mount
+} // namespace quillmount
