@@ -6,9 +6,11 @@ import (
 	"context"
 	"errors"
 	"fmt"
+	"io"
 	"path"
 	"strings"
 	"sync"
+	"time"
 
 	"github.com/rclone/rclone/fs"
 	"golang.org/x/sync/errgroup"
@@ -20,10 +22,12 @@ const (
 )
 
 // openingFs is a remote that knows the files whose upload is pending. rclone looks each of them up when it opens the
-// cache, one after the other, so that a thousand keep the drive away for minutes.
+// cache, one after the other, so that a thousand keep the drive away for minutes. Then it is the remote of the drive, and
+// sees to it that nothing is put into a folder that Google has no more.
 type openingFs struct {
 	fs.Fs
 	features *fs.Features
+	folders  *folderMemory
 
 	mu    sync.Mutex
 	known map[string]lookUp // by name; each serves once
@@ -34,27 +38,56 @@ type lookUp struct {
 	err    error
 }
 
-// lookUpPending asks Google for the objects of the files, many at a time and folders as a whole. It fails if one cannot be had without which
-// rclone would upload a file with zeros for the parts that the cache does not have.
-func lookUpPending(ctx context.Context, remote fs.Fs, pending []pendingFile) (*openingFs, error) {
+// newOpeningFs returns a remote that knows nothing yet.
+func newOpeningFs(remote fs.Fs, folders *folderMemory) *openingFs {
 	features := *remote.Features()
-	if move := features.DirMove; move != nil {
+	if moveFolder := features.DirMove; moveFolder != nil {
 		features.DirMove = func(ctx context.Context, source fs.Fs, from, to string) error {
 			if opening, ok := source.(*openingFs); ok {
 				source = opening.Fs // rclone compares types here
 			}
-			return move(ctx, source, from, to)
+			folders.forget(to)
+			if err := folders.check(ctx, to); err != nil {
+				return err
+			}
+			return moveFolder(ctx, source, from, to)
 		}
 	}
-	opening := &openingFs{Fs: remote, features: &features, known: map[string]lookUp{}}
-	folders := map[string][]pendingFile{}
+	if move := features.Move; move != nil {
+		features.Move = func(ctx context.Context, source fs.Object, to string) (fs.Object, error) {
+			if err := folders.check(ctx, to); err != nil {
+				return nil, err
+			}
+			return move(ctx, source, to)
+		}
+	}
+	if changeNotify := features.ChangeNotify; changeNotify != nil {
+		features.ChangeNotify = func(ctx context.Context, notify func(string, fs.EntryType), interval <-chan time.Duration) {
+			changeNotify(ctx, func(name string, kind fs.EntryType) {
+				folders.note(name, kind)
+				notify(name, kind)
+			}, interval)
+		}
+	}
+	return &openingFs{Fs: remote, features: &features, folders: folders, known: map[string]lookUp{}}
+}
+
+// lookUpPending asks Google for the objects of the files, many at a time and folders as a whole. It fails if one cannot be
+// had without which rclone would upload a file with zeros for the parts that the cache does not have.
+func lookUpPending(ctx context.Context, remote fs.Fs, pending []pendingFile) (*openingFs, error) {
+	folders, err := newFolderMemory(remote)
+	if err != nil {
+		return nil, err
+	}
+	opening := newOpeningFs(remote, folders)
+	byFolder := map[string][]pendingFile{}
 	for _, file := range pending {
 		folder := strings.TrimSuffix(file.name[:len(file.name)-len(path.Base(file.name))], "/")
-		folders[folder] = append(folders[folder], file)
+		byFolder[folder] = append(byFolder[folder], file)
 	}
 	group, ctx := errgroup.WithContext(ctx)
 	group.SetLimit(lookUps)
-	for folder, files := range folders {
+	for folder, files := range byFolder {
 		if len(files) >= worthListing {
 			group.Go(func() error { return opening.list(ctx, folder, files) })
 			continue
@@ -122,4 +155,22 @@ func (f *openingFs) NewObject(ctx context.Context, name string) (fs.Object, erro
 		return found.object, found.err
 	}
 	return f.Fs.NewObject(ctx, name)
+}
+
+// Put implements fs.Fs.
+func (f *openingFs) Put(ctx context.Context, in io.Reader, source fs.ObjectInfo, options ...fs.OpenOption) (fs.Object,
+	error) {
+	if err := f.folders.check(ctx, source.Remote()); err != nil {
+		return nil, err
+	}
+	return f.Fs.Put(ctx, in, source, options...)
+}
+
+// Mkdir implements fs.Fs.
+func (f *openingFs) Mkdir(ctx context.Context, folder string) error {
+	f.folders.forget(folder)
+	if err := f.folders.check(ctx, folder); err != nil {
+		return err
+	}
+	return f.Fs.Mkdir(ctx, folder)
 }
