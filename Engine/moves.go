@@ -221,7 +221,20 @@ func (m *moves) renameFolder(from, to string) error {
 	for _, info := range cache.uploads(to) {
 		m.rebind(info.Name)
 	}
+	m.correct(to)
 	return nil
+}
+
+// correct makes the drive list the folder in which a moved one is if it has that with another path. This comes from a
+// listing that was made before the move and arrived in its midst. The next move would be one of whatever is at that path.
+func (m *moves) correct(folder string) {
+	node, err := m.files.drive.Stat(folder)
+	if err != nil || node.DirEntry() == nil || node.DirEntry().Remote() == folder {
+		return
+	}
+	if root, err := m.files.drive.Root(); err == nil {
+		root.ForgetPath(folder, fs.EntryDirectory)
+	}
 }
 
 // rebind makes the upload of a file tell the file that the drive has at this path now of its success. rclone forgets the
