@@ -3,9 +3,9 @@
 
 #include "App/Auth/GoogleAuth.h"
 #include "App/Engine/DriveEngine.h"
-#include "App/Engine/EngineConfig.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
+#include "App/Support/UserError.h"
 #include "Platform/Platform.h"
 
 #include <QLoggingCategory>
@@ -19,13 +19,19 @@ namespace {
 Q_LOGGING_CATEGORY(log, "quillmount.account")
 
 // The drive belongs to another account than the one that the user signed in to.
-struct OtherAccount : std::exception {
+class OtherAccount final : public UserError {
+public:
     explicit OtherAccount(const QString &connected)
-        : sentence(u"This drive belongs to %1. To use another account, disconnect that one in Settings first."_s.arg(
-              connected)) {}
+        : m_connected(connected) {}
+
+    [[nodiscard]] QString description() const override {
+        return u"This drive belongs to %1. To use another account, disconnect that one in Settings first."_s.arg(
+            m_connected);
+    }
     [[nodiscard]] const char *what() const noexcept override { return "the drive belongs to another account"; }
 
-    QString sentence;
+private:
+    QString m_connected;
 };
 
 // Throws OtherAccount. An account of unknown address counts as the same one.
@@ -70,7 +76,7 @@ void AccountConnection::start() {
     connect(m_auth, &GoogleAuth::codeReceived, this, [this] { setState(State::exchanging); });
     connect(m_auth, &GoogleAuth::browserFailed, this, &AccountConnection::tellThatNoBrowserOpened);
     setState(State::waitingForBrowser);
-    // Whoever was told may have given it up, or started anew.
+    // Whoever was told may have given it up, or started another.
     if (attempt == m_attempt && isRunning())
         m_task.start([this, attempt](std::stop_token stop) { return run(attempt, std::move(stop)); });
 }
@@ -104,20 +110,15 @@ QCoro::Task<> AccountConnection::run(quint64 attempt, std::stop_token stop) {
     QString sentence;
     try {
         co_await signInAndConnect(attempt, std::move(stop));
-    } catch (const AuthError &error) {
-        if (error.which() == AuthError::cancelled) {
+    } catch (const UserError &error) {
+        const auto *authError = dynamic_cast<const AuthError *>(&error);
+        if (authError && authError->which() == AuthError::cancelled) {
             if (self && self->m_attempt == attempt)
                 self->setState(State::idle);
             co_return;
         }
         qCInfo(log, "not connected: %s", error.what());
         sentence = error.description();
-    } catch (const EngineConfig::ConfigError &error) {
-        qCWarning(log, "not connected: %s", error.what());
-        sentence = error.description();
-    } catch (const OtherAccount &error) {
-        qCInfo(log, "not connected: %s", error.what());
-        sentence = error.sentence;
     } catch (const std::exception &error) {
         qCInfo(log, "not connected: %s", error.what());
         sentence = u"Couldn't reach Google. Check your internet connection and try again."_s;

@@ -4,6 +4,7 @@
 #include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
 #include "Platform/Platform.h"
+#include "Platform/PlatformError.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -16,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Runs the application and returns its exit status. `signIn`: when there is no account, the person is asked for one.
+// Runs the application and returns its exit status. `signIn`: when there is no account, the user is asked for one.
 int run(bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
@@ -62,25 +63,21 @@ int main(int argc, char **argv) {
     options.setApplicationDescription(u"Makes a folder of Google Drive appear as a drive."_s);
     options.addHelpOption();
     const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
-    // For development: there is no window yet in which a person could begin it.
+    // For development: there is no window yet in which the user could begin it.
     const QCommandLineOption signIn(u"sign-in"_s, u"Begin the sign-in at once when there is no account."_s);
     options.addOptions({background, signIn});
     options.process(application);
 
     Platform::install(makePlatform());
     int status = 0;
-    SingleInstance &instance = *Platform::current().singleInstance;
-    switch (instance.acquire()) {
-    case SingleInstance::Outcome::acquired:
-        status = run(options.isSet(signIn));
-        break;
-    case SingleInstance::Outcome::heldByOther:
-        std::puts("Quillmount is already running for this home.");
-        break;
-    case SingleInstance::Outcome::failed:
-        std::fprintf(stderr, "Quillmount cannot start: %s.\n", qUtf8Printable(instance.error()));
+    try {
+        if (Platform::current().singleInstance->acquire() == SingleInstance::Outcome::acquired)
+            status = run(options.isSet(signIn));
+        else
+            std::puts("Quillmount is already running for this home.");
+    } catch (const PlatformError &error) {
+        std::fprintf(stderr, "Quillmount cannot start: %s.\n", error.what());
         status = EXIT_FAILURE;
-        break;
     }
     Platform::install(nullptr);
     return status;

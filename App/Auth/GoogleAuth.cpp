@@ -9,12 +9,10 @@
 #include "App/Support/Secrets.h"
 #include "Platform/Platform.h"
 
-#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QLoggingCategory>
 #include <QPointer>
 
-#include <coroutine>
 #include <utility>
 
 namespace quillmount {
@@ -25,7 +23,7 @@ namespace {
 
 Q_LOGGING_CATEGORY(log, "quillmount.auth")
 
-constexpr auto patience = std::chrono::seconds(300); // with the person at Google's page
+constexpr auto browserTimeout = std::chrono::seconds(300);
 
 QString challengeOf(const QString &verifier) {
     const QByteArray hash = QCryptographicHash::hash(verifier.toUtf8(), QCryptographicHash::Sha256);
@@ -38,20 +36,6 @@ bool cameFromBrowser(const CodeResult &result) {
 }
 
 } // namespace
-
-// Whoever waits for the code. It is resumed once, with the result set before.
-struct GoogleAuth::Waiter {
-    std::coroutine_handle<> handle;
-    std::optional<CodeResult> result;
-};
-
-struct GoogleAuth::CodeAwaiter {
-    std::shared_ptr<Waiter> waiter;
-
-    [[nodiscard]] bool await_ready() const { return waiter->result.has_value(); }
-    void await_suspend(std::coroutine_handle<> handle) const { waiter->handle = handle; }
-    [[nodiscard]] CodeResult await_resume() const { return *waiter->result; }
-};
 
 GoogleAuth::GoogleAuth(QObject *parent)
     : QObject(parent) {}
@@ -125,20 +109,18 @@ quint16 GoogleAuth::startListener(const QString &expectedState) {
 }
 
 QCoro::Task<QString> GoogleAuth::waitForCode() {
-    const auto waiter = std::make_shared<Waiter>();
-    if (m_earlyResult) {
-        waiter->result = std::exchange(m_earlyResult, std::nullopt);
-        closeListener(cameFromBrowser(*waiter->result));
+    OneShot<CodeResult> arrival;
+    if (const auto early = std::exchange(m_earlyResult, std::nullopt)) {
+        closeListener(cameFromBrowser(*early));
+        arrival.set(*early);
     } else {
-        m_continuation = waiter;
-        m_timeout = Platform::current().clock->schedule(patience, [self = QPointer(this), attempt = m_attempt] {
+        m_continuation = arrival;
+        m_timeout = Platform::current().clock->schedule(browserTimeout, [self = QPointer(this), attempt = m_attempt] {
             if (self)
                 self->post(attempt, AuthError::timedOut);
         });
     }
-    // Named: GCC 12 destroys an aggregate that is made inside a co_await expression twice.
-    CodeAwaiter awaiter{waiter};
-    CodeResult result = co_await std::move(awaiter);
+    const CodeResult result = co_await arrival;
     // This object may be gone now.
     if (const auto *why = std::get_if<AuthError::Case>(&result))
         throw AuthError(*why);
@@ -157,10 +139,9 @@ void GoogleAuth::post(quint64 attempt, CodeResult result) {
 void GoogleAuth::deliver(quint64 attempt, const CodeResult &result) {
     if (attempt != m_attempt)
         return;
-    if (const auto waiter = std::exchange(m_continuation, nullptr)) {
+    if (auto waiter = std::exchange(m_continuation, std::nullopt)) {
         closeListener(cameFromBrowser(result));
-        waiter->result = result;
-        waiter->handle.resume();
+        waiter->set(result);
         // This object may be gone now.
     } else if (m_listener && !m_earlyResult) {
         m_earlyResult = result;
@@ -171,12 +152,8 @@ void GoogleAuth::endAttempt(AuthError::Case why) {
     m_stop.request_stop();
     m_earlyResult.reset();
     closeListener(false);
-    if (const auto waiter = std::exchange(m_continuation, nullptr)) {
-        waiter->result = why;
-        // Not inside a destructor.
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [waiter] { waiter->handle.resume(); }, Qt::QueuedConnection);
-    }
+    if (auto waiter = std::exchange(m_continuation, std::nullopt))
+        waiter->setLater(why);
 }
 
 void GoogleAuth::closeListener(bool serveConnections) {

@@ -4,12 +4,12 @@
 #include "App/Auth/RedirectRequest.h"
 #include "App/Support/Credentials.h"
 #include "Platform/Clock.h"
+#include "Platform/OneShot.h"
 
 #include <QCoroTask>
 #include <QObject>
 #include <QUrl>
 
-#include <memory>
 #include <optional>
 #include <stop_token>
 
@@ -17,7 +17,7 @@ namespace quillmount {
 
 class RedirectListener;
 
-// Signs a person in to Google: the system's browser asks them, and comes back to a listener on the loopback interface
+// Signs the user in to Google: the system's browser asks them, and comes back to a listener on the loopback interface
 // with a one-time code, which is exchanged for tokens (OAuth 2 with PKCE). An object serves one sign-in at a time; all
 // of it runs on the main thread.
 class GoogleAuth : public QObject {
@@ -68,9 +68,6 @@ Q_SIGNALS:
     void browserFailed();
 
 private:
-    struct Waiter;
-    struct CodeAwaiter;
-
     [[nodiscard]] static QUrl authorizationURL(const QUrl &endpoint, const QString &clientID, const QString &redirect,
                                                const QString &verifier, const QString &state);
     void openBrowser();
@@ -83,7 +80,7 @@ private:
 
     RedirectListener *m_listener = nullptr;
     std::optional<QUrl> m_authURL;
-    std::shared_ptr<Waiter> m_continuation;
+    std::optional<OneShot<CodeResult>> m_continuation;
     std::optional<CodeResult> m_earlyResult;
     Clock::TimerId m_timeout = 0;
     quint64 m_attempt = 0; // which sign-in a result belongs to

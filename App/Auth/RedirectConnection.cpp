@@ -12,10 +12,10 @@ namespace quillmount {
 
 namespace {
 
-constexpr qint64 longestRequest = 16384;
-constexpr qint64 longestRest = 1024 * 1024; // what is read and thrown away after the request
-constexpr auto silence = std::chrono::seconds(10);
-constexpr auto farewell = std::chrono::seconds(2);
+constexpr qint64 maxRequest = 16384;
+constexpr qint64 maxDiscarded = 1024 * 1024; // what is read and thrown away after the request
+constexpr auto requestTimeout = std::chrono::seconds(10);
+constexpr auto answerTimeout = std::chrono::seconds(2);
 
 } // namespace
 
@@ -24,11 +24,11 @@ RedirectConnection::RedirectConnection(QTcpSocket *socket, RedirectResponder res
     , m_socket(socket)
     , m_responder(std::move(responder)) {
     m_socket->setParent(this);
-    m_socket->setReadBufferSize(longestRequest);
+    m_socket->setReadBufferSize(maxRequest);
     connect(m_socket, &QTcpSocket::readyRead, this, &RedirectConnection::receive);
     connect(m_socket, &QTcpSocket::bytesWritten, this, &RedirectConnection::closeWhenWritten);
     connect(m_socket, &QTcpSocket::disconnected, this, &RedirectConnection::end);
-    dropAfter(silence, true);
+    dropAfter(requestTimeout, true);
 }
 
 RedirectConnection::~RedirectConnection() {
@@ -58,9 +58,9 @@ void RedirectConnection::receive() {
 
 void RedirectConnection::answer() {
     m_answered = true;
-    m_socket->write(m_responder(m_socket->read(longestRequest)));
+    m_socket->write(m_responder(m_socket->read(maxRequest)));
     m_socket->flush();
-    dropAfter(farewell, false);
+    dropAfter(answerTimeout, false);
     closeWhenWritten();
     discard();
 }
@@ -73,8 +73,8 @@ void RedirectConnection::closeWhenWritten() {
 }
 
 void RedirectConnection::discard() {
-    m_discarded += m_socket->skip(longestRest);
-    if (m_discarded > longestRest)
+    m_discarded += m_socket->skip(maxDiscarded);
+    if (m_discarded > maxDiscarded)
         drop();
 }
 
@@ -89,7 +89,7 @@ void RedirectConnection::end() {
 void RedirectConnection::dropAfter(std::chrono::milliseconds time, bool onlyIfSilent) {
     Clock &clock = *Platform::current().clock;
     clock.cancel(m_timer);
-    // Not cancelled by the destructor: the clock may be gone before a connection that says goodbye.
+    // Not cancelled by the destructor: the clock may be gone before a connection whose answer is on its way.
     m_timer = clock.schedule(time, [self = QPointer(this), onlyIfSilent] {
         if (self && !(onlyIfSilent && self->m_answered))
             self->drop();

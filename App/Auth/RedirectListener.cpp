@@ -17,10 +17,10 @@ namespace quillmount {
 
 namespace {
 
-constexpr qsizetype mostConnections = 32;
-constexpr qsizetype mostAtOnce = 16; // then other events have their turn
+constexpr qsizetype maxConnections = 32;
+constexpr qsizetype maxAcceptsPerTurn = 16; // then other events have their turn
 constexpr int backlog = 128;
-constexpr auto breath = std::chrono::milliseconds(100);
+constexpr auto acceptPause = std::chrono::milliseconds(100);
 
 } // namespace
 
@@ -56,7 +56,7 @@ void RedirectListener::retire(Connections connections) {
 
 void RedirectListener::accept() {
     QList<int> accepted;
-    while (accepted.size() < mostAtOnce) {
+    while (accepted.size() < maxAcceptsPerTurn) {
         const int descriptor = ::accept4(int(m_incoming->socket()), nullptr, nullptr, SOCK_CLOEXEC);
         if (descriptor >= 0)
             accepted.append(descriptor);
@@ -90,12 +90,12 @@ void RedirectListener::serve(int descriptor) {
 }
 
 void RedirectListener::makeRoom() {
-    while (m_connections.size() >= mostConnections) {
+    while (m_connections.size() >= maxConnections) {
         if (dropOldestSilent())
             continue;
         // Those that are left have been answered, but looking at them may have ended some: the oldest has had the most
         // time to read its answer.
-        if (m_connections.size() >= mostConnections)
+        if (m_connections.size() >= maxConnections)
             m_connections.first()->drop();
     }
 }
@@ -112,11 +112,11 @@ bool RedirectListener::dropOldestSilent() {
     return false;
 }
 
-// The process has no descriptor left, or something like it.
+// Out of file descriptors (EMFILE, ENFILE) or memory.
 void RedirectListener::pause() {
     m_incoming->setEnabled(false);
     (void)dropOldestSilent();
-    Platform::current().clock->schedule(breath, [self = QPointer(this)] {
+    Platform::current().clock->schedule(acceptPause, [self = QPointer(this)] {
         if (self && self->m_incoming)
             self->m_incoming->setEnabled(true);
     });

@@ -41,7 +41,7 @@ GoogleAuth::Result TokenAnswer::result(const QByteArray &body, Clock::Instant no
     const auto refreshToken = text(answer, "refresh_token"_L1);
     if (!accessToken || !refreshToken)
         throw AuthError(AuthError::exchangeFailed);
-    // The person can untick the Drive on Google's page, and still gets tokens.
+    // The user can untick the Drive on Google's page, and still gets tokens.
     const QString granted = text(answer, "scope"_L1).value_or(QString());
     if (!granted.split(u' ').contains(GoogleAuth::driveScope()))
         throw AuthError(AuthError::driveNotGranted);

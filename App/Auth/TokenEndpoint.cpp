@@ -22,10 +22,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto timeLimit = std::chrono::seconds(60);
-constexpr qint64 largestAnswer = 1024 * 1024;
+constexpr auto requestTimeout = std::chrono::seconds(60);
+constexpr qint64 maxAnswer = 1024 * 1024;
 
-// The person's proxy, but none on the way to the machine itself.
+// The user's proxy, but none on the way to the machine itself.
 class ProxyToOthers final : public QNetworkProxyFactory {
 public:
     QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override {
@@ -93,7 +93,7 @@ void collect(QNetworkReply *reply, const std::shared_ptr<Exchange> &exchange) {
         if (exchange->isTooLarge)
             return;
         exchange->body += reply->readAll();
-        if (exchange->body.size() <= largestAnswer)
+        if (exchange->body.size() <= maxAnswer)
             return;
         exchange->isTooLarge = true;
         exchange->body.clear();
@@ -125,7 +125,7 @@ QCoro::Task<TokenEndpoint::Answer> TokenEndpoint::post(QUrl endpoint, Fields fie
     const auto exchange = std::make_shared<Exchange>();
     collect(reply, exchange);
     Clock &clock = *Platform::current().clock;
-    const Clock::TimerId timer = clock.schedule(timeLimit, [exchange, late = QPointer(reply)] {
+    const Clock::TimerId timer = clock.schedule(requestTimeout, [exchange, late = QPointer(reply)] {
         if (!late)
             return;
         exchange->isLate = true;

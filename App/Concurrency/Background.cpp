@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Concurrency/Background.h"
 
+#include "Platform/OneShot.h"
+
 #include <QCoreApplication>
 
-#include <coroutine>
-#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -47,27 +47,17 @@ private:
     QCoreApplication *m_application = nullptr;
 };
 
-struct BackgroundRun {
-    std::function<int()> work;
-    std::shared_ptr<int> result = std::make_shared<int>(-1);
-
-    [[nodiscard]] bool await_ready() const { return false; }
-    void await_suspend(std::coroutine_handle<> waiter) const {
-        MainThread::instance().follow(QCoreApplication::instance());
-        std::thread([work = work, result = result, waiter] {
-            *result = work();
-            MainThread::instance().post([waiter] { waiter.resume(); });
-        }).detach();
-    }
-    [[nodiscard]] int await_resume() const { return *result; }
-};
-
 } // namespace
 
 QCoro::Task<int> inBackground(std::function<int()> work) {
-    // Named: GCC 12 destroys the members of a temporary awaiter twice.
-    const BackgroundRun run{std::move(work)};
-    co_return co_await run;
+    OneShot<int> done;
+    MainThread::instance().follow(QCoreApplication::instance());
+    std::thread([work = std::move(work), done] {
+        const int result = work();
+        MainThread::instance().post([done, result]() mutable { done.set(result); });
+    }).detach();
+    const int result = co_await done;
+    co_return result;
 }
 
 } // namespace quillmount

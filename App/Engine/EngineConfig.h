@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QCoroTask>
-#include <QString>
+#include "App/Support/UserError.h"
 
-#include <exception>
+#include <QCoroTask>
+
 #include <optional>
 
 namespace quillmount {
@@ -13,7 +13,7 @@ namespace quillmount {
 // refreshes the token, so what was read earlier is never written back.
 namespace EngineConfig {
 
-class ConfigError : public std::exception {
+class ConfigError : public UserError {
 public:
     enum Case {
         writeFailed, // the file could not be written; the former one, if any, is untouched
@@ -22,8 +22,7 @@ public:
     explicit ConfigError(Case which)
         : m_case(which) {}
     [[nodiscard]] Case which() const { return m_case; }
-    // The sentence for the person.
-    [[nodiscard]] QString description() const;
+    [[nodiscard]] QString description() const override;
     [[nodiscard]] const char *what() const noexcept override { return "the engine configuration was not written"; }
 
 private:

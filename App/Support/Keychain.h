@@ -7,7 +7,7 @@
 
 namespace quillmount {
 
-// Short texts among the person's passwords, by name ("installID", "installToken"). May be called from any thread. There
+// Short texts among the user's passwords, by name ("installID", "installToken"). May be called from any thread. There
 // are no errors: what cannot be read is not there, and what cannot be written leaves no item.
 namespace Keychain {
 

@@ -2,6 +2,7 @@
 #include "App/Support/LoginItem.h"
 
 #include "Platform/Platform.h"
+#include "Platform/PlatformError.h"
 
 #include <QLoggingCategory>
 
@@ -12,8 +13,11 @@ Q_LOGGING_CATEGORY(log, "quillmount.loginitem")
 }
 
 void LoginItem::set(bool on) {
-    if (const auto error = Platform::current().loginItems->setEnabled(on))
-        qCWarning(log, "Login item change failed: %ls", qUtf16Printable(*error));
+    try {
+        Platform::current().loginItems->setEnabled(on);
+    } catch (const PlatformError &error) {
+        qCWarning(log, "Login item change failed: %s", error.what());
+    }
 }
 
 } // namespace quillmount

@@ -13,7 +13,7 @@ namespace Preferences {
 namespace Key {
 // Integer, gigabytes of 10^9 bytes; 20 when absent.
 inline constexpr QStringView cacheSizeGB = u"cacheSizeGB";
-// Boolean; the person declined to set the drive up as a location of the file manager.
+// Boolean; the user declined to set the drive up as a location of the file manager.
 inline constexpr QStringView volumeSetupDeclined = u"volumeSetupDeclined";
 // String; the address of the account connected.
 inline constexpr QStringView accountEmail = u"accountEmail";

@@ -18,7 +18,7 @@ public:
     [[nodiscard]] virtual bool resolvesLocally() const = 0;
     // Blocks until the mount point is ready, at most for `seconds`.
     virtual bool waitUntilReady(double seconds) = 0;
-    // Asks the person and carries the set-up out. Resolves true when it was completed.
+    // Asks the user and carries the set-up out. Resolves true when it was completed.
     virtual QCoro::Task<bool> run() = 0;
 };
 

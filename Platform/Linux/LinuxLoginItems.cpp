@@ -3,6 +3,7 @@
 
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/PrivateFolder.h"
+#include "Platform/PlatformError.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -108,22 +109,21 @@ QByteArray LinuxLoginItems::entry() const {
     return lines.join(u'\n').toUtf8();
 }
 
-std::optional<QString> LinuxLoginItems::setEnabled(bool on) {
+void LinuxLoginItems::setEnabled(bool on) {
     if (!on) {
         QFile file(m_file);
         // A link to nowhere is removed too.
         const QFileInfo info(m_file);
-        if ((!info.exists() && !info.isSymLink()) || file.remove())
-            return std::nullopt;
-        return file.errorString();
+        if ((info.exists() || info.isSymLink()) && !file.remove())
+            throw PlatformError(file.errorString());
+        return;
     }
     if (!makePrivateFolder(m_folder))
-        return systemError();
+        throw PlatformError(systemError());
     QSaveFile file(m_file);
     const QByteArray text = entry();
-    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
-        return std::nullopt;
-    return file.errorString();
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+        throw PlatformError(file.errorString());
 }
 
 bool LinuxLoginItems::isEnabled() const {

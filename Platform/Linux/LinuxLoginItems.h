@@ -3,6 +3,8 @@
 
 #include "Platform/LoginItems.h"
 
+#include <QString>
+
 namespace quillmount {
 
 // An XDG autostart entry of the user.
@@ -11,8 +13,8 @@ public:
     // `configuration` is the XDG config home; `executable` the absolute path of what is started, in the background.
     LinuxLoginItems(const QString &configuration, const QString &executable);
 
-    std::optional<QString> setEnabled(bool on) override;
-    // False also when the person switched the entry off in the desktop's own settings, or when what it would start is
+    void setEnabled(bool on) override;
+    // False also when the user switched the entry off in the desktop's own settings, or when what it would start is
     // gone.
     [[nodiscard]] bool isEnabled() const override;
 

@@ -3,6 +3,7 @@
 
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/PrivateFolder.h"
+#include "Platform/PlatformError.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -25,9 +26,8 @@ LinuxSingleInstance::~LinuxSingleInstance() {
         ::close(m_lock);
 }
 
-SingleInstance::Outcome LinuxSingleInstance::fail(const char *what) {
-    m_error = u"%1 cannot be %2: %3"_s.arg(m_file, QLatin1StringView(what), systemError());
-    return Outcome::failed;
+void LinuxSingleInstance::fail(const char *what) const {
+    throw PlatformError(u"%1 cannot be %2: %3"_s.arg(m_file, QLatin1StringView(what), systemError()));
 }
 
 SingleInstance::Outcome LinuxSingleInstance::acquire() {
@@ -37,7 +37,7 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
                          ? ::open(QFile::encodeName(m_file).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)
                          : -1;
     if (lock < 0)
-        return fail("opened");
+        fail("opened");
     const auto close = qScopeGuard([this, lock] {
         if (m_lock < 0)
             ::close(lock);
@@ -46,12 +46,14 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
     do
         taken = ::flock(lock, LOCK_EX | LOCK_NB);
     while (taken != 0 && errno == EINTR);
+    if (taken != 0 && errno == EWOULDBLOCK)
+        return Outcome::heldByOther;
     if (taken != 0)
-        return errno == EWOULDBLOCK ? Outcome::heldByOther : fail("locked");
+        fail("locked");
     const QByteArray pid = QByteArray::number(::getpid()) + '\n';
     // Where not even a number finds room, nothing can be kept about the drive.
     if (::pwrite(lock, pid.constData(), size_t(pid.size()), 0) != pid.size() || ::ftruncate(lock, pid.size()) != 0)
-        return fail("written");
+        fail("written");
     m_lock = lock;
     return Outcome::acquired;
 }

@@ -15,15 +15,13 @@ public:
     ~LinuxSingleInstance() override;
     Q_DISABLE_COPY_MOVE(LinuxSingleInstance)
 
-    // Fails when the lock file cannot be made or written: two instances on one cache would do worse than none.
+    // Throws when the lock file cannot be made or written: two instances on one cache would do worse than none.
     [[nodiscard]] Outcome acquire() override;
-    [[nodiscard]] QString error() const override { return m_error; }
 
 private:
-    [[nodiscard]] Outcome fail(const char *what);
+    [[noreturn]] void fail(const char *what) const;
 
     QString m_file;
-    QString m_error;
     int m_lock = -1;
 };
 

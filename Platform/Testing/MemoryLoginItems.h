@@ -2,16 +2,19 @@
 #pragma once
 
 #include "Platform/LoginItems.h"
+#include "Platform/PlatformError.h"
+
+#include <optional>
 
 namespace quillmount {
 
 // A switch that can be made to refuse.
 class MemoryLoginItems final : public LoginItems {
 public:
-    std::optional<QString> setEnabled(bool on) override {
-        if (!m_failure)
-            m_enabled = on;
-        return m_failure;
+    void setEnabled(bool on) override {
+        if (m_failure)
+            throw PlatformError(*m_failure);
+        m_enabled = on;
     }
     [[nodiscard]] bool isEnabled() const override { return m_enabled; }
 

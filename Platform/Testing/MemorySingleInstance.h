@@ -9,7 +9,6 @@ namespace quillmount {
 class MemorySingleInstance final : public SingleInstance {
 public:
     [[nodiscard]] Outcome acquire() override { return Outcome::acquired; }
-    [[nodiscard]] QString error() const override { return {}; }
 };
 
 } // namespace quillmount

@@ -33,9 +33,6 @@ private Q_SLOTS:
     void cancelledByADestructorResumesLater();
     void cancelledCallsAreNotMade();
     void repeatingTimerMayEndItself();
-    void manualClockFiresInOrder();
-    void manualClockHandlesQueuedEventsBetweenCalls();
-    void manualClockStopsAtTheCondition();
 };
 
 void ClockTest::sleeps_data() {
@@ -122,57 +119,6 @@ void ClockTest::repeatingTimerMayEndItself() {
     QCOMPARE(calls, 3);
     QVERIFY(stateOutlivedTheTimer);
     QCOMPARE(clock.pending(), 0);
-}
-
-void ClockTest::manualClockFiresInOrder() {
-    ManualClock clock;
-    const auto begin = clock.uptime();
-    const auto wall = clock.now();
-    QStringList log;
-    const auto note = [&](const QString &name) {
-        return [&, name] { log.append(name + u'@' + QString::number((clock.uptime() - begin).count())); };
-    };
-    clock.schedule(30ms, note(u"c"_s));
-    clock.schedule(10ms, [&] {
-        note(u"a"_s)();
-        clock.schedule(10ms, note(u"b"_s));
-        clock.schedule(200ms, note(u"late"_s));
-    });
-    clock.schedule(30ms, note(u"d"_s));
-    QCOMPARE(clock.nextDue(), std::optional(Clock::Duration(10ms)));
-    clock.advance(100ms);
-    QCOMPARE(log, QStringList({u"a@10"_s, u"b@20"_s, u"c@30"_s, u"d@30"_s}));
-    QCOMPARE(clock.uptime() - begin, Clock::Duration(100ms));
-    QCOMPARE(clock.now() - wall, Clock::Duration(100ms));
-    QCOMPARE(clock.nextDue(), std::optional(Clock::Duration(110ms)));
-}
-
-void ClockTest::manualClockHandlesQueuedEventsBetweenCalls() {
-    ManualClock clock;
-    QStringList log;
-    const auto post = [&](const QString &name) {
-        QMetaObject::invokeMethod(
-            qApp, [&log, name] { log.append(name); }, Qt::QueuedConnection);
-    };
-    post(u"before"_s);
-    clock.schedule(1ms, [&] {
-        log.append(u"first"_s);
-        post(u"queued by first"_s);
-    });
-    clock.schedule(1ms, [&] { log.append(u"second"_s); });
-    clock.advance(1ms);
-    QCOMPARE(log, QStringList({u"before"_s, u"first"_s, u"queued by first"_s, u"second"_s}));
-}
-
-void ClockTest::manualClockStopsAtTheCondition() {
-    ManualClock clock;
-    const auto begin = clock.uptime();
-    int polls = 0;
-    const RepeatingTimer poll(clock, 2s, [&] { ++polls; });
-    QVERIFY(clock.advanceUntil([&] { return polls == 4; }, 1min));
-    QCOMPARE(clock.uptime() - begin, Clock::Duration(8s));
-    QVERIFY(!clock.advanceUntil([&] { return polls == 100; }, 7s));
-    QCOMPARE(clock.uptime() - begin, Clock::Duration(15s));
 }
 
 QTEST_GUILESS_MAIN(ClockTest)

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "App/Support/VolumeSetup.h"
+#include "Platform/OneShot.h"
 
-#include <coroutine>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -21,10 +22,12 @@ public:
     }
     QCoro::Task<bool> run() override {
         ++m_runs;
-        co_await Answer{this};
-        if (m_fails)
+        m_run = OneShot<End>();
+        OneShot<End> run = *m_run;
+        const End end = co_await run;
+        if (end == End::failed)
             throw std::runtime_error("the set-up broke");
-        co_return m_completed;
+        co_return end == End::completed;
     }
 
     void setAvailable(bool available) { m_available = available; }
@@ -34,38 +37,29 @@ public:
     }
 
     // Ends the run that waits: completed, declined, or with an error.
-    void complete() { end(true, false); }
-    void decline() { end(false, false); }
-    void fail() { end(false, true); }
+    void complete() { end(End::completed); }
+    void decline() { end(End::declined); }
+    void fail() { end(End::failed); }
 
     [[nodiscard]] int runs() const { return m_runs; }
-    [[nodiscard]] bool isRunning() const { return bool(m_waiter); }
+    [[nodiscard]] bool isRunning() const { return m_run.has_value(); }
     // What `waitUntilReady` was last called with; 0 when it was not.
     [[nodiscard]] double readyTimeout() const { return m_readyTimeout; }
 
 private:
-    struct Answer {
-        ScriptedVolumeSetup *setup;
-        [[nodiscard]] bool await_ready() const { return false; }
-        void await_suspend(std::coroutine_handle<> waiter) const { setup->m_waiter = waiter; }
-        void await_resume() const {}
-    };
+    enum class End { completed, declined, failed };
 
-    void end(bool completed, bool fails) {
-        m_completed = completed;
-        m_fails = fails;
-        if (const auto waiter = std::exchange(m_waiter, {}))
-            waiter.resume();
+    void end(End how) {
+        if (auto run = std::exchange(m_run, std::nullopt))
+            run->set(how);
     }
 
     bool m_available = false;
     bool m_installed = false;
     bool m_resolves = false;
-    bool m_completed = false;
-    bool m_fails = false;
     double m_readyTimeout = 0;
     int m_runs = 0;
-    std::coroutine_handle<> m_waiter;
+    std::optional<OneShot<End>> m_run;
 };
 
 } // namespace quillmount
