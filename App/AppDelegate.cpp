@@ -55,6 +55,9 @@ void AppDelegate::watchTheEnd() {
         if (reply == TerminateReply::cancel)
             session.cancel();
         session.release();
+        // Somebody else may still cancel the log-out; without its drive the application would be left over.
+        if (reply == TerminateReply::now)
+            Q_EMIT terminated(0);
     });
 }
 

@@ -38,7 +38,8 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 Q_SIGNALS:
-    // The application has shut its drive down on a signal and is to end with this status.
+    // The drive has been shut down, on a signal or at the end of the desktop session: the application is to end with
+    // this status.
     void terminated(int status);
 
 private:

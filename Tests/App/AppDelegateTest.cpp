@@ -7,6 +7,8 @@
 #include "Platform/Testing/MemoryTerminationSignals.h"
 #include "Tests/App/Engine/DriveWorld.h"
 
+#include <QGuiApplication>
+#include <QSessionManager>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -23,9 +25,8 @@ private Q_SLOTS:
     void firstStartIsQuiet();
     void quit_data();
     void quit();
-    void quitThatCannotAsk();
+    void endOfTheSession();
     void endOfTheEventLoop();
-    void signalsEndTheDrive_data();
     void signalsEndTheDrive();
     void tellsOfFilesSetAside();
     void tellsThatThePlaceIsTaken();
@@ -95,14 +96,19 @@ void AppDelegateTest::quit() {
         delegate.engine().shutdownNow();
 }
 
-void AppDelegateTest::quitThatCannotAsk() {
+void AppDelegateTest::endOfTheSession() {
     DriveWorld world;
     world.engine.setQueuedUploads(1);
     AppDelegate delegate(world.setup);
+    const QSignalSpy terminated(&delegate, &AppDelegate::terminated);
     QVERIFY(goLive(world, delegate));
     QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == 1; }));
-    QCOMPARE(delegate.applicationShouldTerminate([] { return false; }), AppDelegate::TerminateReply::now);
+    // The toolkit's own, as on a desktop that allows no question at its end.
+    auto *session = qGuiApp->findChild<QSessionManager *>();
+    QVERIFY(session && !session->allowsInteraction());
+    Q_EMIT qGuiApp->commitDataRequest(*session);
     QVERIFY(!delegate.engine().isMounted());
+    QCOMPARE(terminated.size(), 1);
     QVERIFY(world.platform.alerts().questions().isEmpty());
 }
 
@@ -114,21 +120,13 @@ void AppDelegateTest::endOfTheEventLoop() {
     QVERIFY(!delegate.engine().isMounted());
 }
 
-void AppDelegateTest::signalsEndTheDrive_data() {
-    QTest::addColumn<int>("signal");
-    QTest::newRow("terminate") << SIGTERM;
-    QTest::newRow("interrupt") << SIGINT;
-    QTest::newRow("hang up") << SIGHUP;
-}
-
 void AppDelegateTest::signalsEndTheDrive() {
-    QFETCH(const int, signal);
     DriveWorld world;
     world.engine.setQueuedUploads(5);
     AppDelegate delegate(world.setup);
     const QSignalSpy terminated(&delegate, &AppDelegate::terminated);
     QVERIFY(goLive(world, delegate));
-    world.platform.terminationSignals().deliver(signal);
+    world.platform.terminationSignals().deliver(SIGTERM);
     // Nobody is asked, and the end is told only once the drive is gone.
     QCOMPARE(terminated.size(), 1);
     QCOMPARE(terminated.first().first().toInt(), 0);
@@ -164,5 +162,5 @@ void AppDelegateTest::tellsThatThePlaceIsTaken() {
     QVERIFY(world.platform.alerts().notices().first().text.contains(Paths::homeMountPoint() + u','));
 }
 
-QTEST_GUILESS_MAIN(AppDelegateTest)
+QTEST_MAIN(AppDelegateTest)
 #include "AppDelegateTest.moc"
