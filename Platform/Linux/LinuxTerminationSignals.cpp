@@ -31,8 +31,6 @@ extern "C" void writeSignal(int signal) {
 LinuxTerminationSignals::~LinuxTerminationSignals() {
     if (!m_notifier)
         return;
-    for (size_t i = 0; i < signalNumbers.size(); ++i)
-        ::sigaction(signalNumbers[i], &m_former[i], nullptr);
     m_notifier.reset();
     writeEnd = -1;
     for (const int end : m_pipe)
@@ -52,14 +50,15 @@ void LinuxTerminationSignals::install() {
 
     sigset_t set;
     sigemptyset(&set);
-    for (size_t i = 0; i < signalNumbers.size(); ++i) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
         struct sigaction action = {};
+        struct sigaction former = {};
         action.sa_handler = writeSignal;
         action.sa_flags = SA_RESTART;
-        ::sigaction(signalNumbers[i], &action, &m_former[i]);
-        sigaddset(&set, signalNumbers[i]);
-        if (signalNumbers[i] == SIGHUP)
-            m_hangUpIgnored = m_former[i].sa_handler == SIG_IGN;
+        ::sigaction(number, &action, &former);
+        sigaddset(&set, number);
+        if (number == SIGHUP)
+            m_hangUpIgnored = former.sa_handler == SIG_IGN;
     }
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }

@@ -13,7 +13,8 @@ namespace quillmount {
 
 // Handlers that write the signal's number into a pipe, which the main thread reads. Handlers and not ignored or blocked
 // signals, because a program that is started inherits the latter two and would then not end when it is told to.
-// At most one may be installed in a process; its end gives the signals back.
+// At most one may be installed at a time. After its end the signals do nothing: the application is then about to end by
+// itself, and a second request must not change its exit status.
 class LinuxTerminationSignals final : public TerminationSignals {
     Q_OBJECT
 
@@ -28,9 +29,6 @@ public:
 private:
     void readPipe();
 
-    static constexpr std::array signalNumbers = {SIGTERM, SIGINT, SIGHUP};
-
-    std::array<struct sigaction, signalNumbers.size()> m_former = {};
     std::array<int, 2> m_pipe = {-1, -1};
     std::unique_ptr<QSocketNotifier> m_notifier;
     bool m_hangUpIgnored = false;

@@ -20,7 +20,7 @@ class LinuxTerminationSignalsTest : public QObject {
 private Q_SLOTS:
     void reportsSignals_data();
     void reportsSignals();
-    void givesTheSignalsBack();
+    void survivesSignalsOutsideTheEventLoop();
 };
 
 namespace {
@@ -83,9 +83,7 @@ void LinuxTerminationSignalsTest::reportsSignals() {
     QCOMPARE(application.exitStatus(), QProcess::NormalExit);
 }
 
-void LinuxTerminationSignalsTest::givesTheSignalsBack() {
-    struct sigaction before = {};
-    ::sigaction(SIGTERM, nullptr, &before);
+void LinuxTerminationSignalsTest::survivesSignalsOutsideTheEventLoop() {
     for (int round = 0; round < 2; ++round) {
         LinuxTerminationSignals signalsOfTheSystem;
         signalsOfTheSystem.install();
@@ -97,9 +95,8 @@ void LinuxTerminationSignalsTest::givesTheSignalsBack() {
         QVERIFY2(received.isEmpty(), "reported in signal context");
         QTRY_COMPARE(received, QList<int>{SIGTERM});
     }
-    struct sigaction after = {};
-    ::sigaction(SIGTERM, nullptr, &after);
-    QVERIFY(after.sa_handler == before.sa_handler);
+    // A second request, when the application has shut down on the first, does not change how it ends.
+    ::raise(SIGTERM);
 }
 
 namespace {
