@@ -18,7 +18,7 @@ from contestants import LocalGoogle, Processes, Quillmount
 
 FILES = 1000
 PERIOD = 2.5  # seconds between two rounds of what the user does
-MANNERS = {"latency": 100, "insertLatency": 200, "callsPerSecond": 200, "insertsPerSecond": 3, "patience": 5}
+MANNERS = {"latency": 100, "insertLatency": 200, "callsPerSecond": 200, "insertsPerSecond": 3, "burst": 5}
 
 
 class Control:

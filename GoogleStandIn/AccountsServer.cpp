@@ -86,7 +86,7 @@ void AccountsServer::dispatch(Call &call) {
 void AccountsServer::ask(Call &call) {
     call.kind = u"auth.page"_s;
     const auto request = AuthorizationRequest::read(Parameters::parse(call.request.query), m_grants);
-    if (const Answerer answerer = m_answerer; answerer != Answerer::person) {
+    if (const Answerer answerer = m_answerer; answerer != Answerer::user) {
         sendOn(call, request, answerer);
         return;
     }

@@ -9,13 +9,13 @@
 
 namespace quillmount::standin {
 
-// Google's accounts without TLS, so that any browser gets there: the page on which a person agrees, and the token
+// Google's accounts without TLS, so that any browser gets there: the page on which the user agrees, and the token
 // endpoint. In the list of requests, and to faults, its host is "accounts.google.com".
 class AccountsServer {
 public:
     // Who answers the question on the page.
     enum class Answerer {
-        person,
+        user,
         agree,  // The page answers itself: the browser is sent on with everything agreed to.
         refuse, // … with a refusal.
         untick, // … with everything but the Drive.
@@ -33,7 +33,6 @@ public:
     // Whose browser it is from now on: the e-mail address of the account.
     void setAccount(const QString &account);
     void setNetwork(Listener::Mode mode) { m_listener.setMode(mode); }
-    void cutConnections() { m_listener.cutConnections(); }
     // "agree", "refuse" or "untick"; nothing for another word.
     static std::optional<Answerer> answererNamed(const QString &name);
 
@@ -52,7 +51,7 @@ private:
     RequestService m_service;
     std::mutex m_mutex;
     QString m_account = QLatin1StringView(accountEmail);
-    std::atomic<Answerer> m_answerer = Answerer::person;
+    std::atomic<Answerer> m_answerer = Answerer::user;
     Listener m_listener; // Last: its threads use everything above.
 };
 

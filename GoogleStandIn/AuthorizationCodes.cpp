@@ -12,12 +12,12 @@ using namespace Qt::StringLiterals;
 namespace quillmount::standin {
 
 namespace {
-constexpr qsizetype mostQuestions = 100; // pages that were opened and never answered
+constexpr qsizetype maxQuestions = 100; // pages that were opened and never answered
 }
 
 QString AuthorizationCodes::ask(const AuthorizationRequest &request) {
     const std::lock_guard lock(m_mutex);
-    if (m_questions.size() == mostQuestions)
+    if (m_questions.size() == maxQuestions)
         m_questions.removeFirst();
     m_questions.append({randomToken({}), request});
     return m_questions.last().first;

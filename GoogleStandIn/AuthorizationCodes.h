@@ -5,7 +5,7 @@
 
 namespace quillmount::standin {
 
-// What people are being asked, and the codes for what they have agreed to. Nothing of it outlives the program, and a
+// What users are being asked, and the codes for what they have agreed to. Nothing of it outlives the program, and a
 // code not even its minute. Thread-safe.
 class AuthorizationCodes {
 public:
@@ -19,7 +19,7 @@ public:
         bool refreshable = false;
     };
 
-    // Notes a request that a person is shown; the ticket that their answer comes with.
+    // Notes a request that the user is shown; the ticket that their answer comes with.
     QString ask(const AuthorizationRequest &request);
     // The request of a ticket, which is used up; nothing for one that was never given out.
     std::optional<AuthorizationRequest> answer(const QString &ticket);

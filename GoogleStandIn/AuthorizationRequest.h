@@ -10,7 +10,7 @@
 
 namespace quillmount::standin {
 
-// What an application asks a person for, as it came with the browser.
+// What an application asks the user for, as it came with the browser.
 struct AuthorizationRequest {
     static constexpr auto driveScope = "https://www.googleapis.com/auth/drive.file";
     static constexpr auto emailScope = "https://www.googleapis.com/auth/userinfo.email";
@@ -21,9 +21,9 @@ struct AuthorizationRequest {
     QString challenge;  // Of PKCE, method S256.
     QString state;
     bool offline = false; // A refresh token is asked for …
-    bool consent = false; // … and the person is asked even when they have agreed before.
+    bool consent = false; // … and the user is asked even when they have agreed before.
 
-    // Reads the parameters of the page. Throws OAuthError for what Google shows the person instead of its page: it
+    // Reads the parameters of the page. Throws OAuthError for what Google shows the user instead of its page: it
     // sends nobody to an address that it does not trust.
     static AuthorizationRequest read(const Parameters &parameters, const Grants &grants);
 

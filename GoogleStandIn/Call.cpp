@@ -18,9 +18,7 @@ QByteArray Call::readMetadata() const {
 
 void Call::sendJson(int status, const QJsonObject &object, const HttpHeaders &more) const {
     const HttpHeaders headers = HttpHeaders{{"Content-Type", "application/json; charset=UTF-8"}} + more;
-    QJsonObject sent = object;
-    sent.remove(withoutMember);
-    connection.send(status, headers, QJsonDocument(sent).toJson(QJsonDocument::Compact));
+    connection.send(status, headers, QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 void Call::sendSelected(const QJsonObject &object, Resource resource, const QString &usual, int status) const {

@@ -16,8 +16,7 @@ struct Call {
     const HttpRequest &request;
     Parameters parameters;
     Viewer viewer;
-    QString withoutMember = {}; // Left out of the answer, because a fault says so.
-    QString kind;               // What it turned out to be, for the list of requests: "files.list", "upload.chunk" …
+    QString kind; // What it turned out to be, for the list of requests: "files.list", "upload.chunk" …
 
     // The body, when it describes a file in JSON; throws ApiError for another type and for more than 1 MiB.
     QByteArray readMetadata() const;

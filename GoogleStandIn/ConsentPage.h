@@ -5,7 +5,7 @@
 
 namespace quillmount::standin {
 
-// The pages that a person sees in their browser: whole documents, without scripts and without anything from elsewhere.
+// The pages that the user sees in their browser: whole documents, without scripts and without anything from elsewhere.
 namespace ConsentPage {
 
 // Asks for the permissions of the request. The answer is posted to `decisionPath` with "ticket", "decision" ("agree"

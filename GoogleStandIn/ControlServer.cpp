@@ -79,11 +79,6 @@ QJsonValue ControlServer::dispatch(const HttpRequest &request, const QJsonObject
         return files(request, body);
     if (call == "POST /network")
         return network(body);
-    if (call == "POST /connections/cut") {
-        m_proxy.cutConnections();
-        m_accounts.cutConnections();
-        return QJsonObject();
-    }
     if (call == "POST /settings")
         return settings(body);
     if (call == "POST /manners") {
@@ -162,7 +157,7 @@ QJsonValue ControlServer::settings(const QJsonObject &body) {
         const auto answerer = AccountsServer::answererNamed(name);
         if (!answerer && !name.isEmpty())
             throw ApiError::invalidParameter(u"automatic"_s, name);
-        m_accounts.setAnswerer(answerer.value_or(AccountsServer::Answerer::person));
+        m_accounts.setAnswerer(answerer.value_or(AccountsServer::Answerer::user));
     }
     if (body.contains("account"_L1))
         m_accounts.setAccount(body.value("account"_L1).toString());

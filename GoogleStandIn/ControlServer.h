@@ -11,13 +11,13 @@ namespace quillmount::standin {
 // The tests' way in: a plain HTTP port on the loopback interface, every request with the bearer token of this start.
 //
 // - GET/POST /faults, DELETE /faults[/ID]: see Fault::fromJson for what a fault can be.
-// - POST /network {"state": "up" | "refused" | "silent" | "noSuchHost"}; POST /connections/cut
+// - POST /network {"state": "up" | "refused" | "silent" | "noSuchHost"}
 // - POST /manners: how long calls take and how many are welcome, see Manners::set; {} ends that
 // - GET/POST /quota {"limit": bytes, 0 for none}
 // - POST /grants {"clientId","clientSecret"[,"scope","lifetime"]} gives token JSON; POST /grants/revoke and
 //   /grants/expire {"clientId": "" for all}
 // - POST /settings {"tokenLifetime" and "codeLifetime" (seconds),"account","rootVisible",
-//   "automatic": "agree" | "refuse" | "untick" | "" (a person answers the page)}
+//   "automatic": "agree" | "refuse" | "untick" | "" (the user answers the page)}
 // - GET /requests[?from=N], DELETE /requests, GET /statistics
 // - POST /files {"action": "write" | "folder" | "trash" | "remove" | "rename", "path", "content" (base64), "to",
 //   "app"}: another writer's change of a file of the drive; GET /files?path=P

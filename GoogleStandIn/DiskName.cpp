@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 namespace quillmount::standin {
 
 namespace {
-constexpr qsizetype longestName = 255;
+constexpr qsizetype maxName = 255;
 
 QString shortened(QString stem, qsizetype bytes) {
     while (stem.toUtf8().size() > bytes)
@@ -27,7 +27,7 @@ QString freeNameFor(const QString &name, const std::function<bool(const QString 
     const QString stem = extended ? plain.left(dot) : plain;
     for (int number = 1;; ++number) {
         const QString tail = (number > 1 ? u" (%1)"_s.arg(number) : QString()) + extension;
-        QString candidate = shortened(stem, longestName - tail.toUtf8().size()) + tail;
+        QString candidate = shortened(stem, maxName - tail.toUtf8().size()) + tail;
         if (!taken(candidate))
             return candidate;
     }

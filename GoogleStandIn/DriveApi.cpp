@@ -208,8 +208,8 @@ void DriveApi::about(Call &call) const {
                                                          QJsonArray{"application/pdf"_L1, "text/plain"_L1}}}},
                        {"importFormats"_L1, QJsonObject{{"text/plain"_L1, documents}}},
                        {"user"_L1, QJsonObject{{"kind"_L1, "drive#user"_L1},
-                                               {"displayName"_L1, "Local Person"_L1},
-                                               {"emailAddress"_L1, "person@example.com"_L1},
+                                               {"displayName"_L1, "Local User"_L1},
+                                               {"emailAddress"_L1, "user@example.com"_L1},
                                                {"me"_L1, true}}}},
                       Resource::about, {});
 }

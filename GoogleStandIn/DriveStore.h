@@ -99,7 +99,7 @@ public:
 
     // A new path below the staging folder, relative to the state folder.
     QString newStagingPath();
-    QString absolute(const QString &relative) const { return m_folder.directory() + u'/' + relative; }
+    QString absolute(const QString &relative) const { return m_folder.path() + u'/' + relative; }
     Access access() { return {std::unique_lock(m_mutex), m_tree}; }
     // The lock must be held.
     static FileView view(const DriveTree &tree, const DriveTree::Node &node);

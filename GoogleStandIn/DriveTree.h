@@ -55,7 +55,7 @@ public:
 
     // Where it lies, relative to the state folder.
     QString pathOf(const Node &node) const;
-    QString absolute(const QString &relative) const { return m_folder.directory() + u'/' + relative; }
+    QString absolute(const QString &relative) const { return m_folder.path() + u'/' + relative; }
     // A name that is free in the folder (or, with `inTrash`, in the trash) for an entry of that name.
     QString freeDiskName(const Node &parent, bool inTrash, const QString &name) const;
     Node *findByInode(quint64 inode) const { return m_byInode.value(inode); }

@@ -13,9 +13,8 @@ using namespace Qt::StringLiterals;
 namespace quillmount::standin {
 
 Fault Fault::fromJson(const QJsonObject &json) {
-    static const QSet<QString> known{u"kind"_s,       u"method"_s, u"host"_s,           u"path"_s,   u"query"_s,
-                                     u"skip"_s,       u"count"_s,  u"status"_s,         u"reason"_s, u"message"_s,
-                                     u"afterBytes"_s, u"of"_s,     u"bytesPerSecond"_s, u"text"_s,   u"member"_s};
+    static const QSet<QString> known{u"kind"_s,  u"method"_s, u"host"_s,   u"path"_s,    u"query"_s,      u"skip"_s,
+                                     u"count"_s, u"status"_s, u"reason"_s, u"message"_s, u"afterBytes"_s, u"of"_s};
     for (auto it = json.begin(); it != json.end(); ++it) {
         if (!known.contains(it.key()))
             throw ApiError::badRequest(u"Unknown member '%1'"_s.arg(it.key()));
@@ -35,13 +34,6 @@ Fault Fault::fromJson(const QJsonObject &json) {
         fault.message = json.value("message"_L1).toString(fault.reason);
         if (fault.status < 400 || fault.status > 599)
             throw ApiError::badRequest(u"'answer' needs a status from 400 to 599"_s);
-    } else if (kind == "text"_L1) {
-        fault.status = json.value("status"_L1).toInt(200);
-        fault.text = text("text"_L1);
-    } else if (kind == "omit"_L1) {
-        fault.member = text("member"_L1);
-        if (fault.member.isEmpty())
-            throw ApiError::badRequest(u"'omit' needs a member"_s);
     } else if (kind == "stall"_L1 || kind == "drop"_L1) {
         fault.interference.end = kind == "stall"_L1 ? Interference::End::stall : Interference::End::drop;
         const QString of = json.value("of"_L1).toString(u"request"_s);
@@ -49,12 +41,8 @@ Fault Fault::fromJson(const QJsonObject &json) {
         (of == "response"_L1 ? fault.interference.responseBytes : fault.interference.requestBytes) = bytes;
         if ((of != "response"_L1 && of != "request"_L1) || bytes < 0)
             throw ApiError::badRequest(u"'of' is \"request\" or \"response\""_s);
-    } else if (kind == "slow"_L1) {
-        fault.interference.bytesPerSecond = json.value("bytesPerSecond"_L1).toInteger(0);
-        if (fault.interference.bytesPerSecond <= 0)
-            throw ApiError::badRequest(u"'slow' needs bytesPerSecond"_s);
     } else {
-        throw ApiError::badRequest(u"'kind' is \"answer\", \"text\", \"omit\", \"stall\", \"drop\" or \"slow\""_s);
+        throw ApiError::badRequest(u"'kind' is \"answer\", \"stall\" or \"drop\""_s);
     }
     return fault;
 }

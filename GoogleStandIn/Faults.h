@@ -26,8 +26,6 @@ struct Fault {
     int status = 0; // Answered instead of the call; 0: the call goes on, with the interference below.
     QString reason;
     QString message;
-    std::optional<QString> text; // The whole body instead of Google's form of an error.
-    QString member;              // Left out of the (JSON) answer of the call.
     Interference interference;
 
     // Throws ApiError (400) for a form that makes no sense.

@@ -103,7 +103,7 @@ void FolderSync::watch(const QString &path) {
     QDirIterator folders(m_store.absolute(path), QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks,
                          QDirIterator::Subdirectories);
     while (folders.hasNext())
-        add(folders.next().mid(m_folder.directory().size() + 1));
+        add(folders.next().mid(m_folder.path().size() + 1));
 }
 
 void FolderSync::forgetWatches(const QString &path) {
@@ -147,7 +147,7 @@ void FolderSync::markBelow(const QString &path) {
     QDirIterator all(m_store.absolute(path), QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                      QDirIterator::Subdirectories);
     while (all.hasNext())
-        m_dirty[all.next().mid(m_folder.directory().size() + 1)] = now;
+        m_dirty[all.next().mid(m_folder.path().size() + 1)] = now;
 }
 
 void FolderSync::markAll() {

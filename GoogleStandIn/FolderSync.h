@@ -11,7 +11,7 @@
 
 namespace quillmount::standin {
 
-// Takes what a person does by hand in the folder into the drive, where it becomes a change like any other: new,
+// Takes what the user does by hand in the folder into the drive, where it becomes a change like any other: new,
 // changed, renamed, moved and deleted files and folders. A file is taken when nobody has it open for writing any more.
 //
 // A file that is deleted by hand goes to the drive's trash without its content: a client then learns in which folder

@@ -4,9 +4,7 @@
 #include "GoogleStandIn/ApiError.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -200,7 +198,6 @@ qint64 HttpConnection::readBody(char *data, qint64 size) {
     const qint64 got = readRaw(data, size);
     m_left -= got;
     m_bodyRead += got;
-    pace(got);
     return got;
 }
 
@@ -222,11 +219,6 @@ void HttpConnection::drainBody() {
     }
 }
 
-void HttpConnection::pace(qint64 bytes) const {
-    if (m_interference.bytesPerSecond > 0)
-        std::this_thread::sleep_for(std::chrono::microseconds(bytes * 1'000'000 / m_interference.bytesPerSecond));
-}
-
 void HttpConnection::start(int status, const HttpHeaders &headers, qint64 length) {
     if (m_interference.responseBytes == 0)
         throw Interrupted();
@@ -245,10 +237,8 @@ void HttpConnection::start(int status, const HttpHeaders &headers, qint64 length
 void HttpConnection::writeBody(const char *data, qint64 size) {
     if (m_headOnly)
         return;
-    const bool paced = m_interference.bytesPerSecond > 0;
     while (size > 0) {
-        // Small steps while slowed down, so that the peer sees a thin stream and not one late lump.
-        qint64 step = paced ? std::min<qint64>(size, std::max<qint64>(1, m_interference.bytesPerSecond / 20)) : size;
+        qint64 step = size;
         if (m_interference.responseBytes >= 0) {
             step = std::min(step, m_interference.responseBytes - m_bodySent);
             if (step <= 0)
@@ -258,7 +248,6 @@ void HttpConnection::writeBody(const char *data, qint64 size) {
         data += step;
         size -= step;
         m_bodySent += step;
-        pace(step);
     }
 }
 

@@ -30,9 +30,8 @@ struct HttpRequest {
 struct Interference {
     enum class End { none, stall, drop };
     End end = End::none;
-    qint64 requestBytes = -1;   // Body bytes that are still read before the end; -1: all.
-    qint64 responseBytes = -1;  // Body bytes that are still sent before the end (0: not even the head); -1: all.
-    qint64 bytesPerSecond = -1; // Either direction; -1: as fast as possible.
+    qint64 requestBytes = -1;  // Body bytes that are still read before the end; -1: all.
+    qint64 responseBytes = -1; // Body bytes that are still sent before the end (0: not even the head); -1: all.
 };
 
 // Thrown out of a handler when a fault cuts its request or its answer.
@@ -66,7 +65,6 @@ public:
     int statusSent() const { return m_statusSent; }
     qint64 bodyBytesSent() const { return m_bodySent; }
     bool keepAlive() const { return m_keepAlive; }
-    void closeAfterwards() { m_keepAlive = false; }
 
     // Called with the status just before an answer's head goes out; forgotten with the request.
     void setAnswerObserver(std::function<void(int status)> observer) { m_observer = std::move(observer); }
@@ -83,7 +81,6 @@ private:
     void chooseFraming(const HttpRequest &request);
     qint64 readRaw(char *data, qint64 size);
     bool nextChunk();
-    void pace(qint64 bytes) const;
 
     Transport &m_transport;
     QByteArray m_buffer;

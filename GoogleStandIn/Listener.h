@@ -34,7 +34,6 @@ public:
     void setMode(Mode mode);
     // Cuts every connection, without a word to the peers.
     void cutConnections();
-    bool stopping() const { return m_stopping; }
 
 private:
     struct Connection {

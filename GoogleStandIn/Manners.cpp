@@ -35,14 +35,14 @@ bool Manners::Bucket::take() {
 
 void Manners::set(const QJsonObject &json) {
     static const QSet<QString> known{u"latency"_s, u"insertLatency"_s, u"callsPerSecond"_s, u"insertsPerSecond"_s,
-                                     u"patience"_s};
+                                     u"burst"_s};
     for (auto it = json.begin(); it != json.end(); ++it) {
         if (!known.contains(it.key()) || it->toDouble(-1) < 0)
             throw ApiError::badRequest(u"Not a manner: '%1'"_s.arg(it.key()));
     }
     const auto bucket = [&json](QLatin1StringView name) {
         const double rate = json.value(name).toDouble();
-        const double size = std::max(1.0, rate * json.value("patience"_L1).toDouble(1));
+        const double size = std::max(1.0, rate * json.value("burst"_L1).toDouble(1));
         return Bucket{.rate = rate, .size = size, .tokens = size, .filled = std::chrono::steady_clock::now()};
     };
     const std::lock_guard lock(m_mutex);

@@ -15,7 +15,7 @@ class Manners {
 public:
     // Members, each absent or 0 for none: "latency" and "insertLatency" (milliseconds, the latter in addition, for
     // calls that bring content or make a file), "callsPerSecond", "insertsPerSecond". Each rate may be exceeded by as
-    // many calls as it allows in "patience" (seconds, 1 if absent) before calls are refused. Throws ApiError (400).
+    // many calls as it allows in "burst" (seconds, 1 if absent) before calls are refused. Throws ApiError (400).
     void set(const QJsonObject &json);
     // Takes its time for a call; throws ApiError (403) if there are too many.
     void receive(const HttpRequest &request);

@@ -30,7 +30,6 @@ public:
 
     quint16 port() const { return m_listener.port(); }
     void setNetwork(Network network);
-    void cutConnections() { m_listener.cutConnections(); }
     DriveApi &drive() { return m_drive; }
     Manners &manners() { return m_manners; }
 

@@ -9,11 +9,6 @@ using namespace Qt::StringLiterals;
 
 namespace quillmount::standin {
 
-namespace {
-// Thrown when a fault has answered in the call's place.
-struct Answered {};
-} // namespace
-
 void RequestService::sendError(HttpConnection &connection, const ApiError &error) {
     HttpHeaders headers{{"Content-Type", "application/json; charset=UTF-8"}};
     if (error.status() == 401) {
@@ -24,14 +19,8 @@ void RequestService::sendError(HttpConnection &connection, const ApiError &error
 }
 
 void RequestService::begin(Call &call, const Fault &fault) {
-    if (fault.text) {
-        call.connection.drainBody();
-        call.connection.send(fault.status, {{"Content-Type", "text/html; charset=UTF-8"}}, fault.text->toUtf8());
-        throw Answered();
-    }
     if (fault.status != 0)
         throw ApiError(fault.status, fault.reason, fault.message);
-    call.withoutMember = fault.member;
     call.connection.setInterference(fault.interference);
     if (fault.interference.requestBytes == 0)
         throw Interrupted();
@@ -66,7 +55,6 @@ void RequestService::serve(HttpConnection &connection, const HttpRequest &reques
             } else {
                 sendError(connection, error);
             }
-        } catch (const Answered &) {
         }
         outcome = u"answered"_s;
     } catch (const Interrupted &) {

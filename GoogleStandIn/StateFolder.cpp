@@ -23,22 +23,22 @@ bool writeAtomically(const QString &path, const QByteArray &content) {
     return file.write(content) == content.size() && file.commit();
 }
 
-StateFolder::StateFolder(const QString &directory) {
-    if (!QDir().mkpath(directory))
-        throw StartError(u"The folder %1 cannot be made."_s.arg(directory));
-    m_directory = QFileInfo(directory).canonicalFilePath();
+StateFolder::StateFolder(const QString &path) {
+    if (!QDir().mkpath(path))
+        throw StartError(u"The folder %1 cannot be made."_s.arg(path));
+    m_path = QFileInfo(path).canonicalFilePath();
     const QString lock = state() + u"/lock"_s;
     if (!QDir().mkpath(state()) || ::chmod(QFile::encodeName(state()).constData(), 0700) != 0)
-        throw StartError(u"The folder %1 cannot be written."_s.arg(m_directory));
+        throw StartError(u"The folder %1 cannot be written."_s.arg(m_path));
     m_lock = ::open(QFile::encodeName(lock).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (m_lock < 0)
         throw StartError(u"The lock file %1 cannot be made."_s.arg(lock));
     if (::flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
         ::close(m_lock);
-        throw StartError(u"Another instance already serves the folder %1."_s.arg(m_directory));
+        throw StartError(u"Another instance already serves the folder %1."_s.arg(m_path));
     }
     if (!QDir().mkpath(files()) || !QDir().mkpath(trash()) || !QDir().mkpath(staging()))
-        throw StartError(u"The folders below %1 cannot be made."_s.arg(m_directory));
+        throw StartError(u"The folders below %1 cannot be made."_s.arg(m_path));
 }
 
 StateFolder::~StateFolder() {

@@ -8,7 +8,7 @@
 
 namespace quillmount::standin {
 
-// A start that cannot go on; what() is the sentence for the person.
+// A start that cannot go on; what() is the sentence for the user.
 class StartError : public std::runtime_error {
 public:
     explicit StartError(const QString &sentence)
@@ -22,22 +22,22 @@ bool writeAtomically(const QString &path, const QByteArray &content);
 class StateFolder {
 public:
     // Makes the folders that are missing. Throws StartError when that fails or another instance holds the folder.
-    explicit StateFolder(const QString &directory);
+    explicit StateFolder(const QString &path);
     ~StateFolder();
     StateFolder(const StateFolder &) = delete;
     StateFolder &operator=(const StateFolder &) = delete;
 
-    const QString &directory() const { return m_directory; }
-    // The person's files, as ordinary files and folders.
-    QString files() const { return m_directory + QStringLiteral("/My Drive"); }
-    QString trash() const { return m_directory + QStringLiteral("/Trash"); }
+    const QString &path() const { return m_path; }
+    // The user's files, as ordinary files and folders.
+    QString files() const { return m_path + QStringLiteral("/My Drive"); }
+    QString trash() const { return m_path + QStringLiteral("/Trash"); }
     // Journal, grants and keys; private to the user.
-    QString state() const { return m_directory + QStringLiteral("/.state"); }
+    QString state() const { return m_path + QStringLiteral("/.state"); }
     // Content on its way in or out; on the same file system, so that a rename is all that is left to do.
     QString staging() const { return state() + QStringLiteral("/staging"); }
 
 private:
-    QString m_directory;
+    QString m_path;
     int m_lock = -1;
 };
 

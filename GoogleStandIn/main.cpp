@@ -20,7 +20,7 @@ struct Options {
     QString clientId;
     bool hasGrant = false;
     QString clientSecret = {};
-    AccountsServer::Answerer answerer = AccountsServer::Answerer::person;
+    AccountsServer::Answerer answerer = AccountsServer::Answerer::user;
     qint64 quotaLimit = -1;
 };
 
@@ -42,7 +42,7 @@ Options readOptions(const QCoreApplication &application) {
     const QCommandLineOption secret(u"client-secret-file"_s, u"File with that client's secret."_s, u"FILE"_s);
     const QCommandLineOption client(u"client"_s, u"Client that is known, and has to ask for a grant."_s, u"CLIENT"_s);
     const QCommandLineOption automatic(
-        u"automatic"_s, u"Answer the page for the person: \"agree\", \"refuse\" or \"untick\"."_s, u"ANSWER"_s);
+        u"automatic"_s, u"Answer the page for the user: \"agree\", \"refuse\" or \"untick\"."_s, u"ANSWER"_s);
     const QCommandLineOption quota(u"quota"_s, u"Bytes of storage, 0 for no limit (at first: 15 GB)."_s, u"BYTES"_s);
     parser.addOptions({directory, ready, grant, client, secret, automatic, quota});
     parser.process(application);

@@ -49,11 +49,11 @@ void AnotherAccountTest::getsNothingOfTheFormer() {
     QFile configuration(home.engineConfiguration());
     QVERIFY(configuration.open(QIODevice::ReadOnly));
     const QByteArray former = configuration.readAll();
-    home.google.control("POST", u"/settings"_s, {{"account"_L1, "second.person@example.com"_L1}});
+    home.google.control("POST", u"/settings"_s, {{"account"_L1, "second.user@example.com"_L1}});
     QVERIFY(signIn());
     QCOMPARE(account.state(), State::failed);
-    QVERIFY(account.errorText().contains(u"belongs to person@example.com"_s));
-    QCOMPARE(Preferences::accountEmail(), std::optional(u"person@example.com"_s));
+    QVERIFY(account.errorText().contains(u"belongs to user@example.com"_s));
+    QCOMPARE(Preferences::accountEmail(), std::optional(u"user@example.com"_s));
     configuration.seek(0);
     QCOMPARE(configuration.readAll(), former);
     QCOMPARE(drive.engine().state(), DriveState(DriveState::live));

@@ -18,10 +18,6 @@ namespace {
 constexpr int answerLimitMs = 20'000;
 }
 
-QString encoded(const QString &text) {
-    return QString::fromLatin1(QUrl::toPercentEncoding(text));
-}
-
 QString GoogleClient::Answer::reason() const {
     return json.value("error"_L1)["errors"_L1][0]["reason"_L1].toString();
 }
@@ -36,8 +32,8 @@ GoogleClient::GoogleClient(const LocalGoogle &google)
     QSslConfiguration::setDefaultConfiguration(configuration);
 }
 
-QNetworkReply *GoogleClient::start(const QByteArray &method, const QString &path, const QByteArray &body,
-                                   const Headers &headers) {
+GoogleClient::Answer GoogleClient::send(const QByteArray &method, const QString &path, const QByteArray &body,
+                                        const Headers &headers) {
     const QString address = path.startsWith(u'/') ? u"https://www.googleapis.com"_s + path : path;
     QNetworkRequest request{QUrl(address)};
     request.setRawHeader("Authorization", "Bearer " + m_token);
@@ -45,7 +41,7 @@ QNetworkReply *GoogleClient::start(const QByteArray &method, const QString &path
         request.setRawHeader(name, value);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     const bool isDirect = QUrl(address).host() == "127.0.0.1"_L1;
-    return (isDirect ? m_direct : m_network).sendCustomRequest(request, method, body);
+    return finish((isDirect ? m_direct : m_network).sendCustomRequest(request, method, body));
 }
 
 GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {
@@ -56,7 +52,6 @@ GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {
         loop.exec();
     Answer answer;
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    answer.error = reply->error();
     answer.body = reply->readAll();
     answer.json = QJsonDocument::fromJson(answer.body).object();
     const auto pairs = reply->rawHeaderPairs();
@@ -66,30 +61,8 @@ GoogleClient::Answer GoogleClient::finish(QNetworkReply *reply) {
     return answer;
 }
 
-GoogleClient::Answer GoogleClient::send(const QByteArray &method, const QString &path, const QByteArray &body,
-                                        const Headers &headers) {
-    return finish(start(method, path, body, headers));
-}
-
 GoogleClient::Answer GoogleClient::json(const QByteArray &method, const QString &path, const QJsonObject &body) {
     return send(method, path, QJsonDocument(body).toJson(), {{"Content-Type", "application/json"}});
-}
-
-GoogleClient::Answer GoogleClient::upload(const QJsonObject &metadata, const QByteArray &content,
-                                          const QString &fileId) {
-    const QByteArray body = "--frontier\r\nContent-Type: application/json\r\n\r\n" + QJsonDocument(metadata).toJson() +
-                            "\r\n--frontier\r\nContent-Type: text/plain\r\n\r\n" + content + "\r\n--frontier--\r\n";
-    const QString path =
-        u"/upload/drive/v3/files%1?uploadType=multipart&fields=*"_s.arg(fileId.isEmpty() ? QString() : u'/' + fileId);
-    return send(fileId.isEmpty() ? "POST" : "PATCH", path, body,
-                {{"Content-Type", "multipart/related; boundary=frontier"}});
-}
-
-QString GoogleClient::startUpload(const QJsonObject &metadata, qint64 size) {
-    const Answer answer =
-        send("POST", u"/upload/drive/v3/files?uploadType=resumable&fields=*"_s, QJsonDocument(metadata).toJson(),
-             {{"Content-Type", "application/json"}, {"X-Upload-Content-Length", QByteArray::number(size)}});
-    return QString::fromLatin1(answer.headers.value("location"));
 }
 
 } // namespace quillmount

@@ -14,7 +14,6 @@ class GoogleClient {
 public:
     struct Answer {
         int status = 0; // 0: no answer came.
-        QNetworkReply::NetworkError error = QNetworkReply::NoError;
         QByteArray body;
         QJsonObject json;
         QMap<QByteArray, QByteArray> headers;
@@ -31,14 +30,7 @@ public:
     // `path` starts with "/", or is a whole address. The bearer token is added unless a header "Authorization" is
     // given. An address of this machine is asked without the proxy; redirects are not followed.
     Answer send(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
-    // Starts a request and leaves it to the caller.
-    QNetworkReply *start(const QByteArray &method, const QString &path, const QByteArray &body, const Headers &headers);
     static Answer finish(QNetworkReply *reply);
-
-    // A multipart upload: to `fileId`, or of a new file when that is empty.
-    Answer upload(const QJsonObject &metadata, const QByteArray &content, const QString &fileId = {});
-    // Starts a resumable upload; the address of its session.
-    QString startUpload(const QJsonObject &metadata, qint64 size);
 
     void setToken(const QString &token) { m_token = token.toLatin1(); }
     QByteArray token() const { return m_token; }
@@ -48,8 +40,5 @@ private:
     QNetworkAccessManager m_direct; // To the local Google itself.
     QByteArray m_token;
 };
-
-// A percent-encoded query parameter.
-QString encoded(const QString &text);
 
 } // namespace quillmount

@@ -40,7 +40,6 @@ LocalGoogle::LocalGoogle() {
 
 LocalGoogle::~LocalGoogle() {
     if (m_process.state() != QProcess::NotRunning) {
-        ::kill(pid_t(m_process.processId()), SIGCONT);
         m_process.terminate();
         if (!m_process.waitForFinished(endLimitMs)) {
             m_process.kill();
@@ -75,14 +74,6 @@ int LocalGoogle::stop() {
 void LocalGoogle::kill() {
     m_process.kill();
     m_process.waitForFinished(endLimitMs);
-}
-
-void LocalGoogle::suspend() {
-    ::kill(pid_t(m_process.processId()), SIGSTOP);
-}
-
-void LocalGoogle::resume() {
-    ::kill(pid_t(m_process.processId()), SIGCONT);
 }
 
 QProcessEnvironment LocalGoogle::environment(const QProcessEnvironment &base) const {
@@ -142,10 +133,6 @@ void LocalGoogle::clearFaults() {
 
 void LocalGoogle::setNetwork(const QString &state) {
     control("POST", u"/network"_s, {{"state"_L1, state}});
-}
-
-void LocalGoogle::cutConnections() {
-    control("POST", u"/connections/cut"_s);
 }
 
 void LocalGoogle::revokeGrant() {

@@ -34,9 +34,6 @@ public:
     int stop();
     // SIGKILL.
     void kill();
-    // SIGSTOP and SIGCONT.
-    void suspend();
-    void resume();
 
     // The environment in which an engine reaches it: `base` without other proxies.
     QProcessEnvironment environment(const QProcessEnvironment &base = QProcessEnvironment::systemEnvironment()) const;
@@ -48,7 +45,7 @@ public:
     // Where accounts are asked, without TLS and not by the proxy: "http://127.0.0.1:port". The page is at
     // "/o/oauth2/v2/auth", the token endpoint at "/token".
     QString accounts() const { return m_ready.value(QLatin1StringView("accounts")).toString(); }
-    // Who answers the page: "agree", "refuse" or "untick" is its own answer, nothing waits for a person's.
+    // Who answers the page: "agree", "refuse" or "untick" is its own answer, nothing waits for a user's.
     void answerThePage(const QString &answer);
 
     QString controlAddress() const { return m_ready.value(QLatin1StringView("control")).toString(); }
@@ -60,7 +57,7 @@ public:
     // The engine's configuration file for that grant, with a remote "drive".
     QByteArray engineConfiguration() const;
 
-    // The person's files as ordinary files: Google's "My Drive".
+    // The user's files as ordinary files: Google's "My Drive".
     QString filesRoot() const { return m_ready.value(QLatin1StringView("files")).toString(); }
     // Where the file lies that Google has at `path` (relative to My Drive).
     QString pathOf(const QString &path) const { return filesRoot() + u'/' + path; }
@@ -69,11 +66,8 @@ public:
     // Switches a fault on; its number. Members:
     // - which requests: "method", "host", "path" (a prefix), "query" (a part of it), "skip", "count" (default: all);
     // - {"kind":"answer","status":403,"reason":"storageQuotaExceeded"[,"message"]} instead of the call;
-    // - {"kind":"text","text":"…"[,"status"]}: that body instead of the call, by default with 200;
-    // - {"kind":"omit","member":"refresh_token"}: the answer of the call without that member;
     // - {"kind":"stall"} or {"kind":"drop"} with "of":"request" or "response" and "afterBytes" (body bytes; of the
-    //   response 0: the call is done, but nothing is answered);
-    // - {"kind":"slow","bytesPerSecond":n}.
+    //   response 0: the call is done, but nothing is answered).
     int fault(const QJsonObject &fault);
     // Takes one fault (or all) back; requests that it holds are cut.
     void clearFault(int number);
@@ -81,8 +75,6 @@ public:
     // "up", "refused" (connections are refused), "silent" (nothing ever comes), "noSuchHost" (as without a name
     // server).
     void setNetwork(const QString &state);
-    // Cuts all connections that exist.
-    void cutConnections();
     // Takes the grant back: refreshing gives invalid_grant and every call 401.
     void revokeGrant();
     // Ends the access tokens; refreshing goes on working.
