@@ -15,7 +15,7 @@ public:
     // and what closing the alert means). Blocks.
     [[nodiscard]] virtual int ask(const QString &message, const QString &informative, const QStringList &buttons) = 0;
 
-    // Tells the person something without waiting for an answer. Plain text.
+    // Tells the user something without waiting for an answer. Plain text.
     virtual void notify(const QString &title, const QString &text) = 0;
 };
 

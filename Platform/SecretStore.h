@@ -8,9 +8,9 @@
 
 namespace quillmount {
 
-// Small secrets in the place where the system keeps a person's passwords. An item is named by a service and an account;
+// Small secrets in the place where the system keeps the user's passwords. An item is named by a service and an account;
 // these two are lookup keys that others may read, the data is not. Every call may be made from any thread, answers
-// within a few seconds whatever state the system is in, and never shows the person a dialog: what would need one
+// within a few seconds whatever state the system is in, and never shows the user a dialog: what would need one
 // counts as not there.
 class SecretStore {
 public:
@@ -23,7 +23,7 @@ public:
     // Removes every item of this name. False when one may be left; that none was there is no failure.
     virtual bool remove(const QString &service, const QString &account) = 0;
 
-    // Keeps `data` under this name, to be readable from the time the person logs in. An item of the same name gives way
+    // Keeps `data` under this name, to be readable from the time the user logs in. An item of the same name gives way
     // where the system's store can tell. False when nothing was kept.
     virtual bool add(const QString &service, const QString &account, const QByteArray &data) = 0;
 };

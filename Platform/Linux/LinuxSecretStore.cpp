@@ -30,8 +30,8 @@ struct LinuxSecretStore::Calls {
     QDeadlineTimer pause;
 };
 
-LinuxSecretStore::LinuxSecretStore(std::chrono::milliseconds patience, std::chrono::milliseconds pause)
-    : m_patience(patience)
+LinuxSecretStore::LinuxSecretStore(std::chrono::milliseconds timeout, std::chrono::milliseconds pause)
+    : m_timeout(timeout)
     , m_pause(pause)
     , m_calls(std::make_shared<Calls>()) {}
 
@@ -72,11 +72,11 @@ auto LinuxSecretStore::bounded(Call call) -> decltype(call(std::declval<SecretSe
         ended();
         return {};
     }
-    if (answer.wait_for(m_patience) == std::future_status::ready)
+    if (answer.wait_for(m_timeout) == std::future_status::ready)
         return answer.get();
     cancellation->cancel();
     qCWarning(platformLog, "the secret service did not answer in %lld ms; it is left alone for %lld ms",
-              static_cast<long long>(m_patience.count()), static_cast<long long>(m_pause.count()));
+              static_cast<long long>(m_timeout.count()), static_cast<long long>(m_pause.count()));
     const std::lock_guard guard(m_calls->mutex);
     m_calls->pause.setRemainingTime(m_pause);
     return {};

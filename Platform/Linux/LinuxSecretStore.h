@@ -15,9 +15,9 @@ class SecretServiceClient;
 // bus nothing is called at all, since the attempt would start one.
 class LinuxSecretStore final : public SecretStore {
 public:
-    // `patience`: the longest that one call keeps its caller. `pause`: how long the service is left alone after it
+    // `timeout`: how long one call may keep its caller. `pause`: how long the service is left alone after it
     // exceeded that; every call is answered at once then, as if the service were missing.
-    explicit LinuxSecretStore(std::chrono::milliseconds patience = std::chrono::seconds(2),
+    explicit LinuxSecretStore(std::chrono::milliseconds timeout = std::chrono::seconds(2),
                               std::chrono::milliseconds pause = std::chrono::seconds(60));
     // Waits a moment for calls that were given up, so that none of them outlives the program's end.
     ~LinuxSecretStore() override;
@@ -35,7 +35,7 @@ private:
     template <typename Call>
     auto bounded(Call call) -> decltype(call(std::declval<SecretServiceClient &>()));
 
-    std::chrono::milliseconds m_patience;
+    std::chrono::milliseconds m_timeout;
     std::chrono::milliseconds m_pause;
     std::shared_ptr<Calls> m_calls;
 };

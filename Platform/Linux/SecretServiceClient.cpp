@@ -64,7 +64,7 @@ Attributes attributes(const QString &service, const QString &account) {
 
 // A service may answer any change with a prompt that is still to be shown. Nobody has asked for a dialog here, so the
 // answer to every prompt is that it cannot be.
-constexpr auto promptRefused = "the service wants to ask the person";
+constexpr auto promptRefused = "the service wants to ask the user";
 
 GVariant *refusePrompt(SecretService *, SecretPrompt *, GCancellable *, const GVariantType *, GError **error) {
     g_set_error_literal(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED, promptRefused);

@@ -31,7 +31,7 @@ private:
 };
 
 // One conversation with the Secret Service, on the thread that makes it, with a connection to the session bus that ends
-// with it: the service forgets the session then, and a service or bus that was started anew is met afresh the next
+// with it: the service forgets the session then, and a service or bus that was started again is met afresh the next
 // time. Calls block until they are answered or cancelled. Nothing is unlocked, and no dialog is asked for.
 class SecretServiceClient {
 public:

@@ -24,7 +24,7 @@ public:
     // Lets time pass from one due call to the next until `condition` holds. False when `limit` passed without it.
     [[nodiscard]] bool advanceUntil(const std::function<bool()> &condition, Duration limit);
 
-    // Sets the wall clock alone, as a person or a time server does.
+    // Sets the wall clock alone, as the user or a time server does.
     void setNow(Instant now) { m_now = now; }
 
     // How many calls are scheduled.

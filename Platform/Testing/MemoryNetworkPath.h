@@ -21,8 +21,6 @@ public:
             Q_EMIT updated(satisfied);
     }
 
-    [[nodiscard]] bool isStarted() const { return m_started; }
-
 private:
     bool m_satisfied = true;
     bool m_started = false;

@@ -15,23 +15,18 @@ public:
         return found == m_values.cend() ? std::nullopt : std::optional(*found);
     }
     bool set(const QString &key, const Value &value) override {
-        if (m_writable)
-            m_values.insert(key, value);
-        return m_writable;
+        m_values.insert(key, value);
+        return true;
     }
     bool remove(const QString &key) override {
-        if (m_writable)
-            m_values.remove(key);
-        return m_writable;
+        m_values.remove(key);
+        return true;
     }
 
-    // Makes every change fail, as on a full disk.
-    void setWritable(bool writable) { m_writable = writable; }
     [[nodiscard]] QStringList keys() const { return m_values.keys(); }
 
 private:
     QMap<QString, Value> m_values;
-    bool m_writable = true;
 };
 
 } // namespace quillmount

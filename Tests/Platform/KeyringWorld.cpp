@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int patience = 10'000; // milliseconds
+constexpr int timeoutMs = 10'000;
 
 // As the service takes a secret: session, parameters, value and content type.
 struct WireSecret {
@@ -67,7 +67,7 @@ void end(QProcess &process) {
     if (process.state() == QProcess::NotRunning)
         return;
     process.kill();
-    process.waitForFinished(patience);
+    process.waitForFinished(timeoutMs);
 }
 
 } // namespace
@@ -97,7 +97,7 @@ bool KeyringWorld::startBus() {
           {u"--config-file="_s + configuration.fileName(), u"--nofork"_s, u"--print-address=1"_s});
     // It says its address when it can be connected to.
     while (!m_bus.canReadLine())
-        if (!m_bus.waitForReadyRead(patience))
+        if (!m_bus.waitForReadyRead(timeoutMs))
             return false;
     const QString address = QString::fromUtf8(m_bus.readAllStandardOutput()).trimmed();
     qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
@@ -137,7 +137,7 @@ bool KeyringWorld::startKeyring(const QStringList &options) {
             m_session = session[1].value<QDBusObjectPath>();
             return options.isEmpty() || collection[0].value<QDBusObjectPath>().path() == collectionPath;
         },
-        patience);
+        timeoutMs);
 }
 
 void KeyringWorld::killBus() {
@@ -163,7 +163,7 @@ QVariantList KeyringWorld::call(const QString &path, const QString &interface, c
                                 const QVariantList &arguments) const {
     auto message = QDBusMessage::createMethodCall(u"org.freedesktop.secrets"_s, path, interface, method);
     message.setArguments(arguments);
-    const QDBusMessage reply = m_client.call(message, QDBus::Block, patience);
+    const QDBusMessage reply = m_client.call(message, QDBus::Block, timeoutMs);
     return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments() : QVariantList();
 }
 

@@ -26,7 +26,6 @@ private Q_SLOTS:
     void keepsText_data();
     void keepsText();
     void keepsOneItem();
-    void takesDamagedDataAsMissing();
     void leavesALockedCollectionAlone();
     void doesNotMakeACollection();
     void servesManyThreads();
@@ -34,13 +33,12 @@ private Q_SLOTS:
     void survivesTheEndOfTheService();
     void leavesAStoppedServiceAlone();
     void keepsItsCallerTwoSeconds();
-    void findsTheBusInTheRuntimeFolder();
     void survivesABadBus_data();
     void survivesABadBus();
 
 private:
     // Replaces the store by one with these limits.
-    static void useStore(std::chrono::milliseconds patience, std::chrono::milliseconds pause);
+    static void useStore(std::chrono::milliseconds timeout, std::chrono::milliseconds pause);
 
     std::unique_ptr<ScopedPlatform> m_platform;
     std::unique_ptr<KeyringWorld> m_world;
@@ -82,15 +80,13 @@ void SecretServiceTest::cleanup() {
     m_world.reset();
 }
 
-void SecretServiceTest::useStore(std::chrono::milliseconds patience, std::chrono::milliseconds pause) {
-    Platform::current().secretStore = std::make_unique<LinuxSecretStore>(patience, pause);
+void SecretServiceTest::useStore(std::chrono::milliseconds timeout, std::chrono::milliseconds pause) {
+    Platform::current().secretStore = std::make_unique<LinuxSecretStore>(timeout, pause);
 }
 
 void SecretServiceTest::keepsText_data() {
     QTest::addColumn<QString>("text");
-    QTest::newRow("identifier") << u"0F6E2E0A-33B2-4F0D-9E2B-6C3B4E9F0A11"_s;
     QTest::newRow("empty") << u""_s;
-    QTest::newRow("non-ASCII") << u"Schlüssel — ключ 鍵 🗝"_s;
     QTest::newRow("NUL inside") << QString(u"a\0b"_s);
     QTest::newRow("long") << QString(100'000, u'x');
 }
@@ -135,14 +131,6 @@ void SecretServiceTest::keepsOneItem() {
     QCOMPARE(m_world->items(withSchema(names)).size(), 0);
     for (const auto &other : {otherAccount, otherService, otherSchema})
         QCOMPARE(m_world->items(other).size(), 1);
-}
-
-void SecretServiceTest::takesDamagedDataAsMissing() {
-    QVERIFY(m_world->addItem(withSchema(names), "key \xF0\x9F\x97"));
-    QCOMPARE(Keychain::get(token), std::nullopt);
-    Keychain::set(u"new"_s, token);
-    QCOMPARE(Keychain::get(token), std::optional(u"new"_s));
-    QCOMPARE(m_world->items(names).size(), 1);
 }
 
 void SecretServiceTest::leavesALockedCollectionAlone() {
@@ -253,12 +241,6 @@ void SecretServiceTest::keepsItsCallerTwoSeconds() {
     QVERIFY(timeOf([] { Platform::current().secretStore = std::make_unique<LinuxSecretStore>(5s, 0s); }) < 500ms);
     m_world->signalKeyring(SIGCONT);
     QVERIFY(Keychain::get(token) != std::optional(u"lost"_s));
-}
-
-void SecretServiceTest::findsTheBusInTheRuntimeFolder() {
-    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-    Keychain::set(u"kept"_s, token);
-    QCOMPARE(Keychain::get(token), std::optional(u"kept"_s));
 }
 
 void SecretServiceTest::survivesABadBus_data() {

@@ -183,16 +183,16 @@ void AccountConnectionTest::cancel() {
 }
 
 void AccountConnectionTest::connectingIsNotGivenUp_data() {
-    QTest::addColumn<bool>("anew");
+    QTest::addColumn<bool>("restarts");
     QTest::newRow("cancelled") << false;
     QTest::newRow("started again") << true;
 }
 
 void AccountConnectionTest::connectingIsNotGivenUp() {
-    QFETCH(const bool, anew);
-    connect(m_account.get(), &AccountConnection::stateChanged, m_account.get(), [this, anew] {
+    QFETCH(const bool, restarts);
+    connect(m_account.get(), &AccountConnection::stateChanged, m_account.get(), [this, restarts] {
         if (m_account->state() == State::connecting)
-            anew ? m_account->start() : m_account->cancel();
+            restarts ? m_account->start() : m_account->cancel();
     });
     m_account->start();
     agree();

@@ -52,13 +52,11 @@ private Q_SLOTS:
     void idleConnections();
     void goneBeforeTheyAreSeen();
     void unreadRequestIsNotIdle();
-    void silenceEnds();
+    void silentConnectionsTimeOut();
     void answerIsNotHeldUp();
     void noDescriptorsLeft();
     void timeout();
     void firstResultCounts();
-    void nextAttempt();
-    void destroyedWhileWaiting();
 
 private:
     using Code = std::shared_ptr<const Outcome<QString>>;
@@ -276,7 +274,7 @@ void RedirectListenerTest::unreadRequestIsNotIdle() {
     QCOMPARE(code->value, std::optional(u"the-code"_s));
 }
 
-void RedirectListenerTest::silenceEnds() {
+void RedirectListenerTest::silentConnectionsTimeOut() {
     const Code code = waiting();
     Browser silent(m_port);
     QVERIFY(waitFor([&] { return silent.isConnected() && m_platform->clock().pending() > 1; }));
@@ -351,35 +349,6 @@ void RedirectListenerTest::firstResultCounts() {
     handleEvents();
     m_port = m_auth->startListener(u"the-state"_s);
     verifySignIn(waiting());
-}
-
-void RedirectListenerTest::nextAttempt() {
-    const quint16 formerPort = m_port;
-    const Code former = waiting();
-    m_auth->finish(u"of the former"_s);
-    m_port = m_auth->startListener(u"the-state"_s);
-    const Code code = waiting();
-    QVERIFY(waitFor([&] { return former->isDone; }));
-    const auto error = former->thrown<AuthError>();
-    QVERIFY(error && error->which() == AuthError::cancelled);
-    QVERIFY(!isOpen(formerPort));
-    m_platform->clock().advance(299s);
-    QVERIFY(!code->isDone);
-    verifySignIn(code);
-}
-
-void RedirectListenerTest::destroyedWhileWaiting() {
-    const Code code = waiting();
-    Browser idle(m_port);
-    QVERIFY(idle.socket().waitForConnected());
-    handleEvents();
-    m_auth.reset();
-    QVERIFY2(!code->isDone, "never inside the destructor");
-    QVERIFY(waitFor([&] { return code->isDone; }));
-    const auto error = code->thrown<AuthError>();
-    QVERIFY(error && error->which() == AuthError::cancelled);
-    QCOMPARE(idle.received(), QByteArray());
-    QVERIFY(!isOpen(m_port));
 }
 
 QTEST_GUILESS_MAIN(RedirectListenerTest)
