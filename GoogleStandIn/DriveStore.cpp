@@ -21,7 +21,7 @@ bool sees(const Viewer &viewer, const DriveEntry &entry) {
     return viewer.everything || entry.app.isEmpty() || entry.app == viewer.app || entry.parentId.isEmpty();
 }
 
-// The time of a file on the disk is the one that people see in a file manager; it follows the drive's.
+// The time of a file on the disk is the one that the user sees in a file manager; it follows the drive's.
 void setDiskTime(const QString &path, qint64 ms) {
     const timespec time{.tv_sec = time_t(ms / 1000), .tv_nsec = long(ms % 1000) * 1'000'000};
     const timespec times[2] = {time, time};

@@ -7,7 +7,7 @@ namespace quillmount {
 
 namespace Brand {
 
-// The application's version as people see it, from the information dictionary; "1.0" when it has none.
+// The application's version as users see it, from the information dictionary; "1.0" when it has none.
 [[nodiscard]] QString version();
 
 } // namespace Brand

@@ -15,7 +15,7 @@ namespace {
 
 Q_LOGGING_CATEGORY(log, "quillmount.paths")
 
-QString applicationSupportDirectory() {
+QString supportFolder() {
     return Platform::current().directories->applicationSupport() + u"/Quillmount"_s;
 }
 
@@ -26,7 +26,7 @@ std::optional<QString> Paths::engineBinary() {
 }
 
 QString Paths::engineConfig() {
-    return applicationSupportDirectory() + u"/engine.conf"_s;
+    return supportFolder() + u"/engine.conf"_s;
 }
 
 bool Paths::hasEngineConfig() {
@@ -56,15 +56,15 @@ QString Paths::mountPointMark() {
 void Paths::ensureDirectories() {
     constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
     constexpr QFile::Permissions everybody(0x7077); // without those that say the same of the present user
-    for (const QString &directory : {applicationSupportDirectory(), cacheDirectory(), logs()}) {
-        QDir().mkpath(QFileInfo(directory).path());
-        QDir().mkdir(directory, ownerOnly);
+    for (const QString &folder : {supportFolder(), cacheDirectory(), logs()}) {
+        QDir().mkpath(QFileInfo(folder).path());
+        QDir().mkdir(folder, ownerOnly);
         // What a link leads to, a disk of the user's for instance, is not ours to close.
-        const QFileInfo made(directory);
+        const QFileInfo made(folder);
         if (!made.isDir())
-            qCWarning(log, "the directory %ls cannot be made", qUtf16Printable(directory));
+            qCWarning(log, "the folder %ls cannot be made", qUtf16Printable(folder));
         else if (!made.isSymLink() && (made.permissions() & everybody) != ownerOnly)
-            QFile::setPermissions(directory, ownerOnly);
+            QFile::setPermissions(folder, ownerOnly);
     }
 }
 

@@ -19,13 +19,13 @@ namespace Paths {
 [[nodiscard]] QString cacheDirectory();
 [[nodiscard]] QString logs();
 [[nodiscard]] QString engineLog();
-// The mount point in the home directory, used until the drive has been set up as a location of the file manager.
+// The mount point in the home folder, used until the drive has been set up as a location of the file manager.
 [[nodiscard]] QString homeMountPoint();
-// The file that tells which directory was made for the mount point, so that no other is taken for it.
+// The file that tells which folder was made for the mount point, so that no other is taken for it.
 [[nodiscard]] QString mountPointMark();
 
-// Makes the three directories of the application, open to the user alone (mode 0700, also where they exist already). A
-// failure is only logged: the engine reports a directory that it cannot use, and in its own words.
+// Makes the three folders of the application, open to the user alone (mode 0700, also where they exist already). A
+// failure is only logged: the engine reports a folder that it cannot use, and in its own words.
 void ensureDirectories();
 
 } // namespace Paths

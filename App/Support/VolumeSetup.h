@@ -12,7 +12,7 @@ public:
 
     // False while there is nothing to offer on this system; the other answers are then all "no".
     [[nodiscard]] virtual bool isAvailable() const = 0;
-    // The set-up was made, so the drive has its own mount point outside the home directory.
+    // The set-up was made, so the drive has its own mount point outside the home folder.
     [[nodiscard]] virtual bool isInstalled() const = 0;
     // The name "Quillmount" resolves to this machine.
     [[nodiscard]] virtual bool resolvesLocally() const = 0;

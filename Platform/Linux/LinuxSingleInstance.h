@@ -8,7 +8,7 @@
 namespace quillmount {
 
 // A lock that the kernel holds for this process alone: neither a program that it starts nor its own end by any signal
-// leaves it behind. The file holds the number of the process, for people who look.
+// leaves it behind. The file holds the number of the process, for whoever looks.
 class LinuxSingleInstance final : public SingleInstance {
 public:
     explicit LinuxSingleInstance(const QString &file);

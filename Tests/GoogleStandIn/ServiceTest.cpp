@@ -103,8 +103,8 @@ void ServiceTest::mannersTakeTimeAndRefuseWhatIsTooMuch() {
 
 void ServiceTest::faultsMustMakeSense() {
     // A test that switches on what does not exist would see nothing go wrong.
-    for (const QJsonObject &fault : {QJsonObject{{"kind"_L1, "answer"_L1}}, {{"kind"_L1, "drip"_L1}},
-                                     {{"kind"_L1, "drop"_L1}, {"after"_L1, 5}}})
+    for (const QJsonObject &fault :
+         {QJsonObject{{"kind"_L1, "answer"_L1}}, {{"kind"_L1, "drip"_L1}}, {{"kind"_L1, "drop"_L1}, {"after"_L1, 5}}})
         QVERIFY_THROWS_EXCEPTION(LocalGoogle::Failure, m_google->fault(fault));
     QVERIFY_THROWS_EXCEPTION(LocalGoogle::Failure, m_google->control("POST", u"/manners"_s, {{"speed"_L1, 1}}));
     QVERIFY_THROWS_EXCEPTION(LocalGoogle::Failure, m_google->setNetwork(u"down"_s));
@@ -133,8 +133,7 @@ void ServiceTest::requestsAreNotedWithoutSecrets() {
     QCOMPARE(requests[0]["kind"_L1].toString(), u"files.create"_s);
     QCOMPARE(requests[1]["status"_L1].toInt(), 401);
     const QByteArray all = QJsonDocument(requests).toJson();
-    for (const QByteArray &secret :
-         {m_client->token(), refreshToken.toLatin1(), m_google->clientSecret().toLatin1()})
+    for (const QByteArray &secret : {m_client->token(), refreshToken.toLatin1(), m_google->clientSecret().toLatin1()})
         QVERIFY(secret.size() > 10 && !all.contains(secret));
 }
 

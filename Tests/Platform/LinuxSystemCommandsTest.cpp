@@ -105,8 +105,7 @@ QString LinuxSystemCommandsTest::script(const QString &path, const QString &code
 void LinuxSystemCommandsTest::mountsThroughTheMountProgram() {
     const QString program = script(u"quillmount-mount"_s, u"printf '%s\\n' \"$@\"\nexit 32\n"_s);
     const Result result = run(LinuxSystemCommands(program).mount(4711, u"quillmount.localhost"_s, u"/home/a b/$Q"_s));
-    QCOMPARE(result.output, u"-o\nport=4711,mountport=4711,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30\n"
-                            "quillmount.localhost:/\n/home/a b/$Q"_s);
+    QCOMPARE(result.output, u"-o\n"_s + nfsMountOptions(4711) + u"\nquillmount.localhost:/\n/home/a b/$Q"_s);
     QCOMPARE(result.status, 32);
     QCOMPARE(run(LinuxSystemCommands(m_folder + u"/missing"_s).mount(1, u"x"_s, u"/y"_s)).status, 127);
 }
