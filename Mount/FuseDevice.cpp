@@ -9,7 +9,7 @@
 
 namespace quillmount::mount {
 
-std::string fuseDeviceComplaint(const std::string &device) {
+std::string fuseDeviceError(const std::string &device) {
     const int descriptor = open(device.c_str(), O_RDWR | O_CLOEXEC);
     if (descriptor >= 0) {
         close(descriptor);

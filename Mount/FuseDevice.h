@@ -6,6 +6,6 @@
 namespace quillmount::mount {
 
 // Why this process cannot mount through `device`, and what to do about it; empty when it can.
-std::string fuseDeviceComplaint(const std::string &device = "/dev/fuse");
+std::string fuseDeviceError(const std::string &device = "/dev/fuse");
 
 } // namespace quillmount::mount

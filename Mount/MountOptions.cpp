@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::array<std::string_view, 4> flags{"tcp", "locallocks", "nodev", "nosuid"};
 constexpr std::array<std::string_view, 4> valued{"port", "mountport", "vers", "deadtimeout"};
-constexpr unsigned longestDeadTimeout = 3600;
+constexpr unsigned maxDeadTimeout = 3600;
 
 template <class List>
 bool contains(const List &list, std::string_view item) {
@@ -39,7 +39,7 @@ bool takeValue(MountOptions &options, std::string_view key, std::string_view val
     if (key == "vers")
         return value == "3";
     if (key == "deadtimeout") {
-        const auto seconds = number(value, 1, longestDeadTimeout);
+        const auto seconds = number(value, 1, maxDeadTimeout);
         options.deadTimeout = std::chrono::seconds(seconds.value_or(0));
         return seconds.has_value();
     }
@@ -48,7 +48,7 @@ bool takeValue(MountOptions &options, std::string_view key, std::string_view val
     return port.has_value();
 }
 
-// Reads the comma-separated list; returns a complaint or an empty text.
+// Reads the comma-separated list; returns an error message or an empty text.
 std::string takeOptionList(MountOptions &options, std::string_view list) {
     std::set<std::string_view> seen;
     while (true) {
@@ -83,8 +83,8 @@ std::variant<MountOptions, std::string> parseMountOptions(const std::vector<std:
     if (arguments.size() != 4 || arguments[0] != "-o")
         return std::string("usage: quillmount-mount -o OPTIONS HOST:/ MOUNTPOINT");
     MountOptions options;
-    if (std::string complaint = takeOptionList(options, arguments[1]); !complaint.empty())
-        return complaint;
+    if (std::string message = takeOptionList(options, arguments[1]); !message.empty())
+        return message;
 
     const std::string_view source = arguments[2];
     if (source.size() < 3 || !source.ends_with(":/"))

@@ -25,7 +25,7 @@ struct MountOptions {
 
 // Parses the arguments after the program's name. Exactly the options that the application passes are known and each of
 // them is required, because a silently ignored one would mount something else than was asked for.
-// Returns a one-line complaint when anything is unknown, missing, repeated or out of range.
+// Returns an error message of one line when anything is unknown, missing, repeated or out of range.
 std::variant<MountOptions, std::string> parseMountOptions(const std::vector<std::string_view> &arguments);
 
 } // namespace quillmount::mount

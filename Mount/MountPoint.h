@@ -17,15 +17,15 @@ public:
     MountPoint &operator=(const MountPoint &) = delete;
 
     // Finds the folder, makes sure that nothing is mounted there and nobody else is mounting, and opens it up.
-    // Gives a complaint or an empty text.
+    // Gives an error message or an empty text.
     std::string prepare(const std::string &path);
     // The path with its parent resolved, as the kernel lists it.
     const std::string &path() const { return m_path; }
 
     // Finds the mount that has just been made in the kernel's list: from now on `device()` tells it from any other.
     void noteMount();
-    // Makes sure that the kernel shows our mount and only ours, and closes the folder beneath it. Gives a complaint or
-    // an empty text.
+    // Makes sure that the kernel shows our mount and only ours, and closes the folder beneath it. Gives an error
+    // message or an empty text.
     std::string confirm(const std::string &source);
     // Puts the folder's mode back, unless the mount was confirmed.
     void giveBack();

@@ -15,11 +15,11 @@ namespace quillmount::mount {
 // One request of the kernel, answered exactly once. One that is dropped unanswered is answered with EIO.
 //
 // An interrupted request normally just finishes. When the server takes its time, the caller that was killed gets its
-// answer after `patience` at the latest; what the call brings later is then dropped.
+// answer after `timeout` at the latest; what the call brings later is then dropped.
 class Request {
 public:
-    Request(fuse_req_t request, EventLoop &loop, EventLoop::Clock::duration patience)
-        : m_state(std::make_shared<State>(request, loop, patience)) {
+    Request(fuse_req_t request, EventLoop &loop, EventLoop::Clock::duration timeout)
+        : m_state(std::make_shared<State>(request, loop, timeout)) {
         fuse_req_interrupt_func(request, &State::onInterrupt, m_state.get());
     }
     Request(Request &&) noexcept = default;
@@ -45,13 +45,13 @@ public:
 
 private:
     struct State : std::enable_shared_from_this<State> {
-        State(fuse_req_t theRequest, EventLoop &theLoop, EventLoop::Clock::duration thePatience)
+        State(fuse_req_t theRequest, EventLoop &theLoop, EventLoop::Clock::duration theTimeout)
             : request(theRequest)
             , loop(theLoop)
-            , patience(thePatience) {}
+            , timeout(theTimeout) {}
         static void onInterrupt(fuse_req_t, void *data) {
             auto *state = static_cast<State *>(data);
-            state->loop.at(EventLoop::Clock::now() + state->patience, [weak = state->weak_from_this()] {
+            state->loop.at(EventLoop::Clock::now() + state->timeout, [weak = state->weak_from_this()] {
                 const auto still = weak.lock();
                 if (still && still->request)
                     fuse_reply_err(std::exchange(still->request, nullptr), EINTR);
@@ -60,7 +60,7 @@ private:
 
         fuse_req_t request;
         EventLoop &loop;
-        EventLoop::Clock::duration patience;
+        EventLoop::Clock::duration timeout;
     };
 
     fuse_req_t take() { return std::exchange(m_state->request, nullptr); }

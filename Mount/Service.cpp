@@ -16,11 +16,11 @@ namespace {
 using namespace std::chrono_literals;
 
 // How long the server may take to answer before anything is mounted.
-constexpr auto longestGreeting = 8s;
+constexpr auto greetingTimeout = 8s;
 // How long the kernel may take to say its first word.
-constexpr auto longestHandshake = 3s;
+constexpr auto handshakeTimeout = 3s;
 // From the signal to the end: whoever sends it waits three seconds before it kills.
-constexpr auto longestEnd = 2500ms;
+constexpr auto endTimeout = 2500ms;
 
 void pointAtNothing(int descriptor) {
     const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -67,9 +67,9 @@ int Service::run() {
     pointAtNothing(STDIN_FILENO);
     pointAtNothing(STDOUT_FILENO);
     // The mount helper tells its reasons only on standard error.
-    m_complaints = memfd_create("complaints", MFD_CLOEXEC);
-    if (m_complaints >= 0)
-        dup2(m_complaints, STDERR_FILENO);
+    m_errorOutput = memfd_create("errors", MFD_CLOEXEC);
+    if (m_errorOutput >= 0)
+        dup2(m_errorOutput, STDERR_FILENO);
     spawn(bringUp());
     m_loop.runUntil([this] {
         if (m_session.hasEnded() && m_reported && !m_leaving)
@@ -84,15 +84,15 @@ Task<std::string> Service::tryMount() {
     const int error = co_await m_fileSystem.mountRoot();
     if (error != 0 || m_client.isGone())
         co_return std::string("the server does not answer: ") + std::strerror(m_client.isGone() ? ECONNREFUSED : error);
-    if (std::string complaint = m_mountPoint.prepare(m_options.mountPoint); !complaint.empty())
-        co_return complaint;
+    if (std::string message = m_mountPoint.prepare(m_options.mountPoint); !message.empty())
+        co_return message;
     if (!commandIsThere() || m_signals.hasSignal())
         co_return std::string("told to end");
     if (!m_session.mount(m_options.source(), m_mountPoint.path()))
         co_return "cannot mount: " + lastLine(STDERR_FILENO);
     m_mounted = true;
     m_mountPoint.noteMount();
-    const auto limit = EventLoop::Clock::now() + longestHandshake;
+    const auto limit = EventLoop::Clock::now() + handshakeTimeout;
     while (!m_session.isEstablished() && !m_session.hasEnded() && EventLoop::Clock::now() < limit)
         co_await m_loop.sleep(1ms);
     if (!m_session.isEstablished() || m_session.hasEnded())
@@ -101,19 +101,19 @@ Task<std::string> Service::tryMount() {
 }
 
 Task<void> Service::bringUp() {
-    const auto limit = m_loop.at(EventLoop::Clock::now() + longestGreeting, [this] {
+    const auto limit = m_loop.at(EventLoop::Clock::now() + greetingTimeout, [this] {
         report("the server does not answer in time");
         m_done = true;
     });
-    const std::string complaint = co_await tryMount();
+    const std::string message = co_await tryMount();
     m_loop.cancel(limit);
     if (m_done)
         co_return;
-    if (complaint.empty() && !m_leaving) {
+    if (message.empty() && !m_leaving) {
         report("ok");
         co_return;
     }
-    report(complaint.empty() ? "told to end" : complaint);
+    report(message.empty() ? "told to end" : message);
     if (m_mounted && !m_leaving)
         leave();
     else if (!m_mounted)
@@ -151,7 +151,7 @@ void Service::pollReady(short) {
     }
     m_status = 0;
     pointAtNothing(STDERR_FILENO);
-    close(m_complaints);
+    close(m_errorOutput);
     if (m_client.isGone())
         leave();
     else
@@ -172,7 +172,7 @@ void Service::signalled() {
 
 void Service::boundTheEnd() {
     if (!std::exchange(m_endIsBounded, true))
-        m_loop.at(EventLoop::Clock::now() + longestEnd, [this] { m_done = true; });
+        m_loop.at(EventLoop::Clock::now() + endTimeout, [this] { m_done = true; });
 }
 
 void Service::leave() {

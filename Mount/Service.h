@@ -12,8 +12,8 @@ namespace quillmount::mount {
 // The process behind a mount: asks the server, mounts, tells the command, and serves until it is told to end, the
 // mount is removed, or the server is gone.
 //
-// On its socket to the command it writes one line, `ok` or a complaint, and then waits for a byte. If the command ends
-// before it sends that byte, the mount is taken back, so that nobody finds a mount that was given up for lost.
+// On its socket to the command it writes one line, `ok` or an error message, and then waits for a byte. If the command
+// ends before it sends that byte, the mount is taken back, so that nobody finds a mount that was given up for lost.
 //
 // Told to end, it detaches the mount, settles what was written, and has ended within three seconds, whatever programs
 // and server do.
@@ -41,7 +41,7 @@ private:
 
     MountOptions m_options;
     int m_channel;
-    int m_complaints = -1;
+    int m_errorOutput = -1;
     EventLoop m_loop;
     SignalPipe m_signals;
     NfsClient m_client;

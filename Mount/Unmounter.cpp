@@ -19,9 +19,9 @@ namespace {
 using namespace std::chrono_literals;
 
 // The helper ends well before this unless the kernel holds it; then it is left to itself.
-constexpr auto longestRun = 10s;
+constexpr auto runTimeout = 10s;
 // In milliseconds.
-constexpr int longestSync = 700;
+constexpr int syncTimeout = 700;
 
 // Has the kernel hand over the pages that programs changed through memory maps, before a busy mount is cut off. In a
 // process of its own, since nothing ends it while the server does not answer.
@@ -32,7 +32,7 @@ void syncMount(const char *path) {
         _exit(folder >= 0 ? syncfs(folder) : 1);
     }
     pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, helper, 0)), POLLIN, 0};
-    if (helper > 0 && ended.fd >= 0 && poll(&ended, 1, longestSync) == 0)
+    if (helper > 0 && ended.fd >= 0 && poll(&ended, 1, syncTimeout) == 0)
         kill(helper, SIGKILL);
 }
 
@@ -83,7 +83,7 @@ Task<bool> Unmounter::unmount(std::string path, std::string device, bool lazily)
     if (m_child == 0)
         runChild(path.c_str(), lazily);
     m_process = static_cast<int>(syscall(SYS_pidfd_open, m_child, 0));
-    const auto limit = m_loop.at(EventLoop::Clock::now() + longestRun, [this] {
+    const auto limit = m_loop.at(EventLoop::Clock::now() + runTimeout, [this] {
         kill(m_child, SIGKILL);
         m_ended.open();
     });

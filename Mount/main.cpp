@@ -24,15 +24,15 @@ using namespace std::chrono_literals;
 using Clock = EventLoop::Clock;
 
 // The command gives up well before whoever runs it does.
-constexpr auto longestMount = 14s;
-constexpr auto longestRetreat = 4s;
+constexpr auto mountTimeout = 14s;
+constexpr auto retreatTimeout = 4s;
 
 int milliseconds(Clock::time_point until) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
     return static_cast<int>(std::max<long long>(left, 0));
 }
 
-int complain(const std::string &text) {
+int fail(const std::string &text) {
     std::fprintf(stderr, "quillmount-mount: %s\n", text.c_str());
     return 1;
 }
@@ -63,7 +63,7 @@ int complain(const std::string &text) {
 
 // Waits for the service's line. Gives an empty text when it ended without one or the command is to end.
 std::string awaitLine(int channel, const SignalPipe &signals) {
-    const auto limit = Clock::now() + longestMount;
+    const auto limit = Clock::now() + mountTimeout;
     std::string line;
     while (line.empty() || line.back() != '\n') {
         pollfd descriptors[2] = {{channel, POLLIN, 0}, {signals.pollDescriptor(), POLLIN, 0}};
@@ -101,7 +101,7 @@ void removeOrphan(const MountOptions &options) {
 // Makes sure that no mount appears later: the service sees that the command is gone and takes its mount back.
 void retreat(pid_t service, int channel, const MountOptions &options) {
     close(channel);
-    const auto limit = Clock::now() + longestRetreat;
+    const auto limit = Clock::now() + retreatTimeout;
     int status = 0;
     while (waitpid(service, &status, WNOHANG) == 0) {
         if (Clock::now() >= limit)
@@ -121,15 +121,15 @@ bool isShown(const MountOptions &options) {
 int runCommand(const MountOptions &options) {
     SignalPipe::resetAll();
     // Before anything is asked of the server, which may take its time.
-    if (const std::string complaint = fuseDeviceComplaint(); !complaint.empty())
-        return complain(complaint);
+    if (const std::string message = fuseDeviceError(); !message.empty())
+        return fail(message);
     const SignalPipe signals({});
     int channel[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0)
-        return complain("cannot make a socket");
+        return fail("cannot make a socket");
     const pid_t service = fork();
     if (service < 0)
-        return complain("cannot start a process");
+        return fail("cannot start a process");
     if (service == 0)
         runService(options, channel[1]);
     close(channel[1]);
@@ -141,18 +141,19 @@ int runCommand(const MountOptions &options) {
         _exit(0); // while signals are still handled: from here on the mount stays, and the status says so
     retreat(service, channel[0], options);
     if (signals.hasSignal())
-        return complain("told to end before the mount was complete");
-    return complain(line.empty() || line == "ok" ? "the mount could not be completed in time" : line);
+        return fail("told to end before the mount was complete");
+    return fail(line.empty() || line == "ok" ? "the mount could not be completed in time" : line);
 }
 
 } // namespace
 
 int main(int count, char **arguments) {
-    // What passes through here is the user's own files. A handler that core files are piped to gets them with 0 as well.
+    // What passes through here is the user's own files. A handler that core files are piped to gets them with 0 as
+    // well.
     const rlimit coreFiles{1, 1};
     setrlimit(RLIMIT_CORE, &coreFiles);
     const auto parsed = parseMountOptions({arguments + 1, arguments + count});
-    if (const auto *complaint = std::get_if<std::string>(&parsed))
-        return complain(*complaint);
+    if (const auto *message = std::get_if<std::string>(&parsed))
+        return fail(*message);
     return runCommand(std::get<MountOptions>(parsed));
 }
