@@ -38,7 +38,6 @@ private Q_SLOTS:
     void keepsADatabase();
     void savesLikeAnOffice_data();
     void savesLikeAnOffice();
-    void synchronises();
     void listsManyFiles();
     void survivesChangesWhileListing();
     void cleanupTestCase();
@@ -176,22 +175,6 @@ void EverydayTest::savesLikeAnOffice() {
         QVERIFY(file.readAll() == content);
         QCOMPARE(QDir(folder()).entryList(QDir::Files | QDir::Hidden), QStringList{u"doc"_s});
     }
-}
-
-void EverydayTest::synchronises() {
-    const QString source = u"/usr/include/asm-generic/"_s;
-    const QStringList arguments{u"-a"_s, u"--itemize-changes"_s, source, u"copy/"_s};
-    QVERIFY(run(u"rsync"_s, arguments).contains(u"errno.h"_s));
-    // The second run finds nothing to do, or times or sizes were not kept.
-    QCOMPARE(run(u"rsync"_s, arguments), QString());
-    QFile changed(folder() + u"/copy/errno.h"_s);
-    QVERIFY(changed.open(QIODevice::Append));
-    changed.write("// changed\n");
-    changed.close();
-    const QStringList found = run(u"rsync"_s, arguments).split(u'\n', Qt::SkipEmptyParts);
-    QCOMPARE(found.size(), 1);
-    QVERIFY(found.first().endsWith(u"errno.h"_s));
-    QCOMPARE(run(u"rsync"_s, {u"-ac"_s, u"--itemize-changes"_s, source, u"copy/"_s}), QString());
 }
 
 void EverydayTest::listsManyFiles() {

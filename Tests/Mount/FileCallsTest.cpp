@@ -28,23 +28,17 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void keepsAnUnlinkedOpenFile();
-    void keepsAReplacedOpenFile();
-    void appends();
     void createsExclusively();
     void writesThroughMemoryMaps();
-    void truncatesAndExtends();
     void preallocates();
     void renames();
     void followsARenamedFolder();
     void movesWhileFoldersAreRenamed();
-    void givesNewFilesOwnContent();
     void refusesWhatItCannotDo();
-    void removesFolders();
     void setsTimes();
     void tellsWhenItWasChanged();
     void tellsFreeSpace();
     void showsAnotherWritersChange();
-    void showsWhatItWroteAtOnce();
     void leavesNothingBehind();
 
 private:
@@ -109,34 +103,6 @@ void FileCallsTest::keepsAnUnlinkedOpenFile() {
     QCOMPARE(content(at("file")), QByteArray("other"));
 }
 
-void FileCallsTest::keepsAReplacedOpenFile() {
-    QVERIFY(write(at("target"), "old content"));
-    QVERIFY(write(at("new"), "new"));
-    const int file = ::open(at("target").constData(), O_RDONLY);
-    QVERIFY(file >= 0);
-    QCOMPARE(::rename(at("new").constData(), at("target").constData()), 0);
-    char buffer[64] = {};
-    QCOMPARE(::read(file, buffer, sizeof buffer), 11);
-    QCOMPARE(QByteArray(buffer), QByteArray("old content"));
-    QCOMPARE(content(at("target")), QByteArray("new"));
-    ::close(file);
-}
-
-void FileCallsTest::appends() {
-    const int first = ::open(at("log").constData(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    const int second = ::open(at("log").constData(), O_WRONLY | O_APPEND);
-    QVERIFY(first >= 0 && second >= 0);
-    QByteArray expected;
-    for (int i = 0; i < 200; ++i) {
-        const QByteArray line = QByteArray::number(i) + '\n';
-        QCOMPARE(::write(i % 2 ? first : second, line.constData(), line.size()), line.size());
-        expected += line;
-    }
-    ::close(first);
-    ::close(second);
-    QCOMPARE(content(at("log")), expected);
-}
-
 void FileCallsTest::createsExclusively() {
     const int file = ::open(at("lock").constData(), O_CREAT | O_EXCL | O_WRONLY, 0600);
     QVERIFY(file >= 0);
@@ -177,22 +143,6 @@ void FileCallsTest::writesThroughMemoryMaps() {
     const QString path = m_drive.backend() + u"/writesThroughMemoryMaps/mapped"_s;
     QVERIFY(MountedEngine::waitFor([&] { return content(QFile::encodeName(path)) == expected; }));
     QCOMPARE(content(at("mapped")), expected);
-}
-
-void FileCallsTest::truncatesAndExtends() {
-    const int file = ::open(at("file").constData(), O_RDWR | O_CREAT, 0644);
-    QCOMPARE(::write(file, "0123456789", 10), 10);
-    QCOMPARE(::ftruncate(file, 4), 0);
-    QCOMPARE(::pwrite(file, "x", 1, 8), 1);
-    QCOMPARE(::ftruncate(file, 12), 0);
-    QCOMPARE(content(at("file")), QByteArray("0123\0\0\0\0x\0\0\0", 12));
-    QCOMPARE(::truncate(at("file").constData(), 0), 0);
-    // Far beyond the end: the hole reads as zeros.
-    QCOMPARE(::pwrite(file, "end", 3, 5'000'000), 3);
-    QCOMPARE(::close(file), 0);
-    const QByteArray all = content(at("file"));
-    QCOMPARE(all.size(), 5'000'003);
-    QVERIFY(all.startsWith(QByteArray(5'000'000, '\0')) && all.endsWith("end"));
 }
 
 void FileCallsTest::preallocates() {
@@ -294,31 +244,6 @@ void FileCallsTest::movesWhileFoldersAreRenamed() {
     QVERIFY2(moved, "the drive stands still");
 }
 
-void FileCallsTest::givesNewFilesOwnContent() {
-    // Two files that changed names: each must keep its own content and its own inode number while both are known.
-    QVERIFY(write(at("a"), "was a") && write(at("b"), "was b, longer"));
-    const int a = ::open(at("a").constData(), O_RDONLY);
-    const int b = ::open(at("b").constData(), O_RDONLY);
-    QCOMPARE(::rename(at("a").constData(), at("t").constData()), 0);
-    QCOMPARE(::rename(at("b").constData(), at("a").constData()), 0);
-    QCOMPARE(::rename(at("t").constData(), at("b").constData()), 0);
-    QVERIFY(write(at("t"), "new"));
-    char buffer[64] = {};
-    QCOMPARE(::read(a, buffer, sizeof buffer), 5);
-    QCOMPARE(::read(b, buffer, sizeof buffer), 13);
-    QCOMPARE(content(at("a")), QByteArray("was b, longer"));
-    QCOMPARE(content(at("b")), QByteArray("was a"));
-    QSet<ino_t> numbers;
-    for (const char *name : {"a", "b", "t"}) {
-        struct stat status {};
-        QCOMPARE(::stat(at(name).constData(), &status), 0);
-        numbers.insert(status.st_ino);
-    }
-    QCOMPARE(numbers.size(), 3);
-    ::close(a);
-    ::close(b);
-}
-
 void FileCallsTest::refusesWhatItCannotDo() {
     QVERIFY(write(at("file"), "x"));
     const auto outcome = [](int result) { return result == 0 ? 0 : errno; };
@@ -327,10 +252,10 @@ void FileCallsTest::refusesWhatItCannotDo() {
     QCOMPARE(outcome(::mkfifo(at("pipe").constData(), 0600)), EPERM);
     QCOMPARE(outcome(::setxattr(at("file").constData(), "user.note", "text", 4, 0)), ENOTSUP);
     QCOMPARE(outcome(::removexattr(at("file").constData(), "user.note")), ENOTSUP);
-    const QByteArray longest(255, 'n');
-    QVERIFY(write(at(longest.constData()), "x"));
-    QCOMPARE(outcome(::mkdir(at((longest + 'n').constData()).constData(), 0755)), ENAMETOOLONG);
-    QCOMPARE(outcome(::rename(at("file").constData(), at((longest + 'n').constData()).constData())), ENAMETOOLONG);
+    const QByteArray maxName(255, 'n');
+    QVERIFY(write(at(maxName.constData()), "x"));
+    QCOMPARE(outcome(::mkdir(at((maxName + 'n').constData()).constData(), 0755)), ENAMETOOLONG);
+    QCOMPARE(outcome(::rename(at("file").constData(), at((maxName + 'n').constData()).constData())), ENAMETOOLONG);
     QCOMPARE(outcome(::mkdir(at("file").constData(), 0755)), EEXIST);
     QCOMPARE(outcome(::rmdir(at("file").constData())), ENOTDIR);
     QCOMPARE(outcome(::access(at("file/below").constData(), F_OK)), ENOTDIR);
@@ -344,16 +269,6 @@ void FileCallsTest::refusesWhatItCannotDo() {
     lock.l_type = F_WRLCK;
     QCOMPARE(::fcntl(file, F_SETLK, &lock), 0);
     ::close(file);
-}
-
-void FileCallsTest::removesFolders() {
-    QVERIFY(QDir(m_folder).mkpath(u"a/b"_s));
-    QCOMPARE(::rmdir(at("a").constData()), -1);
-    QCOMPARE(errno, ENOTEMPTY);
-    QCOMPARE(::rmdir(at("a/b").constData()), 0);
-    QCOMPARE(::rmdir(at("a").constData()), 0);
-    QCOMPARE(::rmdir(at("a").constData()), -1);
-    QCOMPARE(errno, ENOENT);
 }
 
 void FileCallsTest::setsTimes() {
@@ -420,26 +335,6 @@ void FileCallsTest::showsAnotherWritersChange() {
     QVERIFY(QFile::remove(QFile::decodeName(theirs)));
     QVERIFY(MountedEngine::waitFor([&] { return !QFile::exists(m_folder + u"/file"_s); }));
     QVERIFY(m_drive.unmount(other));
-}
-
-void FileCallsTest::showsWhatItWroteAtOnce() {
-    const int file = ::open(at("file").constData(), O_CREAT | O_RDWR, 0644);
-    const int reader = ::open(at("file").constData(), O_RDONLY);
-    const QByteArray block(50'000, 'x');
-    for (int i = 1; i <= 100; ++i) {
-        QCOMPARE(::write(file, block.constData(), block.size()), block.size());
-        struct stat byName {
-        }, byReader{};
-        QCOMPARE(::stat(at("file").constData(), &byName), 0);
-        QCOMPARE(::fstat(reader, &byReader), 0);
-        QCOMPARE(byName.st_size, i * block.size());
-        QCOMPARE(byReader.st_size, i * block.size());
-        char last = 0;
-        QCOMPARE(::pread(reader, &last, 1, i * block.size() - 1), 1);
-        QCOMPARE(last, 'x');
-    }
-    ::close(file);
-    ::close(reader);
 }
 
 void FileCallsTest::leavesNothingBehind() {

@@ -28,14 +28,12 @@ private Q_SLOTS:
     void tellsReplacedFilesApart();
     void forgetsWhatTheKernelForgets();
     void gathersSmallWrites();
-    void keepsOverlappingWritesInOrder();
     void writesWhatWasWritten();
     void letsAChangeOfSizeHaveItsTurn();
     void givesEachCallItsConnection();
     void readsAheadOfASequence();
     void sharesOneBudgetForReadingAhead();
     void putsListingsTogether();
-    void startsListingsAgain();
     void endsListingsThatNeverStandStill();
     void believesAListingOfLate();
     void listsWhenAskedForManyNames();
@@ -133,23 +131,6 @@ void MountStateTest::gathersSmallWrites() {
     QVERIFY(pending.isDone(later) && pending.isEmpty());
     QCOMPARE(pending.bytes(), 0U);
     QCOMPARE(pending.end(), 0U);
-}
-
-void MountStateTest::keepsOverlappingWritesInOrder() {
-    WriteBehind pending;
-    pending.accept(100, "aaaa", 4);
-    WriteBehind::Chunk *first = pending.nextToSend();
-    pending.accept(102, "bbbb", 4);
-    pending.seal();
-    pending.accept(200, "cccc", 4);
-    pending.seal();
-    // The second overlaps the first, which may have to be sent once more; the third keeps its turn behind the second.
-    QVERIFY(!pending.nextToSend());
-    pending.finish(first);
-    WriteBehind::Chunk *second = pending.nextToSend();
-    QCOMPARE(second->offset, 102U);
-    QCOMPARE(pending.nextToSend()->offset, 200U);
-    QVERIFY(!pending.nextToSend());
 }
 
 void MountStateTest::writesWhatWasWritten() {
@@ -362,17 +343,6 @@ void MountStateTest::putsListingsTogether() {
     QCOMPARE(snapshot.entries().front().name, std::string("n1000"));
     QCOMPARE(snapshot.entries().back().asOf, 3U);
     QCOMPARE(snapshot.leftOut(), std::vector<std::string>{tooLong.name});
-}
-
-void MountStateTest::startsListingsAgain() {
-    DirectorySnapshot snapshot;
-    QVERIFY(!snapshot.take(pageOf(numbered(25), 0, 10, 7), 1));
-    snapshot.badCookie();
-    QCOMPARE(snapshot.cookie(), 0U);
-    QCOMPARE(snapshot.verifier(), 0U);
-    QVERIFY(snapshot.entries().empty());
-    QVERIFY(snapshot.take(pageOf(numbered(5), 0, 10, 8), 2));
-    QCOMPARE(snapshot.entries().size(), 5U);
 }
 
 void MountStateTest::endsListingsThatNeverStandStill() {

@@ -24,9 +24,9 @@ namespace {
 constexpr int fileNames = 6;
 constexpr int folderNames = 2;
 constexpr int openFiles = 5;
-constexpr int largestOffset = 3'000'000;
-constexpr int largestWrite = 300'000;
-constexpr int longestPause = 500; // ms
+constexpr int maxOffset = 3'000'000;
+constexpr int maxWrite = 300'000;
+constexpr int maxPause = 500; // ms
 
 // What one operation gave: the number and the bytes must be the same on both sides.
 struct Outcome {
@@ -188,9 +188,9 @@ QString both(const char *what, Side &local, Side &mounted, Operation operation) 
 QString RandomOperationsTest::step(QRandomGenerator &random, Side &local, Side &mounted, bool mostlyNames) {
     const auto pick = [&](int count) { return random.bounded(count); };
     // Small numbers are likely, so that operations meet each other.
-    const auto offset = [&] { return static_cast<qint64>(pick(3) == 0 ? pick(largestOffset) : pick(20'000)); };
+    const auto offset = [&] { return static_cast<qint64>(pick(3) == 0 ? pick(maxOffset) : pick(20'000)); };
     const auto text = [&] {
-        QByteArray bytes(1 + (pick(6) == 0 ? pick(largestWrite) : pick(6'000)), Qt::Uninitialized);
+        QByteArray bytes(1 + (pick(6) == 0 ? pick(maxWrite) : pick(6'000)), Qt::Uninitialized);
         const char first = static_cast<char>('a' + pick(26));
         for (int i = 0; i < bytes.size(); ++i)
             bytes[i] = static_cast<char>(first + i % 7);
@@ -329,8 +329,8 @@ void RandomOperationsTest::uploadsWhatIsLeft() {
             // Now and then uploads get time to begin.
             if (random.bounded(8) == 0) {
                 google.clearRequests();
-                const int most = random.bounded(longestPause);
-                MountedEngine::waitFor([&] { return !google.requests().isEmpty(); }, most);
+                const int pause = random.bounded(maxPause);
+                MountedEngine::waitFor([&] { return !google.requests().isEmpty(); }, pause);
             }
             const QString difference = step(random, local, mounted, true);
             if (!difference.isEmpty())

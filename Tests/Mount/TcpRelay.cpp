@@ -108,13 +108,13 @@ bool TcpRelay::judge(Pair &pair) {
             break;
         const Call call{word(mark), word(numberAt), pair.calls.left(size)};
         const Verdict verdict = m_judge(call);
-        pair.held = verdict.kind == Verdict::Hold;
+        pair.held = verdict.kind == Verdict::hold;
         if (pair.held)
             break;
         pair.calls.remove(0, size);
-        if (verdict.kind == Verdict::Pass && !sendAll(pair.server, call.bytes.constData(), call.bytes.size()))
+        if (verdict.kind == Verdict::pass && !sendAll(pair.server, call.bytes.constData(), call.bytes.size()))
             return false;
-        if (verdict.kind == Verdict::Answer) {
+        if (verdict.kind == Verdict::answer) {
             // An answer, accepted, no verifier, carried out; the status; no attributes from before, none from after.
             const quint32 words[] = {0x80000000U + 36, call.id, 1, 0, 0, 0, 0, verdict.status, 0, 0};
             QByteArray answer;

@@ -22,7 +22,7 @@ public:
     // What becomes of a call: passed on, kept back with all that follows it on its connection until it is asked about
     // again, or answered with a status of NFS version 3 and no attributes.
     struct Verdict {
-        enum { Pass, Hold, Answer } kind = Pass;
+        enum { pass, hold, answer } kind = pass;
         quint32 status = 0;
     };
     // Decides on the relay's thread.
