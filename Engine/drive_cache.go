@@ -10,6 +10,7 @@ import (
 	"os"
 	"path"
 	"path/filepath"
+	"slices"
 	"strings"
 	"time"
 
@@ -203,23 +204,27 @@ func (c *driveCache) uploading(name string) bool {
 }
 
 // attempted tells whether Google may have got something of a file that waits for its upload or is being uploaded.
-func (c *driveCache) attempted(name string) bool {
-	for _, info := range c.uploads(name) {
-		if info.Uploading || info.Tries > 0 {
-			return true
-		}
-	}
-	return false
+func (c *driveCache) attempted(name string) bool { return anyAttempted(c.uploads(name)) }
+
+func anyAttempted(uploads []writeback.QueueInfo) bool {
+	return slices.ContainsFunc(uploads, func(info writeback.QueueInfo) bool { return info.Uploading || info.Tries > 0 })
 }
 
-// delay keeps uploads of a path and everything below it from beginning.
-func (c *driveCache) delay(name string) { c.schedule(name, putOff) }
+// delay keeps uploads of a path and everything below it from beginning. It tells whether Google may have got something of
+// them.
+func (c *driveCache) delay(name string) (attempted bool) {
+	uploads := c.uploads(name)
+	c.schedule(uploads, putOff)
+	return anyAttempted(uploads)
+}
 
 // hasten lets uploads of a path and everything below it begin after the usual time.
-func (c *driveCache) hasten(name string) { c.schedule(name, time.Duration(c.drive.Opt.WriteBack)) }
+func (c *driveCache) hasten(name string) {
+	c.schedule(c.uploads(name), time.Duration(c.drive.Opt.WriteBack))
+}
 
-func (c *driveCache) schedule(name string, after time.Duration) {
-	for _, info := range c.uploads(name) {
+func (c *driveCache) schedule(uploads []writeback.QueueInfo, after time.Duration) {
+	for _, info := range uploads {
 		if !info.Uploading {
 			_ = c.QueueSetExpiry(info.ID, time.Now(), after) // fails for what has left the queue meanwhile
 		}

@@ -17,14 +17,12 @@ import (
 const (
 	nfsProgram = 100003
 
-	recordMark     = 4          // bytes before each record
-	lastFragment   = 1 << 31    // in the record mark
-	callHead       = 6 * 4      // xid, kind, RPC version, program, version, procedure
-	answerHead     = 6 * 4      // xid, kind, accepted, verifier's flavor and length, acceptance
-	readBuffer     = 64 << 10   // bytes
-	longestCommit  = 2 << 10    // bytes; credentials are 400 at most
-	commitSyncNone = ^uint64(0) // offset of a COMMIT that only closes the file
-	commitTail     = 8 + 4      // offset and count
+	recordMark   = 4        // bytes before each record
+	lastFragment = 1 << 31  // in the record mark
+	callHead     = 6 * 4    // xid, kind, RPC version, program, version, procedure
+	answerHead   = 6 * 4    // xid, kind, accepted, verifier's flavor and length, acceptance
+	readBuffer   = 64 << 10 // bytes
+	nfsVersion   = 3
 )
 
 // nfsConnection passes a connection on to go-nfs call by call: its reader never sees the beginning of a call before the
@@ -39,28 +37,31 @@ type nfsConnection struct {
 	closed  chan struct{}
 	once    sync.Once
 
-	// commit is called with the handle of a COMMIT before go-nfs sees it.
-	commit func(handle []byte, sync bool) nfs.NFSStatus
+	handler *nfsHandler
 
 	mu       sync.Mutex
+	sent     sync.Cond                 // an answer was sent, or the connection closed
 	calls    map[uint32]*nfs.NFSStatus // by xid: what the answer is to say if not what go-nfs says
 	unsent   int                       // bytes of the present answer that follow
 	answered uint32                    // the xid of the present answer
 }
 
 func newNFSConnection(service *nfsService, conn net.Conn) *nfsConnection {
-	return &nfsConnection{
+	c := &nfsConnection{
 		Conn:    conn,
 		service: service,
 		reader:  bufio.NewReaderSize(conn, readBuffer),
 		closed:  make(chan struct{}),
 		calls:   map[uint32]*nfs.NFSStatus{},
 	}
+	c.sent.L = &c.mu
+	c.handler = newNFSHandler(service, c)
+	return c
 }
 
 // Read implements net.Conn. It gives no byte of a second call together with the first.
 func (c *nfsConnection) Read(p []byte) (int, error) {
-	if c.rest == 0 {
+	for c.rest == 0 {
 		if err := c.beginCall(); err != nil {
 			// go-nfs leaves a connection open unless it ends like this.
 			_ = c.Close()
@@ -103,47 +104,19 @@ func (c *nfsConnection) beginCall() error {
 	c.calls[c.xid] = nil
 	c.mu.Unlock()
 
-	if word(3) == nfsProgram && nfs.NFSProcedure(word(5)) == nfs.NFSProcedureCommit && length <= longestCommit {
-		return c.beginCommit()
+	if word(3) == nfsProgram && word(4) == nfsVersion {
+		return c.answerHere(nfs.NFSProcedure(word(5)))
 	}
 	return nil
 }
 
-// beginCommit makes good what COMMIT promises before go-nfs answers it.
-func (c *nfsConnection) beginCommit() error {
-	record, err := c.reader.Peek(c.rest)
-	if err != nil {
-		return err
+// awaitAnswers waits until all calls before the present one are answered.
+func (c *nfsConnection) awaitAnswers() {
+	c.mu.Lock()
+	defer c.mu.Unlock()
+	for len(c.calls) > 1 {
+		c.sent.Wait()
 	}
-	arguments := record[recordMark+callHead:]
-	// Credentials and verifier, then the handle: each a length, bytes and padding; the first two with a flavor before.
-	take := func(skip int) ([]byte, bool) {
-		if len(arguments) < skip+4 {
-			return nil, false
-		}
-		length := uint64(binary.BigEndian.Uint32(arguments[skip:]))
-		padded := (length + 3) &^ 3
-		if uint64(len(arguments)-skip-4) < padded {
-			return nil, false
-		}
-		value := arguments[skip+4:][:length]
-		arguments = arguments[skip+4+int(padded):]
-		return value, true
-	}
-	for range 2 {
-		if _, ok := take(4); !ok {
-			return nil // go-nfs says what is wrong with it
-		}
-	}
-	handle, ok := take(0)
-	if !ok || len(arguments) < commitTail {
-		return nil
-	}
-	closeOnly := binary.BigEndian.Uint64(arguments) == commitSyncNone && binary.BigEndian.Uint32(arguments[8:]) == 0
-	if status := c.commit(handle, !closeOnly); status != nfs.NFSStatusOk {
-		c.overrule(status)
-	}
-	return nil
 }
 
 // overrule sets the status that the answer to the present call carries if the call fails, whatever go-nfs says then.
@@ -151,13 +124,6 @@ func (c *nfsConnection) overrule(status nfs.NFSStatus) {
 	c.mu.Lock()
 	defer c.mu.Unlock()
 	c.calls[c.xid] = &status
-}
-
-// failed tells whether overrule was called for the present call.
-func (c *nfsConnection) failed() bool {
-	c.mu.Lock()
-	defer c.mu.Unlock()
-	return c.calls[c.xid] != nil
 }
 
 // Write implements net.Conn. go-nfs writes whole answers, one at a time, the head of each in one piece.
@@ -179,8 +145,12 @@ func (c *nfsConnection) Write(p []byte) (int, error) {
 		c.unsent = 0
 		delete(c.calls, c.answered)
 		c.service.end()
+		c.sent.Broadcast()
 	}
 	c.mu.Unlock()
+	if err != nil {
+		_ = c.Close() // go-nfs does not say that it has given up
+	}
 	return n, err
 }
 
@@ -204,6 +174,7 @@ func (c *nfsConnection) Close() error {
 			c.service.end()
 		}
 		clear(c.calls)
+		c.sent.Broadcast()
 		c.mu.Unlock()
 		close(c.closed)
 	})

@@ -5,7 +5,7 @@ package main
 import (
 	"bytes"
 	"context"
-	"errors"
+	"crypto/md5"
 	"net"
 	"path"
 	"strings"
@@ -27,7 +27,6 @@ type nfsHandler struct {
 func newNFSHandler(service *nfsService, connection *nfsConnection) *nfsHandler {
 	h := &nfsHandler{Handler: service.handler, service: service, connection: connection}
 	h.files = &nfsFiles{service: service, connection: connection}
-	connection.commit = h.commit
 	return h
 }
 
@@ -53,9 +52,6 @@ func (h *nfsHandler) ToHandle(_ billy.Filesystem, elements []string) []byte {
 
 // FromHandle implements nfs.Handler.
 func (h *nfsHandler) FromHandle(handle []byte) (billy.Filesystem, []string, error) {
-	if h.connection.failed() {
-		return nil, nil, errors.New("the file could not be closed") // what is said is the status of that
-	}
 	elements, err := h.elements(handle)
 	return h.files, elements, err
 }
@@ -70,77 +66,109 @@ func (h *nfsHandler) elements(handle []byte) ([]string, error) {
 
 // InvalidateHandle implements nfs.Handler.
 func (h *nfsHandler) InvalidateHandle(_ billy.Filesystem, handle []byte) error {
-	h.service.handles.forget(handle)
+	if h.service.handles.forget(handle) {
+		return nil
+	}
 	return h.Handler.InvalidateHandle(h.service.inner, handle)
 }
 
-// commit closes the file of a handle, and with sync brings it to the disk.
-func (h *nfsHandler) commit(handle []byte, sync bool) nfs.NFSStatus {
-	elements, err := h.elements(handle)
-	if err != nil {
-		return nfs.NFSStatusOk // go-nfs finds out, too
-	}
-	if err := h.service.files.close(path.Join(elements...), sync); err != nil {
-		return statusOf(err)
-	}
-	return nfs.NFSStatusOk
+// maxHandles bounds how many handles are kept in memory, own and inner ones each.
+const maxHandles = 1 << 16
+
+// handleMemory keeps handles in memory. rclone writes a small file under one lock for each handle that it gives out, also
+// for those it has given out before, and reads it for each that it gets back. Nobody needs the files: the mount ends with
+// the engine. So rclone is asked only for what does not fit in here, and what it has said is remembered.
+type handleMemory struct {
+	mu    sync.RWMutex
+	own   handleTable // given out here, forgotten only when the file is gone
+	inner handleTable // given out by rclone, forgotten when there are too many
 }
 
-// mostHandles bounds how many handles are remembered.
-const mostHandles = 1 << 16
-
-// handleMemory remembers handles that are on the disk. rclone writes a small file under one lock for each handle that it
-// gives out, also for those it has given out before, and reads it for each that it gets back.
-type handleMemory struct {
-	mu      sync.RWMutex
+type handleTable struct {
 	handles map[string][]byte   // by path
 	paths   map[string][]string // by handle
 }
 
-// handle returns the handle of a path, from find if it is not known.
-func (m *handleMemory) handle(name string, find func() []byte) []byte {
-	m.mu.RLock()
-	known, ok := m.handles[name]
-	m.mu.RUnlock()
-	if ok {
-		return known
+func (t *handleTable) add(name string, handle []byte) {
+	if t.handles == nil {
+		t.handles, t.paths = map[string][]byte{}, map[string][]string{}
 	}
+	elements := strings.Split(name, "/")
+	t.handles[name] = bytes.Clone(handle)
+	t.paths[string(handle)] = elements[:len(elements):len(elements)] // go-nfs appends to what it gets
+}
+
+func (t *handleTable) forget(handle []byte) {
+	if elements := t.paths[string(handle)]; elements != nil {
+		delete(t.handles, path.Join(elements...))
+		delete(t.paths, string(handle))
+	}
+}
+
+// handle returns the handle of a path, from find if there is no room for it here.
+func (m *handleMemory) handle(name string, find func() []byte) []byte {
+	if handle := m.known(name); handle != nil {
+		return handle
+	}
+	m.mu.Lock()
+	hasRoom := len(m.own.handles) < maxHandles && m.inner.handles[name] == nil
+	if hasRoom {
+		handle := md5.Sum([]byte(name)) // of the kind that rclone gives
+		m.own.add(name, handle[:])
+		m.mu.Unlock()
+		return handle[:]
+	}
+	m.mu.Unlock()
 	handle := find()
-	m.remember(name, handle)
+	m.mu.Lock()
+	defer m.mu.Unlock()
+	m.rememberInner(name, handle)
 	return handle
 }
 
-// path returns the path of a handle, from find if it is not known.
+func (m *handleMemory) known(name string) []byte {
+	m.mu.RLock()
+	defer m.mu.RUnlock()
+	if handle := m.own.handles[name]; handle != nil {
+		return handle
+	}
+	return m.inner.handles[name]
+}
+
+// path returns the path of a handle, from find if it was not given out here.
 func (m *handleMemory) path(handle []byte, find func() ([]string, error)) ([]string, error) {
 	m.mu.RLock()
-	known, ok := m.paths[string(handle)]
+	elements := m.own.paths[string(handle)]
+	if elements == nil {
+		elements = m.inner.paths[string(handle)]
+	}
 	m.mu.RUnlock()
-	if ok {
-		return known, nil
+	if elements != nil {
+		return elements, nil
 	}
 	elements, err := find()
 	if err != nil {
 		return nil, err
 	}
-	m.remember(path.Join(elements...), handle)
+	m.mu.Lock()
+	defer m.mu.Unlock()
+	m.rememberInner(path.Join(elements...), handle)
 	return elements, nil
 }
 
-func (m *handleMemory) remember(name string, handle []byte) {
-	m.mu.Lock()
-	defer m.mu.Unlock()
-	if m.handles == nil || len(m.handles) >= mostHandles {
-		m.handles, m.paths = map[string][]byte{}, map[string][]string{}
+func (m *handleMemory) rememberInner(name string, handle []byte) {
+	if len(m.inner.handles) >= maxHandles {
+		m.inner = handleTable{}
 	}
-	elements := strings.Split(name, "/")
-	m.handles[name] = bytes.Clone(handle)
-	m.paths[string(handle)] = elements[:len(elements):len(elements)] // go-nfs appends to what it gets
+	m.inner.add(name, handle)
 }
 
-// forget forgets a handle that is being removed from the disk.
-func (m *handleMemory) forget(handle []byte) {
+// forget forgets a handle whose file is gone. It tells whether it was given out here.
+func (m *handleMemory) forget(handle []byte) bool {
 	m.mu.Lock()
 	defer m.mu.Unlock()
-	delete(m.handles, path.Join(m.paths[string(handle)]...))
-	delete(m.paths, string(handle))
+	own := m.own.paths[string(handle)] != nil
+	m.own.forget(handle)
+	m.inner.forget(handle)
+	return own
 }

@@ -99,7 +99,7 @@ func (s *nfsService) serveConnection(conn net.Conn) {
 		return
 	}
 	connection := newNFSConnection(s, conn)
-	server := nfs.Server{Handler: newNFSHandler(s, connection), ID: s.id}
+	server := nfs.Server{Handler: connection.handler, ID: s.id}
 	// go-nfs serves a listener; this one yields its only connection and then waits for the end of it.
 	_ = server.Serve(&singleListener{connection: connection})
 }

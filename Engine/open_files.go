@@ -260,8 +260,7 @@ func (f *openFiles) openWriter(e *openFile, flags int) error {
 	behind := false
 	if f.cache != nil && objectOf(e.file) == nil {
 		// Writing ends an upload that runs; Google may have taken it all the same.
-		f.cache.delay(e.path)
-		behind = f.cache.attempted(e.path)
+		behind = f.cache.delay(e.path)
 	}
 	f.cache.forgetRecord(e.file)
 	err := f.cache.roomToOpen(e.path)

@@ -13,6 +13,7 @@ import (
 	"os"
 	"os/exec"
 	"path/filepath"
+	"slices"
 	"strings"
 	"sync/atomic"
 	"syscall"
@@ -132,20 +133,32 @@ func (s *servedFolder) expect(want map[string]string) {
 func rpc(t *testing.T, conn net.Conn, procedure uint32, arguments ...[]byte) (status uint32, results []byte) {
 	t.Helper()
 	must(t, conn.SetDeadline(time.Now().Add(patience)))
-	call := binary.BigEndian.AppendUint32(nil, 7) // xid
-	for _, word := range []uint32{0, 2, nfsProgram, 3, procedure, 0, 0, 0, 0} {
+	_, err := conn.Write(callOf(7, nfsVersion, procedure, arguments...))
+	must(t, err)
+	_, answer := answerFrom(t, conn)
+	return binary.BigEndian.Uint32(answer), answer[4:]
+}
+
+// callOf returns the record of a call.
+func callOf(xid, version, procedure uint32, arguments ...[]byte) []byte {
+	call := binary.BigEndian.AppendUint32(nil, xid)
+	for _, word := range []uint32{0, 2, nfsProgram, version, procedure, 0, 0, 0, 0} {
 		call = binary.BigEndian.AppendUint32(call, word)
 	}
 	call = append(call, bytes.Join(arguments, nil)...)
-	_, err := conn.Write(append(binary.BigEndian.AppendUint32(nil, uint32(len(call))|lastFragment), call...))
-	must(t, err)
+	return append(binary.BigEndian.AppendUint32(nil, uint32(len(call))|lastFragment), call...)
+}
+
+// answerFrom returns the next answer on a connection, from the status on.
+func answerFrom(t *testing.T, conn net.Conn) (xid uint32, answer []byte) {
+	t.Helper()
 	head := make([]byte, recordMark)
-	_, err = io.ReadFull(conn, head)
+	_, err := io.ReadFull(conn, head)
 	must(t, err)
-	answer := make([]byte, binary.BigEndian.Uint32(head)&^lastFragment)
+	answer = make([]byte, binary.BigEndian.Uint32(head)&^lastFragment)
 	_, err = io.ReadFull(conn, answer)
 	must(t, err)
-	return binary.BigEndian.Uint32(answer[answerHead:]), answer[answerHead+4:]
+	return binary.BigEndian.Uint32(answer), answer[answerHead:]
 }
 
 func opaque(value []byte) []byte {
@@ -163,7 +176,7 @@ func (s *servedFolder) dial() net.Conn {
 
 // handleOf returns the handle of a path.
 func (s *servedFolder) handleOf(name string) []byte {
-	return newNFSHandler(s.nfsService, newNFSConnection(s.nfsService, nil)).ToHandle(nil, strings.Split(name, "/"))
+	return newNFSConnection(s.nfsService, nil).handler.ToHandle(nil, strings.Split(name, "/"))
 }
 
 func TestOnlySocketsOfTheUserAreServed(t *testing.T) {
@@ -482,6 +495,82 @@ func TestWritesSurviveADownloadOfTheSameFile(t *testing.T) {
 		}))
 		if !bytes.Equal(buffer, text) {
 			t.Fatalf("what was written at %d is gone", at)
+		}
+	}
+}
+
+func TestAnswersAreThoseOfTheLibrary(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	must(t, s.drive.Mkdir("folder", 0o700))
+	s.save("folder/a.txt", strings.Repeat("text ", 20_001))
+	file, folder, gone := opaque(s.handleOf("folder/a.txt")), opaque(s.handleOf("folder")), opaque(s.handleOf("gone"))
+	read := func(offset uint64, count uint32) []byte {
+		return binary.BigEndian.AppendUint32(binary.BigEndian.AppendUint64(nil, offset), count)
+	}
+	write := func(offset uint64, text string) []byte {
+		head := append(binary.BigEndian.AppendUint64(nil, offset), 0, 0, 0, byte(len(text)), 0, 0, 0, 2)
+		return append(head, opaque([]byte(text))...)
+	}
+	conn, xid := s.dial(), uint32(0)
+	for name, c := range map[string]struct {
+		procedure uint32
+		arguments []byte
+		times     []int // where words of times are in the answer
+	}{
+		"GETATTR":                    {1, file, nil},
+		"GETATTR of the root":        {1, opaque(s.handleOf("")), nil},
+		"GETATTR of what is gone":    {1, gone, nil},
+		"GETATTR of a stale handle":  {1, opaque([]byte("0123456789abcdef")), nil},
+		"LOOKUP":                     {3, slices.Concat(folder, opaque([]byte("a.txt"))), nil},
+		"LOOKUP of what is absent":   {3, slices.Concat(folder, opaque([]byte("b.txt"))), nil},
+		"LOOKUP in a file":           {3, slices.Concat(file, opaque([]byte("b.txt"))), nil},
+		"LOOKUP of the folder above": {3, slices.Concat(folder, opaque([]byte(".."))), nil},
+		"READ":                       {6, slices.Concat(file, read(10, 1001)), nil},
+		"READ of much":               {6, slices.Concat(file, read(0, 100_000)), nil},
+		"READ up to the end":         {6, slices.Concat(file, read(5, 100_000)), nil},
+		"READ behind the end":        {6, slices.Concat(file, read(1<<40, 10)), nil},
+		"READ of a folder":           {6, slices.Concat(folder, read(0, 10)), nil},
+		"READ of what is gone":       {6, slices.Concat(gone, read(0, 10)), nil},
+		"WRITE":                      {7, slices.Concat(file, write(3, "more")), []int{16, 24, 96, 104, 112}},
+		"WRITE to a folder":          {7, slices.Concat(folder, write(0, "more")), nil},
+		"COMMIT":                     {21, slices.Concat(file, make([]byte, 12)), nil},
+	} {
+		var answers [2][]byte
+		for i := range answers {
+			// The library answers to any version of the protocol.
+			xid++
+			_, err := conn.Write(callOf(xid, nfsVersion+uint32(i), c.procedure, c.arguments))
+			must(t, err)
+			_, answers[i] = answerFrom(t, conn)
+			for _, at := range c.times {
+				copy(answers[i][at:], make([]byte, 8))
+			}
+		}
+		if !bytes.Equal(answers[0], answers[1]) {
+			t.Errorf("%s is answered with\n%x, and by the library with\n%x", name, answers[0], answers[1])
+		}
+	}
+}
+
+func TestAnswersComeInTurn(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	s.save("a.txt", "text")
+	conn := s.dial()
+	must(t, conn.SetDeadline(time.Now().Add(patience)))
+	const calls = 200
+	var records []byte
+	for xid := range uint32(calls) {
+		procedure := uint32(1) // GETATTR
+		if xid%3 == 0 {
+			procedure = 19 // FSINFO, which the library answers
+		}
+		records = append(records, callOf(xid, nfsVersion, procedure, opaque(s.handleOf("a.txt")))...)
+	}
+	_, err := conn.Write(records)
+	must(t, err)
+	for want := range uint32(calls) {
+		if xid, answer := answerFrom(t, conn); xid != want || binary.BigEndian.Uint32(answer) != 0 {
+			t.Fatalf("call %d is answered with %x when it is call %d's turn", xid, answer, want)
 		}
 	}
 }
