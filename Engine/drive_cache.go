@@ -12,6 +12,7 @@ import (
 	"path/filepath"
 	"slices"
 	"strings"
+	"sync"
 	"time"
 
 	"github.com/rclone/rclone/fs"
@@ -107,7 +108,37 @@ func (c *driveCache) writeAt(handle vfs.Handle, p []byte, offset int64) (int, er
 // missing tells whether parts of a changed file have to come from Google before it can be uploaded.
 func (c *driveCache) missing(name string) bool {
 	item := c.dirtyItem(name)
-	return item != nil && !missingOf(item).IsEmpty()
+	if item == nil || missingOf(item).IsEmpty() {
+		return false
+	}
+	if err := noteHoles(item); err != nil {
+		fs.Errorf(name, "Failed to note the holes of a new file: %v", err)
+	}
+	return !missingOf(item).IsEmpty()
+}
+
+// noteHoles makes the cache take all of a file that Google never had as written. rclone does not note the part that a WRITE
+// behind the end leaves out, or that there was no room for, if it is asked for the size while the file grows; it would look
+// for it at Google for ever.
+func noteHoles(item *vfscache.Item) error {
+	mutex, err := member[sync.Mutex](item, "mu")
+	if err != nil {
+		return err
+	}
+	object, err := member[fs.Object](item, "o")
+	if err != nil {
+		return err
+	}
+	info, err := member[vfscache.Info](item, "info")
+	if err != nil {
+		return err
+	}
+	mutex.Lock()
+	defer mutex.Unlock()
+	if *object == nil && info.Fingerprint == "" {
+		info.Rs.Insert(ranges.Range{Pos: 0, Size: info.Size})
+	}
+	return nil
 }
 
 func missingOf(item *vfscache.Item) ranges.Range {

@@ -402,6 +402,21 @@ func TestMovesAndRemovalsAroundPendingUploads(t *testing.T) {
 	}
 }
 
+func TestHolesOfANewFileAreUploadedAsZeros(t *testing.T) {
+	s := serveFolder(t, 10*time.Millisecond)
+	must(t, s.files.write("a", true, func(handle vfs.Handle) error {
+		// A WRITE that has let the file grow is not noted yet when somebody asks for the size, and then fails.
+		must(t, os.Truncate(filepath.Join(s.files.cache.data, "a"), 8))
+		_, err := s.files.cache.Item("a").GetSize()
+		must(t, err)
+		_, err = handle.WriteAt([]byte("text"), 4)
+		return err
+	}))
+	must(t, s.files.close("a", false))
+	s.uploaded()
+	s.expect(map[string]string{"a": "\x00\x00\x00\x00text"})
+}
+
 // awayFs is a folder whose files cannot be read while it is away.
 type awayFs struct {
 	fs.Fs
