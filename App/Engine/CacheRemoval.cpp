@@ -45,12 +45,12 @@ QCoro::Task<> removeAll(QByteArrayList paths) {
         qCWarning(engineLog, "%d parts of a cache could not be deleted", failures);
 }
 
-QByteArrayList entriesOf(const QString &directory, const QStringList &names = {}) {
+QByteArrayList entriesOf(const QString &folder, const QStringList &names = {}) {
     QByteArrayList paths;
     const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-    const QStringList entries = QDir(directory).entryList(names, all);
+    const QStringList entries = QDir(folder).entryList(names, all);
     for (const QString &entry : entries)
-        paths.append(QFile::encodeName(directory + u'/' + entry));
+        paths.append(QFile::encodeName(folder + u'/' + entry));
     return paths;
 }
 
@@ -61,8 +61,8 @@ QCoro::Task<> CacheRemoval::begin() {
     const QByteArray aside = path + QFile::encodeName(removalMark + QUuid::createUuid().toString(QUuid::WithoutBraces));
     // What a link leads to does not go away with the link.
     const QFileInfo cache(Paths::cacheDirectory());
-    const bool isOwnDirectory = cache.isDir() && !cache.isSymLink();
-    if (isOwnDirectory && std::rename(path.constData(), aside.constData()) == 0) {
+    const bool isOwnFolder = cache.isDir() && !cache.isSymLink();
+    if (isOwnFolder && std::rename(path.constData(), aside.constData()) == 0) {
         QByteArrayList paths;
         paths.append(aside);
         spawn(removeAll(std::move(paths)));

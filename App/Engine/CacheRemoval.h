@@ -8,8 +8,8 @@ namespace quillmount {
 // Deletes the engine's cache, which can hold many gigabytes, without keeping anybody waiting for it.
 namespace CacheRemoval {
 
-// Takes the cache directory away at once, under another name, and deletes it on a thread. Resolves when the cache
-// directory is gone or empty; what was renamed may still be there. Failures are logged.
+// Takes the cache folder away at once, under another name, and deletes it on a thread. Resolves when the cache
+// folder is gone or empty; what was renamed may still be there. Failures are logged.
 [[nodiscard]] QCoro::Task<> begin();
 
 // Deletes on a thread what an earlier run took away and did not come to delete.

@@ -23,10 +23,8 @@ using namespace std::chrono_literals;
 Q_LOGGING_CATEGORY(engineLog, "quillmount.engine")
 
 namespace {
-constexpr int stopPollMilliseconds = 100;
-constexpr int stopPolls = 50;
 constexpr auto uploadWaitPause = 1s;
-constexpr auto busyMountPatience = 5s;
+constexpr auto busyMountTimeout = 5s;
 constexpr auto signOutPause = 50ms;
 constexpr auto offlineRetryPeriod = 5min;
 } // namespace
@@ -38,6 +36,8 @@ DriveEngine::DriveEngine(VolumeSetup &volumeSetup, QObject *parent)
     , m_mount(new DriveMount(volumeSetup, this)) {
     Paths::ensureDirectories();
     CacheRemoval::finish();
+    QObject::connect(m_mount, &DriveMount::filesSetAside, this, &DriveEngine::filesSetAside);
+    QObject::connect(m_mount, &DriveMount::pointTaken, this, &DriveEngine::mountPointTaken);
     QObject::connect(m_mount, &DriveMount::lost, this, [this](bool stillListed) { spawn(mountLost(stillListed)); });
     NetworkPath &path = *Platform::current().networkPath;
     // Queued: every update is a task of its own on the main thread.
@@ -50,7 +50,7 @@ DriveEngine::DriveEngine(VolumeSetup &volumeSetup, QObject *parent)
         },
         Qt::QueuedConnection);
     path.start();
-    m_state = restingState();
+    handle(Event::created);
 }
 
 DriveEngine::~DriveEngine() {
@@ -70,19 +70,32 @@ bool DriveEngine::isMounted() const {
     return m_mount->isMounted();
 }
 
-void DriveEngine::setState(State state) {
-    const bool rests = state.isFailed() || state == State::stopped || state == State::signedOut;
+std::optional<DriveEngine::State> DriveEngine::handle(Event event, ErrorMapper::Kind kind) {
+    DriveTransition::Circumstances now = circumstances();
+    now.kind = kind;
+    const std::optional<State> next = DriveTransition::next(m_state, event, now);
+    if (!next)
+        return std::nullopt;
+    const bool rests = next->isFailed() || next == State::stopped || next == State::signedOut;
     if (rests && !m_process)
         clearStats();
-    if (state != m_state)
-        qCInfo(engineLog, "%ls -> %ls", qUtf16Printable(m_state.name()), qUtf16Printable(state.name()));
-    publish(this, &DriveEngine::stateChanged, [&] { m_state = state; });
-    if (m_state == State::failure(ErrorMapper::Kind::offline))
+    if (next != m_state)
+        qCInfo(engineLog, "%s: %ls -> %ls", DriveTransition::name(event), qUtf16Printable(m_state.name()),
+               qUtf16Printable(next->name()));
+    publish(this, &DriveEngine::stateChanged, [&] { m_state = *next; });
+    if (next == State::failure(ErrorMapper::Kind::offline))
         m_restartTask.start([this](std::stop_token stop) { return retryLater(std::move(stop)); });
+    return next;
 }
 
-DriveEngine::State DriveEngine::restingState() const {
-    return Paths::hasEngineConfig() ? State::stopped : State::signedOut;
+DriveTransition::Circumstances DriveEngine::circumstances() const {
+    return {.hasAccount = Paths::hasEngineConfig(),
+            .hasEngine = m_process != nullptr,
+            .isSettingUpVolume = m_isSettingUpVolume,
+            .isMounted = isMounted(),
+            .stopRequested = m_stopRequested,
+            .hasShutDown = m_hasShutDown,
+            .restartAttempt = m_restartAttempts + 1};
 }
 
 void DriveEngine::start() {
@@ -94,7 +107,7 @@ void DriveEngine::start() {
     }
     m_startWish = ++m_wish;
     if (!Paths::hasEngineConfig()) {
-        setState(State::signedOut);
+        handle(Event::start);
         return;
     }
     const bool isSetUp = m_volumeSetup.isInstalled() && m_volumeSetup.resolvesLocally();
@@ -102,7 +115,7 @@ void DriveEngine::start() {
         launch();
         return;
     }
-    setState(State::starting);
+    handle(Event::volumeSetupOffered);
     m_isSettingUpVolume = true;
     spawn(launchAfterVolumeSetup());
 }
@@ -118,8 +131,8 @@ QCoro::Task<> DriveEngine::launchAfterVolumeSetup() {
     // The user may have ejected or signed out while the offer was open.
     if (m_startWish == m_wish && Paths::hasEngineConfig())
         launch();
-    else if (m_state == State::starting && !m_process)
-        setState(restingState());
+    else
+        handle(Event::startWithdrawn);
 }
 
 QCoro::Task<bool> DriveEngine::runVolumeSetup() {
@@ -136,10 +149,9 @@ void DriveEngine::retry() {
     m_restartTask.cancel();
     if (m_state.isFailed() && !m_hasShutDown) {
         const quint64 wish = ++m_wish;
-        setState(State::stopped);
-        if (m_process) {
-            // A failed drive can still have its engine; `start` would take it for one that needs nothing.
-            setState(State::starting);
+        handle(Event::retry);
+        // A failed drive can still have its engine; `start` would take it for one that needs nothing.
+        if (handle(Event::formerEngineRuns)) {
             spawn(stopEngineThenStart(wish));
             return;
         }
@@ -188,7 +200,7 @@ QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) 
     resetAccountFigures();
     if (m_process || (wish != m_wish && m_state != State::signedOut))
         co_return;
-    setState(State::stopped);
+    handle(Event::connected);
     if (wish == m_wish)
         start();
 }
@@ -201,11 +213,8 @@ QCoro::Task<> DriveEngine::carryOutEject(quint64 wish, bool force) {
     const QPointer self(this);
     // A pending restart would bring the drive back by itself.
     m_restartTask.cancel();
-    if (!m_process) {
-        setState(restingState());
+    if (handle(Event::eject) != State(State::ejecting))
         co_return;
-    }
-    setState(State::ejecting);
     m_forceEjectRequested = force;
     if (!force) {
         co_await waitForUploads(wish);
@@ -215,7 +224,7 @@ QCoro::Task<> DriveEngine::carryOutEject(quint64 wish, bool force) {
     }
     co_await stopEngine();
     if (self && wish == m_wish)
-        setState(restingState());
+        handle(Event::detached);
 }
 
 QCoro::Task<> DriveEngine::waitForUploads(quint64 wish) {
@@ -232,16 +241,15 @@ QCoro::Task<> DriveEngine::waitForUploads(quint64 wish) {
             if (!self)
                 co_return;
             if (wish != m_wish) {
-                // Given up in the meantime: a drive that has just lost its mount has to be mounted again.
-                if (m_state == State::live && !isMounted())
-                    setState(State::starting);
+                // Given up in the meantime: a drive that has just lost its mount has to be remounted.
+                handle(Event::unmountedAfterAll);
                 co_return;
             }
             // What was open until now may still have to be uploaded, so the engine is asked once more.
             if (!isMounted())
                 continue;
             busySince = busySince.value_or(m_clock.uptime());
-            if (m_clock.uptime() - *busySince >= busyMountPatience)
+            if (m_clock.uptime() - *busySince >= busyMountTimeout)
                 co_return;
         } else {
             busySince.reset();
@@ -262,7 +270,7 @@ void DriveEngine::cancelEject() {
         return;
     ++m_wish;
     m_forceEjectRequested = false;
-    setState(isMounted() ? State::live : State::starting);
+    handle(Event::cancelEject);
 }
 
 QCoro::Task<> DriveEngine::signOut() {
@@ -281,7 +289,7 @@ QCoro::Task<> DriveEngine::signOut() {
     --m_signOuts;
     forgetAccount();
     if (accountWish == m_accountWish)
-        setState(State::signedOut);
+        handle(Event::signedOut);
 }
 
 void DriveEngine::forgetAccount() {
@@ -311,17 +319,8 @@ void DriveEngine::shutdownNow() {
     m_restartTask.cancel();
     if (m_process || isMounted())
         m_mount->removeNow();
-    if (m_process) {
-        m_process->terminate();
-        // Counted, because the clock stands still for whoever blocks its thread.
-        bool ended = m_process->waitForEnd(0);
-        for (int poll = 0; poll < stopPolls && !ended; ++poll)
-            ended = m_process->waitForEnd(stopPollMilliseconds);
-        if (!ended) {
-            m_process->kill();
-            m_process->waitForEnd(stopPollMilliseconds);
-        }
-    }
+    if (m_process)
+        m_process->endNow();
     if (isMounted())
         m_mount->force();
     clearStats();

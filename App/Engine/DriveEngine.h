@@ -3,7 +3,7 @@
 
 #include "App/Concurrency/ObservableObject.h"
 #include "App/Concurrency/Task.h"
-#include "App/Engine/DriveState.h"
+#include "App/Engine/DriveTransition.h"
 #include "App/Engine/RemoteControl.h"
 #include "Platform/Clock.h"
 
@@ -28,7 +28,7 @@ public:
     using Quota = DriveQuota;
     using Transfer = DriveTransfer;
 
-    // Prepares the directories and decides the first state; starts nothing. `volumeSetup` outlives this object.
+    // Prepares the folders and decides the first state; starts nothing. `volumeSetup` outlives this object.
     explicit DriveEngine(VolumeSetup &volumeSetup, QObject *parent = nullptr);
     // Ends neither engine nor mount: `shutdownNow` does.
     ~DriveEngine() override;
@@ -50,7 +50,7 @@ public:
 
     // Starts the drive of the connected account. Does nothing while an engine runs, and after `shutdownNow`.
     void start();
-    // The user's "try again": forgets earlier restarts and starts anew. A failed drive leaves its state at once; one
+    // The user's "try again": forgets earlier restarts and starts. A failed drive leaves its state at once; one
     // that did not fail is not disturbed.
     void retry();
     // Takes a new account (`token`: one line of JSON; `email`: absent when not known) and starts its drive, unless a
@@ -88,8 +88,11 @@ Q_SIGNALS:
     void filesRecovered(const QString &path, qint64 count);
 
 private:
-    void setState(State state);
-    [[nodiscard]] State restingState() const;
+    using Event = DriveTransition::Event;
+    // The one place that changes the state: looks the event up in the table of transitions and assigns what it leads
+    // to. The new state; absent when the event leaves the state as it is. `kind`: why something ended or failed.
+    std::optional<State> handle(Event event, ErrorMapper::Kind kind = ErrorMapper::Kind::unknown);
+    [[nodiscard]] DriveTransition::Circumstances circumstances() const;
 
     [[nodiscard]] QCoro::Task<> carryOutEject(quint64 wish, bool force);
     // Resolves when nothing waits for its upload and the mount is gone, and when there is no sense in waiting.
@@ -101,16 +104,14 @@ private:
     void launch();
     [[nodiscard]] QCoro::Task<> launchAfterVolumeSetup();
     [[nodiscard]] QCoro::Task<bool> runVolumeSetup();
-    // False when the drive must not be mounted there.
-    [[nodiscard]] bool prepareMountPoint();
     void engineExited(quint64 run);
-    void restartOrFail(ErrorMapper::Kind kind);
+    // An event after which the engine is restarted, or the drive remounted, unless that was done too often.
+    void restartOrFail(Event event, ErrorMapper::Kind kind);
     [[nodiscard]] QCoro::Task<> startAfter(Clock::Duration delay, quint64 wish, std::stop_token stop);
     [[nodiscard]] QCoro::Task<> retryLater(std::stop_token stop);
     // Takes the mount away and then ends the engine. Resolves when it has ended or another one was started.
     [[nodiscard]] QCoro::Task<> stopEngine();
     [[nodiscard]] QCoro::Task<> stopEngineThenStart(quint64 wish);
-    void clearLeftovers(const QString &binary);
 
     [[nodiscard]] QCoro::Task<> mountThenPoll(Clock::Duration delay, std::stop_token stop);
     [[nodiscard]] QCoro::Task<bool> waitForMount(std::stop_token stop);
@@ -124,9 +125,8 @@ private:
     [[nodiscard]] QCoro::Task<> refreshFolderURL(RemoteControl rc);
     // Whether an answer still belongs to the engine that was asked.
     [[nodiscard]] bool isCurrent(quint64 run) const { return m_rc && m_run == run; }
-    void readCacheFigures(const QJsonObject &diskCache);
-    void readTransfers(const QJsonObject &coreStats);
-    void tellOfRecoveredFiles(const QJsonObject &setAside);
+    void publishTransfers(const QJsonObject &coreStats);
+    void tellOfRecoveredFiles(const QJsonObject &vfsStats);
 
     VolumeSetup &m_volumeSetup;
     Clock &m_clock;

@@ -19,12 +19,6 @@ constexpr auto mountDeadline = 45s;
 constexpr auto mountPause = 500ms;
 constexpr auto pollPause = 2s;
 constexpr auto exitGrace = 1s;
-
-// Why there is no mount: what the engine says, or else the mount itself.
-ErrorMapper::Kind mountFailure() {
-    const ErrorMapper::Kind kind = ErrorMapper::classify(ErrorMapper::lastLogError());
-    return kind == ErrorMapper::Kind::unknown ? ErrorMapper::Kind::mountRefused : kind;
-}
 } // namespace
 
 QCoro::Task<> DriveEngine::mountThenPoll(Clock::Duration delay, std::stop_token stop) {
@@ -36,7 +30,7 @@ QCoro::Task<> DriveEngine::mountThenPoll(Clock::Duration delay, std::stop_token 
         if (!self || stop.stop_requested() || !m_process)
             co_return;
         if (!mounted) {
-            setState(State::failure(mountFailure()));
+            handle(Event::mountDeadline, ErrorMapper::classify(ErrorMapper::lastLogError()));
             co_await endIdleEngine(stop);
             co_return;
         }
@@ -46,7 +40,7 @@ QCoro::Task<> DriveEngine::mountThenPoll(Clock::Duration delay, std::stop_token 
 
 QCoro::Task<> DriveEngine::poll(std::stop_token stop) {
     const QPointer self(this);
-    // An eject that is cancelled after the mount has gone leaves the drive starting: it has to be mounted again.
+    // An eject that is cancelled after the mount has gone leaves the drive starting: it has to be remounted.
     while (self && !stop.stop_requested() && m_process && m_state != State::starting) {
         m_mount->tend();
         co_await refresh();
@@ -61,10 +55,10 @@ QCoro::Task<bool> DriveEngine::waitForMount(std::stop_token stop) {
     const QPointer self(this);
     const auto deadline = m_clock.uptime() + mountDeadline;
     bool mountSucceeded = m_mount->isAttached();
-    while (!stop.stop_requested() && m_clock.uptime() < deadline && m_process) {
-        // An eject that began meanwhile wants no mount.
-        if (m_state != State::starting)
-            co_return true;
+    // An eject that began meanwhile wants no mount.
+    while (!stop.stop_requested() && m_process && m_state == State::starting) {
+        if (m_clock.uptime() >= deadline)
+            co_return false;
         bool answers = false;
         if (m_rc)
             answers = co_await m_rc->answers();
@@ -77,15 +71,14 @@ QCoro::Task<bool> DriveEngine::waitForMount(std::stop_token stop) {
         }
         if (answers && mountSucceeded && isMounted()) {
             m_mount->watch();
-            if (m_state == State::starting)
-                setState(State::live);
+            handle(Event::mounted);
             co_return true;
         }
         co_await m_clock.sleep(mountPause, stop);
         if (!self)
             co_return false;
     }
-    co_return false;
+    co_return true;
 }
 
 // An engine without a mount is of no use unless it uploads what was saved before.
@@ -136,7 +129,7 @@ QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
     if (!isWanted)
         co_return;
     m_pollTask.cancel();
-    restartOrFail(mountFailure());
+    restartOrFail(Event::mountServerGone, ErrorMapper::classify(ErrorMapper::lastLogError()));
     if (m_state.isFailed())
         m_pollTask.start([this](std::stop_token stop) { return endIdleEngine(std::move(stop)); });
 }

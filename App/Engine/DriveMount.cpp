@@ -8,16 +8,23 @@
 #include "App/Support/VolumeSetup.h"
 #include "Platform/Platform.h"
 
+#include <QDir>
+#include <QLoggingCategory>
 #include <QPointer>
 
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_LOGGING_CATEGORY(engineLog)
+
 namespace {
 
 constexpr double mountTimeout = 20;
 constexpr double unmountTimeout = 6;
+constexpr double processCheckTimeout = 10;
+constexpr double volumeReadyTimeout = 5;
+constexpr int noneFound = 1;
 
 // The one order in which a mount is taken away from an engine that runs. Values, so that a thread can carry it out.
 struct Removal {
@@ -62,6 +69,45 @@ bool DriveMount::isPointTaken() const {
     if (Platform::current().mountTable->isForeign(point()))
         return true;
     return !isMounted() && MountPoint::isTaken(point());
+}
+
+void DriveMount::clearLeftovers(const QString &binary) {
+    const SystemCommands &commands = *Platform::current().systemCommands;
+    const EngineIdentity engine{binary, Paths::engineConfig()};
+    // A search that failed has told nothing.
+    if (Shell::run(commands.findEngines(engine), processCheckTimeout) != noneFound) {
+        removeNow();
+        for (const Command &command : commands.endEngines(engine))
+            Shell::run(command, processCheckTimeout);
+    }
+    if (isMounted())
+        force();
+    const QString home = Paths::homeMountPoint();
+    if (point() != home && !Platform::current().mountTable->isMounted(home))
+        QDir().rmdir(home);
+}
+
+bool DriveMount::prepareMountPoint() {
+    if (m_volumeSetup.isInstalled()) {
+        m_volumeSetup.waitUntilReady(volumeReadyTimeout);
+        return true;
+    }
+    if (isMounted())
+        return true;
+    if (isPointTaken()) {
+        qCWarning(engineLog, "something of the user's own is at the mount point; it stays as it is");
+        Q_EMIT pointTaken(point());
+        return false;
+    }
+    const MountPoint::Preparation prepared = MountPoint::prepare(point());
+    if (prepared.setAside) {
+        qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls",
+                  qUtf16Printable(*prepared.setAside));
+        Q_EMIT filesSetAside(*prepared.setAside);
+    }
+    if (!prepared.isUsable)
+        qCWarning(engineLog, "the mount point cannot be made, or be emptied");
+    return prepared.isUsable;
 }
 
 QCoro::Task<bool> DriveMount::attach(quint16 port) {

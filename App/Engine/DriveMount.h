@@ -30,16 +30,22 @@ public:
     // Mounted, and by an `attach` of ours.
     [[nodiscard]] bool isAttached() const { return m_isAttached && isMounted(); }
 
+    // Before a launch: takes away the mount and the engines that an earlier run left. Blocks, in the worst case for
+    // about 45 seconds. `binary` is the engine's executable.
+    void clearLeftovers(const QString &binary);
+    // Makes what the drive can be mounted on. False when it must not be mounted there. Blocks, at most for 5 seconds.
+    [[nodiscard]] bool prepareMountPoint();
+
     // Runs the mount command for the server on this port. True when it succeeded; the mount may be listed only later.
     [[nodiscard]] QCoro::Task<bool> attach(quint16 port);
 
     // From now on `lost` tells of the mount's end, once.
     void watch();
     void stopWatching();
-    // A process that serves the mount and was stopped is set going again.
+    // Continues a process that serves the mount and was stopped.
     void tend();
 
-    // Takes the mount away if nobody uses it. It is watched again when it stays.
+    // Takes the mount away if nobody uses it. If it stays, `lost` goes on to tell of its end.
     [[nodiscard]] QCoro::Task<> release();
     // Takes the mount away whoever uses it, such that what was written into it reaches the engine first: to be done
     // before the engine is asked to end. Also ends a mount command that is under way.
@@ -50,6 +56,10 @@ public:
     void force();
 
 Q_SIGNALS:
+    // Files were found in the bare mount point and moved to `path`.
+    void filesSetAside(const QString &path);
+    // Something of the user's own stands at `path`, the mount point, and stays as it is.
+    void pointTaken(const QString &path);
     // The mount is gone, or the process that served it while it is still listed.
     void lost(bool stillListed);
 

@@ -63,7 +63,7 @@ struct DriveTransfer {
 struct DriveStats {
     qint64 uploadsQueued = 0;     // files written locally and waiting to be uploaded
     qint64 uploadsInProgress = 0; // files being uploaded now
-    qint64 erroredFiles = 0;      // files whose upload failed and is tried again
+    qint64 erroredFiles = 0;      // files whose upload failed and is retried
     qint64 cacheBytes = 0;        // held in the local cache
     double bytesPerSecond = 0;
     QList<DriveTransfer> transfers; // at most five, in the engine's order

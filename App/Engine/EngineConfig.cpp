@@ -48,12 +48,12 @@ bool createFile(const QString &path, const QByteArray &contents) {
     return file.write(contents) == contents.size() && file.flush() && fsync(file.handle()) == 0;
 }
 
-// A renamed file has its new name for good only when its directory is on disk.
-bool syncDirectory(const QString &path) {
-    const int directory = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool synced = directory >= 0 && fsync(directory) == 0;
-    if (directory >= 0)
-        close(directory);
+// A renamed file has its new name for good only when its folder is on disk.
+bool syncFolder(const QString &path) {
+    const int folder = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synced = folder >= 0 && fsync(folder) == 0;
+    if (folder >= 0)
+        close(folder);
     return synced;
 }
 
@@ -72,8 +72,8 @@ QCoro::Task<> EngineConfig::write(QString token) {
         createFile(temporary, configurationText(token)) &&
         std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) == 0 &&
         QFile::setPermissions(path, ownerOnly);
-    if (written && !syncDirectory(QFileInfo(path).path()))
-        qCWarning(log, "the directory of the engine's configuration could not be synced");
+    if (written && !syncFolder(QFileInfo(path).path()))
+        qCWarning(log, "the folder of the engine's configuration could not be synced");
     if (!written) {
         QFile::remove(temporary);
         throw ConfigError(ConfigError::writeFailed);

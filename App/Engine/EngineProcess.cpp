@@ -2,14 +2,24 @@
 #include "App/Engine/EngineProcess.h"
 
 #include "App/Engine/ChildProcess.h"
+#include "Platform/Platform.h"
 
+#include <QPointer>
 #include <QProcess>
 
 #include <sys/resource.h>
 
 namespace quillmount {
 
+using namespace std::chrono_literals;
+
 namespace {
+
+constexpr int endChecks = 20;
+constexpr auto endCheckPause = 250ms;
+constexpr auto killCheckPause = 50ms;
+constexpr int blockingChecks = 50;
+constexpr int blockingCheckMilliseconds = 100;
 
 // Between fork and exec: only what is safe there.
 void prepareEngine(int inherited) {
@@ -29,8 +39,11 @@ EngineProcess::EngineProcess(QObject *parent)
     m_process->setStandardOutputFile(QProcess::nullDevice());
     m_process->setStandardErrorFile(QProcess::nullDevice());
     m_process->setWorkingDirectory(QString::fromLatin1(ChildProcess::workingDirectory));
-    connect(
-        m_process, &QProcess::finished, this, [this](int status) { Q_EMIT ended(status); }, Qt::QueuedConnection);
+    const auto report = [this](int status) {
+        m_hasEnded = true;
+        Q_EMIT ended(status);
+    };
+    connect(m_process, &QProcess::finished, this, report, Qt::QueuedConnection);
 }
 
 EngineProcess::~EngineProcess() {
@@ -55,8 +68,34 @@ void EngineProcess::terminate() {
     m_process->terminate();
 }
 
-void EngineProcess::kill() {
+QCoro::Task<> EngineProcess::end() {
+    const QPointer self(this);
+    Clock &clock = *Platform::current().clock;
+    terminate();
+    for (int check = 0; check < endChecks; ++check) {
+        co_await clock.sleep(endCheckPause, {});
+        if (!self || m_hasEnded)
+            co_return;
+    }
     m_process->kill();
+    // However long the system takes over it: whoever waits here must not act on the cache of an engine that runs.
+    for (;;) {
+        co_await clock.sleep(killCheckPause, {});
+        if (!self || m_hasEnded)
+            co_return;
+    }
+}
+
+void EngineProcess::endNow() {
+    terminate();
+    // Counted, because the clock stands still for whoever blocks its thread.
+    bool ended = waitForEnd(0);
+    for (int check = 0; check < blockingChecks && !ended; ++check)
+        ended = waitForEnd(blockingCheckMilliseconds);
+    if (ended)
+        return;
+    m_process->kill();
+    waitForEnd(blockingCheckMilliseconds);
 }
 
 bool EngineProcess::isRunning() const {

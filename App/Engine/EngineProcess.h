@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <QProcessEnvironment>
 #include <QStringList>
@@ -26,20 +27,24 @@ public:
 
     // Asks it to end. Harmless after its end.
     void terminate();
-    void kill();
+    // Asks it to end and kills it after 5 seconds. Resolves when `ended` has been sent, or this object is destroyed.
+    [[nodiscard]] QCoro::Task<> end();
+    // The same, blocking.
+    void endNow();
     [[nodiscard]] bool isRunning() const;
     // 0 when it does not run.
     [[nodiscard]] qint64 processId() const;
-
-    // Blocks until the process has ended, at most for `milliseconds`. True when it has.
-    bool waitForEnd(int milliseconds);
 
 Q_SIGNALS:
     // It has ended, by itself or by a signal. Always sent from the event loop, never inside a call of this object.
     void ended(int status);
 
 private:
+    // Blocks until the process has ended, at most for `milliseconds`. True when it has.
+    bool waitForEnd(int milliseconds);
+
     QProcess *m_process;
+    bool m_hasEnded = false; // and `ended` was sent
 };
 
 } // namespace quillmount

@@ -11,7 +11,7 @@ namespace ErrorMapper {
 Q_NAMESPACE
 
 enum class Kind {
-    needsReconnect, // Google no longer accepts the account's authorisation: the person has to sign in again
+    needsReconnect, // Google no longer accepts the account's authorisation: the user has to sign in again
     offline,        // Google cannot be reached
     mountRefused,   // the drive could not be mounted
     diskFull,       // the local disk is full

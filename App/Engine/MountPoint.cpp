@@ -27,20 +27,20 @@ Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
 namespace {
 
-constexpr mode_t readOnlyDirectory = 0500;
+constexpr mode_t readOnlyFolder = 0500;
 constexpr mode_t clearedUpByTheUser = 0700;
 
-// A directory that was opened as what stands at the path itself, not as what a link there leads to: what is found out
-// about it, and what is changed, is one and the same directory.
-class Directory {
+// A folder that was opened as what stands at the path itself, not as what a link there leads to: what is found out
+// about it, and what is changed, is one and the same folder.
+class Folder {
 public:
-    explicit Directory(const QString &path)
+    explicit Folder(const QString &path)
         : m_descriptor(::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)) {}
-    ~Directory() {
+    ~Folder() {
         if (m_descriptor >= 0)
             ::close(m_descriptor);
     }
-    Q_DISABLE_COPY_MOVE(Directory)
+    Q_DISABLE_COPY_MOVE(Folder)
 
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
 
@@ -56,7 +56,7 @@ public:
         return errno == 0 && count <= 2;
     }
 
-    // What no other directory has: an inode number is used again, but not with the same time of birth.
+    // What no other folder has: an inode number is used again, but not with the same time of birth.
     [[nodiscard]] QByteArray identity() const {
         struct statx found = {};
         if (::statx(m_descriptor, "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &found) != 0)
@@ -73,19 +73,19 @@ private:
     int m_descriptor;
 };
 
-bool isOurs(const Directory &directory) {
+bool isOurs(const Folder &folder) {
     QFile mark(Paths::mountPointMark());
-    const QByteArray identity = directory.identity();
+    const QByteArray identity = folder.identity();
     return !identity.isEmpty() && mark.open(QIODevice::ReadOnly) && mark.readAll().trimmed() == identity;
 }
 
-void markAsOurs(const Directory &directory) {
-    if (isOurs(directory))
+void markAsOurs(const Folder &folder) {
+    if (isOurs(folder))
         return;
     QDir().mkpath(QFileInfo(Paths::mountPointMark()).path());
     QSaveFile mark(Paths::mountPointMark());
-    // Without the mark the directory is taken for the user's own once there is something in it, and nothing is lost.
-    if (!mark.open(QIODevice::WriteOnly) || mark.write(directory.identity() + '\n') < 0 || !mark.commit())
+    // Without the mark the folder is taken for the user's own once there is something in it, and nothing is lost.
+    if (!mark.open(QIODevice::WriteOnly) || mark.write(folder.identity() + '\n') < 0 || !mark.commit())
         qCWarning(engineLog, "the mount point could not be noted as Quillmount's own: %ls",
                   qUtf16Printable(mark.errorString()));
 }
@@ -111,15 +111,15 @@ QString asideName(const QString &path) {
 bool MountPoint::isTaken(const QString &path) {
     if (!isThere(path))
         return false;
-    const Directory directory(path);
-    return !directory.isOpen() || (!directory.isEmpty() && !isOurs(directory));
+    const Folder folder(path);
+    return !folder.isOpen() || (!folder.isEmpty() && !isOurs(folder));
 }
 
 MountPoint::Preparation MountPoint::prepare(const QString &path) {
     if (isTaken(path))
         return {};
     Preparation preparation;
-    if (const Directory former(path); former.isOpen() && !former.isEmpty()) {
+    if (const Folder former(path); former.isOpen() && !former.isEmpty()) {
         const QString aside = asideName(path);
         if (std::rename(QFile::encodeName(path).constData(), QFile::encodeName(aside).constData()) != 0) {
             const int error = errno;
@@ -131,12 +131,12 @@ MountPoint::Preparation MountPoint::prepare(const QString &path) {
         former.setMode(clearedUpByTheUser);
     }
     QDir().mkpath(path);
-    const Directory directory(path);
-    // Looked at again: somebody may have been quicker.
-    if (!directory.isOpen() || !directory.isEmpty())
+    const Folder folder(path);
+    // Looked at once more: somebody may have been quicker.
+    if (!folder.isOpen() || !folder.isEmpty())
         return preparation;
-    directory.setMode(readOnlyDirectory);
-    markAsOurs(directory);
+    folder.setMode(readOnlyFolder);
+    markAsOurs(folder);
     preparation.isUsable = true;
     return preparation;
 }

@@ -7,25 +7,25 @@
 
 namespace quillmount {
 
-// The directory that the drive is mounted on. While the drive is away it is an ordinary directory, and what is saved
+// The folder that the drive is mounted on. While the drive is away it is an ordinary folder, and what is saved
 // there would vanish under the next mount: so it is kept read-only, and what got in all the same is set aside. That is
-// done to a directory that Quillmount made, or took empty, and to no other: a file in the state directory names it.
+// done to a folder that Quillmount made, or took empty, and to no other: a file in the state folder names it.
 //
 // None of these calls may be made while something is mounted on `path`.
 namespace MountPoint {
 
 struct Preparation {
-    // An empty directory of ours stands at the path. Otherwise something of the user's does, or could not be moved:
+    // An empty folder of ours stands at the path. Otherwise something of the user's does, or could not be moved:
     // nothing has been changed then, and nothing may be mounted on it.
     bool isUsable = false;
     std::optional<QString> setAside; // the new path of what had been saved there
 };
 
-// Whether something stands at `path` that is not Quillmount's to touch: a directory with contents that it did not make,
+// Whether something stands at `path` that is not Quillmount's to touch: a folder with contents that it did not make,
 // a file, a link. Changes nothing.
 [[nodiscard]] bool isTaken(const QString &path);
 
-// Makes an empty read-only directory of `path`, and notes that it is ours.
+// Makes an empty read-only folder of `path`, and notes that it is ours.
 [[nodiscard]] Preparation prepare(const QString &path);
 
 } // namespace MountPoint

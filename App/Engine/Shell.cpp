@@ -53,7 +53,7 @@ private:
     int m_descriptor;
 };
 
-// Writes to the log why a command failed, if the command says so; once, since it may be tried again and again.
+// Writes to the log why a command failed, if the command says so; once, since it may be retried many times.
 void logFailure(int status, const ErrorOutput &errors) {
     static std::mutex mutex;
     static auto &last = *new QByteArray; // a command may end later than the application
@@ -128,7 +128,7 @@ int runBounded(const Command &command, double timeout, bool logsFailure) {
         return -1;
 
     // Most commands end within a few milliseconds, so the first looks come sooner than the later ones.
-    constexpr auto longestPause = std::chrono::milliseconds(50);
+    constexpr auto maxPause = std::chrono::milliseconds(50);
     auto pause = std::chrono::milliseconds(2);
     for (;;) {
         int status = 0;
@@ -145,7 +145,7 @@ int runBounded(const Command &command, double timeout, bool logsFailure) {
             return -1;
         }
         std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, longestPause);
+        pause = std::min(pause * 2, maxPause);
     }
 }
 
