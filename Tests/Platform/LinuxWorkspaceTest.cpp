@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Linux/CoreFiles.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QTemporaryDir>
 #include <QtTest>

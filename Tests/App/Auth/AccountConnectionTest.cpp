@@ -9,7 +9,7 @@
 #include "Tests/App/Auth/Browser.h"
 #include "Tests/App/Auth/TokenServer.h"
 #include "Tests/App/Engine/ScriptedVolumeSetup.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QUrlQuery>
 #include <QtTest>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/App/Auth/Browser.h"
 
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QHostAddress>
 

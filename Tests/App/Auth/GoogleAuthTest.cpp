@@ -4,8 +4,8 @@
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/App/Auth/Browser.h"
 #include "Tests/App/Auth/TokenServer.h"
-#include "Tests/App/Engine/Started.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/Started.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QCryptographicHash>
 #include <QJsonDocument>

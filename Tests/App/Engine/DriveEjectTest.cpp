@@ -4,7 +4,7 @@
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
 #include "Tests/App/Engine/DriveWorld.h"
-#include "Tests/App/Engine/Started.h"
+#include "Tests/Support/Started.h"
 
 #include <QtTest>
 
@@ -22,15 +22,10 @@ private Q_SLOTS:
     void busyMountIsAskedForSomeSeconds();
     void uploadThatBeganAtTheUnmount();
     void cancelledAtTheUnmount();
-    void endsTheWait_data();
-    void endsTheWait();
+    void ejectNowEndsTheWait();
     void cancelKeepsTheDrive();
     void cancelAfterTheWaitIsTooLate();
-    void ejectWithoutEngine_data();
-    void ejectWithoutEngine();
     void ejectInTheBackOff();
-    void crashWhileWaiting();
-    void overlappingEjects();
     void startRightAfterAnOverlappingEject();
     void busyMount();
     void engineThatIgnoresTheSignal();
@@ -140,24 +135,14 @@ void DriveEjectTest::cancelledAtTheUnmount() {
     QCOMPARE(world.engine.starts(), 1);
 }
 
-void DriveEjectTest::endsTheWait_data() {
-    QTest::addColumn<bool>("again");
-    QTest::newRow("eject now") << false;
-    QTest::newRow("a forced eject") << true;
-}
-
-void DriveEjectTest::endsTheWait() {
-    QFETCH(bool, again);
+void DriveEjectTest::ejectNowEndsTheWait() {
     DriveWorld world;
     world.engine.setQueuedUploads(3);
     QVERIFY(world.goLive());
     const auto ejected = started(world.drive->eject(false));
     world.advance(5s);
     QVERIFY(world.hasEngine());
-    if (again)
-        spawn(world.drive->eject(true));
-    else
-        world.drive->ejectNow();
+    world.drive->ejectNow();
     QVERIFY(world.advanceUntil([&] { return ejected->isDone && world.drive->state() == DriveState::stopped; }));
     QVERIFY(!world.hasEngine());
 }
@@ -202,22 +187,6 @@ void DriveEjectTest::cancelAfterTheWaitIsTooLate() {
     QVERIFY(world.advanceUntil(DriveState::stopped));
 }
 
-void DriveEjectTest::ejectWithoutEngine_data() {
-    QTest::addColumn<DriveWorld::Account>("account");
-    QTest::addColumn<QString>("state");
-    QTest::newRow("account") << DriveWorld::connected << u"stopped"_s;
-    QTest::newRow("none") << DriveWorld::signedOut << u"signedOut"_s;
-}
-
-void DriveEjectTest::ejectWithoutEngine() {
-    QFETCH(DriveWorld::Account, account);
-    DriveWorld world(account);
-    QVERIFY(started(world.makeDrive().eject(false))->isDone);
-    QCOMPARE(world.states().size(), 1);
-    QTEST(world.states().first(), "state");
-    QCOMPARE(world.takeCommands(), QStringList());
-}
-
 void DriveEjectTest::ejectInTheBackOff() {
     DriveWorld world;
     QVERIFY(world.goLive());
@@ -227,34 +196,6 @@ void DriveEjectTest::ejectInTheBackOff() {
     world.advance(60s);
     QCOMPARE(world.drive->state(), DriveState(DriveState::stopped));
     QCOMPARE(world.engine.starts(), 1);
-}
-
-void DriveEjectTest::crashWhileWaiting() {
-    DriveWorld world;
-    world.engine.setQueuedUploads(3);
-    QVERIFY(world.goLive());
-    const auto ejected = started(world.drive->eject(false));
-    world.advance(3s);
-    world.engine.crash(Paths::engineLog());
-    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
-    world.advance(60s);
-    // The person wanted it away; the uploads wait in the cache.
-    QVERIFY(ejected->isDone);
-    QCOMPARE(world.drive->state(), DriveState(DriveState::stopped));
-    QCOMPARE(world.engine.starts(), 1);
-}
-
-void DriveEjectTest::overlappingEjects() {
-    DriveWorld world;
-    world.engine.setQueuedUploads(1);
-    QVERIFY(world.goLive());
-    const auto waiting = started(world.drive->eject(false));
-    world.advance(500ms);
-    const auto one = started(world.drive->eject(true));
-    const auto two = started(world.drive->eject(true));
-    QVERIFY(world.advanceUntil([&] { return waiting->isDone && one->isDone && two->isDone; }));
-    QCOMPARE(world.drive->state(), DriveState(DriveState::stopped));
-    QVERIFY(!world.hasEngine());
 }
 
 void DriveEjectTest::startRightAfterAnOverlappingEject() {

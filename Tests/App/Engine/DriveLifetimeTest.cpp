@@ -100,14 +100,14 @@ void DriveLifetimeTest::destroyed_data() {
         spawn(world.drive->signOut());
         return live && waitFor([&] { return world.engine.records(u"signal"_s).size() == 1; });
     });
-    row("connecting anew", [](DriveWorld &world) {
+    row("connecting again", [](DriveWorld &world) {
         const bool live = liveAndIdle(world);
         world.takeCommands();
         world.setMark(u"unmount-waits"_s);
         spawn(world.drive->connect(u"{}"_s, std::nullopt));
         return live && runs(world, u"unmount"_s);
     });
-    row("trying again", [](DriveWorld &world) {
+    row("retrying", [](DriveWorld &world) {
         world.engine.setAnswer(u"core/stats"_s, QJsonObject{{u"lastError"_s, u"invalid_grant"_s}});
         world.makeDrive().start();
         const bool failed = world.advanceUntil(DriveState::failure(ErrorMapper::Kind::needsReconnect));

@@ -2,7 +2,6 @@
 // The mount of a live drive goes away behind the application's back.
 #include "App/Support/Paths.h"
 #include "Tests/App/Engine/DriveWorld.h"
-#include "Tests/App/Engine/Started.h"
 
 #include <QtTest>
 
@@ -16,9 +15,7 @@ class DriveMountLostTest : public QObject {
 private Q_SLOTS:
     void serverGone();
     void serverThatKeepsDying();
-    void serverGoneWhileEjecting();
     void unmountedFromOutside();
-    void unmountedWhileEjecting();
     void unmountedBecauseTheEngineDied();
     void unmountedByAnEngineThatHangs();
 
@@ -75,19 +72,6 @@ void DriveMountLostTest::serverThatKeepsDying() {
     QCOMPARE(world.drive->state().name(), u"failed(mountRefused)"_s);
 }
 
-void DriveMountLostTest::serverGoneWhileEjecting() {
-    DriveWorld world;
-    world.engine.setQueuedUploads(1);
-    QVERIFY(world.goLive());
-    const auto ejected = started(world.drive->eject(false));
-    world.platform.mountTable().endServer(world.drive->mountPoint());
-    world.advance(10s);
-    QCOMPARE(world.drive->state(), DriveState(DriveState::ejecting));
-    world.engine.setQueuedUploads(0);
-    QVERIFY(world.advanceUntil(DriveState::stopped));
-    QVERIFY(ejected->isDone && !world.drive->isMounted());
-}
-
 void DriveMountLostTest::unmountedFromOutside() {
     DriveWorld world;
     world.engine.setQueuedUploads(2);
@@ -99,7 +83,7 @@ void DriveMountLostTest::unmountedFromOutside() {
     QCOMPARE(world.drive->state(), DriveState(DriveState::ejecting));
     QVERIFY(world.hasEngine()); // it uploads on
 
-    // The person thinks better of it: the drive has to be mounted again.
+    // The user thinks better of it: the drive has to be remounted.
     world.drive->cancelEject();
     QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
     QVERIFY(world.advanceUntil(DriveState::live));
@@ -111,20 +95,6 @@ void DriveMountLostTest::unmountedFromOutside() {
     QVERIFY(world.advanceUntil(DriveState::stopped));
     QVERIFY(!world.hasEngine());
     QCOMPARE(world.engine.starts(), 1);
-}
-
-void DriveMountLostTest::unmountedWhileEjecting() {
-    DriveWorld world;
-    world.engine.setQueuedUploads(2);
-    QVERIFY(world.goLive());
-    const auto ejected = started(world.drive->eject(false));
-    world.advance(1s);
-    unmount(world);
-    world.advance(10s);
-    QVERIFY(!ejected->isDone);
-    world.drive->cancelEject();
-    QVERIFY(world.advanceUntil(DriveState::live));
-    QVERIFY(world.drive->isMounted() && ejected->isDone);
 }
 
 void DriveMountLostTest::unmountedBecauseTheEngineDied() {
@@ -144,7 +114,7 @@ void DriveMountLostTest::unmountedByAnEngineThatHangs() {
     DriveWorld world;
     QVERIFY(world.goLive());
     world.advance(0s);
-    // An engine that cannot tell how many uploads wait is not ejected; the drive is mounted again.
+    // An engine that cannot tell how many uploads wait is not ejected; the drive is remounted.
     world.engine.setReply(u"vfs/stats"_s, {{u"status"_s, 500}});
     unmount(world);
     QVERIFY(world.advanceUntil(DriveState::starting));

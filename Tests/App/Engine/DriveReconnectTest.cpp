@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-// The person acts on a drive that failed: tries again, or connects an account anew.
+// The user acts on a drive that failed: retries, or connects an account again.
 #include "App/Engine/EngineConfig.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
 #include "Tests/App/Engine/DriveWorld.h"
-#include "Tests/App/Engine/Started.h"
+#include "Tests/Support/Started.h"
 
 #include <QtTest>
 
@@ -25,10 +25,8 @@ class DriveReconnectTest : public QObject {
 private Q_SLOTS:
     void firstConnection();
     void connectionThatCannotBeSaved();
-    void connectionWithoutAddress();
     void revokedThenConnected();
     void connectingALiveDrive();
-    void retryWithARunningEngine_data();
     void retryWithARunningEngine();
     void retryOfALiveDriveChangesNothing();
     void laterWishWins_data();
@@ -68,14 +66,6 @@ void DriveReconnectTest::connectionThatCannotBeSaved() {
     QVERIFY(!world.hasEngine());
 }
 
-void DriveReconnectTest::connectionWithoutAddress() {
-    DriveWorld world;
-    Preferences::setAccountEmail(u"former@example.com"_s);
-    const auto connected = started(world.makeDrive().connect(newToken, std::nullopt));
-    QVERIFY(connected->value);
-    QVERIFY(!world.platform.userDefaults().keys().contains(u"accountEmail"_s));
-}
-
 void DriveReconnectTest::revokedThenConnected() {
     DriveWorld world;
     QVERIFY(world.goLive() && revoke(world));
@@ -91,27 +81,22 @@ void DriveReconnectTest::revokedThenConnected() {
 
 void DriveReconnectTest::connectingALiveDrive() {
     DriveWorld world;
+    Preferences::setAccountEmail(u"former@example.com"_s);
     QVERIFY(world.goLive());
     const auto connected = started(world.drive->connect(newToken, std::nullopt));
     QVERIFY(world.advanceUntil([&] { return connected->isDone && world.drive->state() == DriveState::live; }));
     QCOMPARE(world.engine.starts(), 2);
-}
-
-void DriveReconnectTest::retryWithARunningEngine_data() {
-    QTest::addColumn<bool>("ignoresTerminate");
-    QTest::newRow("an engine that ends") << false;
-    QTest::newRow("an engine that has to be killed") << true;
+    QVERIFY(!world.platform.userDefaults().keys().contains(u"accountEmail"_s));
 }
 
 void DriveReconnectTest::retryWithARunningEngine() {
-    QFETCH(bool, ignoresTerminate);
     DriveWorld world;
-    world.engine.set(u"ignoreTerminate"_s, ignoresTerminate);
+    world.engine.set(u"ignoreTerminate"_s, true);
     QVERIFY(world.goLive() && revoke(world));
     const qint64 former = world.engine.pid();
     const qsizetype before = world.states().size();
     world.drive->retry();
-    // It shows at once that it works, and impatience is not rewarded.
+    // It shows at once that it works, and a second retry changes nothing.
     QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
     world.drive->retry();
     QVERIFY(world.advanceUntil(DriveState::live));

@@ -4,7 +4,7 @@
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
 #include "Tests/App/Engine/DriveWorld.h"
-#include "Tests/App/Engine/Started.h"
+#include "Tests/Support/Started.h"
 
 #include <QtTest>
 
@@ -23,16 +23,12 @@ class DriveVolumeSetupTest : public QObject {
 private Q_SLOTS:
     void firstStart_data();
     void firstStart();
-    void noOffer_data();
-    void noOffer();
-    void installedVolume_data();
     void installedVolume();
     void notWantedWhileTheOfferIsOpen_data();
     void notWantedWhileTheOfferIsOpen();
     void setUpLater_data();
     void setUpLater();
-    void nothingToSetUp_data();
-    void nothingToSetUp();
+    void noSetUpOnThisSystem();
 };
 
 void DriveVolumeSetupTest::firstStart_data() {
@@ -73,46 +69,20 @@ void DriveVolumeSetupTest::firstStart() {
     QCOMPARE(world.setup.runs(), 1);
 }
 
-void DriveVolumeSetupTest::noOffer_data() {
-    QTest::addColumn<bool>("available");
-    QTest::addColumn<bool>("declined");
-    QTest::newRow("there is none on this system") << false << false;
-    QTest::newRow("declined earlier") << true << true;
-}
-
-void DriveVolumeSetupTest::noOffer() {
-    QFETCH(bool, available);
-    QFETCH(bool, declined);
-    DriveWorld world;
-    world.setup.setAvailable(available);
-    if (declined)
-        Preferences::setVolumeSetupDeclined(true);
-    QVERIFY(world.goLive());
-    QCOMPARE(world.setup.runs(), 0);
-    // What was never offered is not declined.
-    QCOMPARE(world.platform.userDefaults().keys().contains(declinedKey), declined);
-}
-
-void DriveVolumeSetupTest::installedVolume_data() {
-    QTest::addColumn<bool>("savedAtHome");
-    QTest::newRow("an empty folder at home") << false;
-    QTest::newRow("a folder with files at home") << true;
-}
-
 void DriveVolumeSetupTest::installedVolume() {
-    QFETCH(bool, savedAtHome);
     DriveWorld world;
     world.setup.setAvailable(true);
     world.setup.setInstalled(true, true);
     QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
-    if (savedAtHome)
-        QVERIFY(QFile(Paths::homeMountPoint() + u"/letter"_s).open(QIODevice::WriteOnly));
     QVERIFY(world.goLive());
     QCOMPARE(world.drive->mountPoint(), volume);
     QCOMPARE(world.setup.readyTimeout(), 5.0);
     QCOMPARE(world.takeCommands().last().section(u' ', 2), u"Quillmount "_s + volume);
-    QCOMPARE(QFileInfo::exists(Paths::homeMountPoint() + u"/letter"_s), savedAtHome);
-    QCOMPARE(QFileInfo::exists(Paths::homeMountPoint()), savedAtHome);
+    // The empty folder at home is removed; there is nothing to set up any more.
+    QVERIFY(!QFileInfo::exists(Paths::homeMountPoint()));
+    QVERIFY(started(world.drive->setUpFinderLocation())->isDone);
+    QCOMPARE(world.setup.runs(), 0);
+    QCOMPARE(world.drive->state(), DriveState(DriveState::live));
 }
 
 void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen_data() {
@@ -175,25 +145,14 @@ void DriveVolumeSetupTest::setUpLater() {
     QCOMPARE(world.drive->mountPoint(), completes ? volume : Paths::homeMountPoint());
 }
 
-void DriveVolumeSetupTest::nothingToSetUp_data() {
-    QTest::addColumn<bool>("available");
-    QTest::newRow("there is none on this system") << false;
-    QTest::newRow("it is there") << true;
-}
-
-void DriveVolumeSetupTest::nothingToSetUp() {
-    QFETCH(bool, available);
+void DriveVolumeSetupTest::noSetUpOnThisSystem() {
     DriveWorld world;
-    world.setup.setAvailable(available);
-    world.setup.setInstalled(available, available);
     QVERIFY(world.goLive());
-    world.takeCommands();
-    const QStringList states = world.states();
     QVERIFY(started(world.drive->setUpFinderLocation())->isDone);
     world.advance(10s);
     QCOMPARE(world.setup.runs(), 0);
-    QCOMPARE(world.states(), states);
-    QCOMPARE(world.takeCommands(), QStringList());
+    QCOMPARE(world.states(), QStringList({u"starting"_s, u"live"_s}));
+    // What was never offered is not declined.
     QVERIFY(!world.platform.userDefaults().keys().contains(declinedKey));
 }
 

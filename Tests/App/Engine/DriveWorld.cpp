@@ -5,7 +5,7 @@
 #include "App/Engine/EngineProcess.h"
 #include "App/Engine/RemoteControl.h"
 #include "App/Support/Paths.h"
-#include "Tests/App/Engine/Started.h"
+#include "Tests/Support/Started.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -25,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto patience = 15s;
+constexpr auto timeout = 15s;
 
 bool awaitsAnswer() {
     const auto replies = RemoteControl::session().findChildren<QNetworkReply *>();
@@ -80,7 +80,7 @@ bool DriveWorld::goLive() {
 }
 
 bool DriveWorld::advanceUntil(const std::function<bool()> &condition) {
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(timeout);
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
@@ -187,7 +187,7 @@ void DriveWorld::scriptCommands() const {
 }
 
 void DriveWorld::letAnswersCome() const {
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(timeout);
     do
         handleEvents();
     while (!isQuiet() && !deadline.hasExpired());

@@ -5,7 +5,7 @@
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/App/Engine/EngineScript.h"
 #include "Tests/App/Engine/ScriptedVolumeSetup.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <functional>
 #include <memory>

@@ -2,15 +2,13 @@
 #include "App/Engine/EngineConfig.h"
 #include "App/Support/Paths.h"
 #include "Platform/Testing/ScopedPlatform.h"
-#include "Tests/App/Engine/Started.h"
+#include "Tests/Support/Started.h"
 
 #include <QtTest>
 
-#include <atomic>
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <thread>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -74,7 +72,6 @@ private Q_SLOTS:
     void write();
     void failureKeepsTheFormerFile();
     void failureOfTheReplacementLeavesNothing();
-    void readersNeverSeeAHalfFile();
     void refreshToken_data();
     void refreshToken();
 
@@ -129,33 +126,6 @@ void EngineConfigTest::failureOfTheReplacementLeavesNothing() {
     QVERIFY(QDir().mkpath(Paths::engineConfig() + u"/in the way"_s));
     QVERIFY(started(EngineConfig::write(u"{}"_s))->thrown<ConfigError>());
     QCOMPARE(filesBeside(Paths::engineConfig()), QStringList(u"engine.conf"_s));
-}
-
-void EngineConfigTest::readersNeverSeeAHalfFile() {
-    const QByteArray tokens[] = {"{\"refresh_token\":\"short\"}",
-                                 "{\"refresh_token\":\"" + QByteArray(60'000, 'l') + "\"}"};
-    QVERIFY(started(EngineConfig::write(QString::fromLatin1(tokens[0])))->value);
-    std::atomic<bool> isDone = false;
-    std::atomic<int> seen[2] = {0, 0};
-    std::atomic<int> halves = 0;
-    std::thread reader(
-        [&, path = Paths::engineConfig(), texts = std::array{expectedText(tokens[0]), expectedText(tokens[1])}] {
-            while (!isDone) {
-                const QByteArray text = contents(path);
-                const auto which = std::find(texts.begin(), texts.end(), text) - texts.begin();
-                if (which < 2)
-                    ++seen[which];
-                else
-                    ++halves;
-            }
-        });
-    const QDeadlineTimer deadline(std::chrono::seconds(10));
-    for (int round = 0; round < 50 || ((seen[0] < 5 || seen[1] < 5) && !deadline.hasExpired()); ++round)
-        started(EngineConfig::write(QString::fromLatin1(tokens[round % 2])));
-    isDone = true;
-    reader.join();
-    QCOMPARE(halves.load(), 0);
-    QVERIFY(seen[0] >= 5 && seen[1] >= 5);
 }
 
 void EngineConfigTest::refreshToken_data() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/App/Engine/EngineScript.h"
 
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>

@@ -34,7 +34,6 @@ void ErrorMapperTest::classify_data() {
     QTest::newRow("network") << u"connect: network is unreachable"_s << Kind::offline;
     QTest::newRow("dial") << u"dial tcp 1.2.3.4:443: refused"_s << Kind::offline;
     QTest::newRow("timeout") << u"read: i/o timeout"_s << Kind::offline;
-    QTest::newRow("host and dial") << u"dial tcp: lookup www: no such host"_s << Kind::offline;
     QTest::newRow("the network before the disk") << u"i/o timeout, no space left"_s << Kind::offline;
     QTest::newRow("space") << u"write: No space left on device"_s << Kind::diskFull;
     QTest::newRow("cache") << u"vfs cache: OutOfSpace"_s << Kind::diskFull;
@@ -43,6 +42,7 @@ void ErrorMapperTest::classify_data() {
     QTest::newRow("mount permission") << u"mounting: Permission denied"_s << Kind::mountRefused;
     QTest::newRow("mount alone") << u"mount is slow"_s << Kind::unknown;
     QTest::newRow("failure alone") << u"upload failed: permission denied"_s << Kind::unknown;
+    QTest::newRow("a taken port") << u"listen tcp 127.0.0.1:1: bind: address already in use"_s << Kind::unknown;
     QTest::newRow("nothing") << QString() << Kind::unknown;
 }
 

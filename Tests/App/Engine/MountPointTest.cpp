@@ -21,7 +21,7 @@ private Q_SLOTS:
 
 namespace {
 
-enum class Before { nothing, emptyDirectory, ours, oursWithAFile, replaced, checkout, file, link, danglingLink };
+enum class Before { nothing, emptyFolder, ours, oursWithAFile, replaced, checkout, file, link, danglingLink };
 enum class Outcome { usable, setAside, taken };
 
 void makeFile(const QString &name) {
@@ -36,7 +36,7 @@ void make(Before what, const QString &path) {
     }
     if (what == Before::replaced)
         QVERIFY(QDir().rmdir(path));
-    if (what == Before::emptyDirectory || what == Before::checkout || what == Before::replaced)
+    if (what == Before::emptyFolder || what == Before::checkout || what == Before::replaced)
         QVERIFY(QDir().mkpath(path));
     if (what == Before::oursWithAFile || what == Before::checkout || what == Before::replaced)
         makeFile(path + u"/.saved"_s);
@@ -69,13 +69,13 @@ void MountPointTest::prepare_data() {
     QTest::addColumn<Before>("before");
     QTest::addColumn<Outcome>("outcome");
     QTest::newRow("nothing") << Before::nothing << Outcome::usable;
-    QTest::newRow("an empty directory") << Before::emptyDirectory << Outcome::usable;
+    QTest::newRow("an empty folder") << Before::emptyFolder << Outcome::usable;
     QTest::newRow("our own of last time") << Before::ours << Outcome::usable;
     QTest::newRow("a file saved into ours") << Before::oursWithAFile << Outcome::setAside;
-    QTest::newRow("the user's directory") << Before::checkout << Outcome::taken;
+    QTest::newRow("the user's folder") << Before::checkout << Outcome::taken;
     QTest::newRow("the user's in the place of ours") << Before::replaced << Outcome::taken;
     QTest::newRow("a file") << Before::file << Outcome::taken;
-    QTest::newRow("a link to a directory") << Before::link << Outcome::taken;
+    QTest::newRow("a link to a folder") << Before::link << Outcome::taken;
     QTest::newRow("a link to nothing") << Before::danglingLink << Outcome::taken;
 }
 

@@ -6,8 +6,8 @@
 #include "App/Support/Paths.h"
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/App/Engine/EngineScript.h"
-#include "Tests/App/Engine/Started.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/Started.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QtTest>
 

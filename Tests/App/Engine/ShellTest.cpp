@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/Shell.h"
-#include "Tests/App/Engine/Started.h"
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/Started.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QtTest>
 

@@ -25,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto longestLife = 120s;
+constexpr auto maxLife = 120s;
 constexpr auto checkPeriod = 20ms;
 
 // What an engine that answers without a script says: an idle drive.
@@ -87,7 +87,7 @@ bool FakeEngine::start() {
         return false;
     recordStart();
     receiveSignals();
-    QTimer::singleShot(longestLife, this, [] { QCoreApplication::exit(1); });
+    QTimer::singleShot(maxLife, this, [] { QCoreApplication::exit(1); });
     if (exitIfDue())
         return true;
     check();

@@ -7,7 +7,7 @@
 
 namespace quillmount {
 
-// Handles events until `condition` holds; false when it does not within the time that a test has patience for.
+// Handles events until `condition` holds; false when it does not within 15 seconds.
 [[nodiscard]] bool waitFor(const std::function<bool()> &condition);
 
 // Handles what there is to handle now, or comes within a few milliseconds.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "Tests/App/Engine/WaitFor.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -14,12 +14,12 @@ namespace quillmount {
 using namespace std::chrono_literals;
 
 namespace {
-constexpr auto patience = 15s;
-constexpr auto longestTurn = 5ms;
+constexpr auto timeout = 15s;
+constexpr auto maxTurn = 5ms;
 } // namespace
 
 bool waitFor(const std::function<bool()> &condition) {
-    const QDeadlineTimer deadline(patience);
+    const QDeadlineTimer deadline(timeout);
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
@@ -31,7 +31,7 @@ bool waitFor(const std::function<bool()> &condition) {
 void handleEvents() {
     // The timer only bounds the wait for an event: nothing counts on how long it takes.
     QTimer bound;
-    bound.start(longestTurn);
+    bound.start(maxTurn);
     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
