@@ -11,11 +11,14 @@ import (
 	"github.com/rclone/rclone/vfs"
 )
 
-// suspectPause is the time between questions for what an upload may have left; after failures it doubles up to
-// longestSuspectPause.
-var suspectPause = time.Second
+// suspectPause is the time between the first questions for what an upload may have left; it doubles up to maxSuspectPause.
+// suspectAge is for how long it is asked: Google may still be taking what had arrived when the upload was ended.
+var (
+	suspectPause = time.Second
+	suspectAge   = 30 * time.Second
+)
 
-const longestSuspectPause = 10 * time.Second
+const maxSuspectPause = 10 * time.Second
 
 // suspects has the paths from which a file was moved or removed while its upload might have left an object there without
 // an answer. Whoever moves or removes it does not wait for Google: what is found is removed in the background, when
@@ -28,6 +31,7 @@ type suspects struct {
 	since    map[string]time.Time
 	settling map[string]context.CancelFunc
 	working  bool
+	pause    time.Duration // before the next questions
 
 	ctx  context.Context
 	stop context.CancelFunc
@@ -42,6 +46,7 @@ func (s *suspects) init(files *openFiles) {
 // add suspects a path at which the drive has nothing now. The lock is held.
 func (s *suspects) add(path string) {
 	s.since[path] = time.Now()
+	s.pause = suspectPause
 	if !s.working && s.ctx.Err() == nil {
 		s.working = true
 		go s.work()
@@ -67,15 +72,12 @@ func (s *suspects) interrupt(path string) {
 
 // work settles suspects for as long as there are any.
 func (s *suspects) work() {
-	for pause := suspectPause; ; {
-		if s.settleBelow("") {
-			pause = suspectPause
-		} else {
-			pause = min(2*pause, longestSuspectPause)
-		}
+	for {
+		s.settleBelow("")
 		s.files.mu.Lock()
 		s.working = len(s.since) > 0
-		working := s.working
+		working, pause := s.working, s.pause
+		s.pause = min(2*pause, maxSuspectPause)
 		s.files.mu.Unlock()
 		if !working {
 			return
@@ -129,7 +131,7 @@ func (s *suspects) settle(path string) error {
 	mu.Lock()
 	defer mu.Unlock()
 	delete(s.settling, path)
-	if err == nil {
+	if err == nil && time.Since(since) >= suspectAge {
 		delete(s.since, path)
 	}
 	return err

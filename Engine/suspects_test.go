@@ -15,7 +15,7 @@ import (
 	"github.com/rclone/rclone/fs"
 )
 
-func init() { suspectPause = 10 * time.Millisecond }
+func init() { suspectPause, suspectAge = 10*time.Millisecond, 50*time.Millisecond }
 
 // unreliableFs is a folder to which the network can be lost: uploads fail, and questions wait for it.
 type unreliableFs struct {
@@ -90,6 +90,17 @@ func (s *servedFolder) noWorker() {
 	s.files.suspects.working = true
 }
 
+// settle does what noWorker leaves to the test.
+func (s *servedFolder) settle() {
+	s.t.Helper()
+	s.eventually("all suspects are settled", func() bool {
+		s.files.suspects.settleBelow("")
+		s.files.mu.Lock()
+		defer s.files.mu.Unlock()
+		return len(s.files.suspects.since) == 0
+	})
+}
+
 func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 	type disconnected struct {
 		*servedFolder
@@ -145,7 +156,7 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 			must(s.t, s.moves.remove("folder/b"))
 			s.restore()
 			must(s.t, s.moves.remove("folder"))
-			s.files.suspects.settleBelow("")
+			s.settle()
 		}, map[string]string{"old": "old"}},
 		"removed from a folder that is moved": {func(s disconnected) {
 			s.noWorker()
@@ -158,7 +169,7 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 			if _, err := s.drive.Stat("moved/b"); err == nil {
 				s.t.Error("the file is back")
 			}
-			s.files.suspects.settleBelow("")
+			s.settle()
 		}, map[string]string{"old": "old"}},
 		"removed, and something older put there": {func(s disconnected) {
 			s.noWorker()
@@ -171,7 +182,7 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 			must(s.t, s.drive.Chtimes("a", time.Unix(1, 0), time.Unix(1, 0)))
 			s.restore()
 			s.eventually("it is uploaded", func() bool { return s.files.cache.TotalInUse() == 0 })
-			s.files.suspects.settleBelow("")
+			s.settle()
 		}, map[string]string{"a": "new", "old": "old"}},
 		"removed, and shown by a listing": {func(s disconnected) {
 			must(s.t, s.moves.remove("a"))
@@ -227,4 +238,18 @@ func TestWhatIsNewerThanASuspectStays(t *testing.T) {
 		t.Error("the suspect is not settled")
 	}
 	s.expect(map[string]string{"a": "somebody else's"})
+}
+
+func TestWhatArrivesAfterTheFirstQuestionIsRemoved(t *testing.T) {
+	s := serveFolder(t, time.Hour)
+	s.noWorker()
+	s.files.mu.Lock()
+	s.files.suspects.add("a")
+	s.files.mu.Unlock()
+	s.files.suspects.settleBelow("")
+	late := filepath.Join(s.remote, "a")
+	must(t, os.WriteFile(late, []byte("ended on its way"), 0o600))
+	must(t, os.Chtimes(late, time.Time{}, time.Now().Add(-time.Hour)))
+	s.settle()
+	s.expect(nil)
 }
