@@ -216,10 +216,7 @@ func (f *openFiles) create(path string, use func(vfs.Handle) error) error {
 	}
 
 	f.mu.Lock()
-	e.opening = false
-	f.changed.Broadcast()
-	if err != nil {
-		f.leave(e)
+	if err := f.endOpening(e, err); err != nil {
 		return err
 	}
 	f.suspects.acquit(path)
@@ -251,6 +248,17 @@ func openNow(file *vfs.File, flags int) (vfs.Handle, error) {
 		return nil, errors.Join(err, handle.Close())
 	}
 	return handle, nil
+}
+
+// endOpening notes that opening a file has ended, and how. The lock is held; after an error, which it returns, it is given
+// back.
+func (f *openFiles) endOpening(e *openFile, err error) error {
+	e.opening = false
+	f.changed.Broadcast()
+	if err != nil {
+		f.leave(e)
+	}
+	return err
 }
 
 // openWriter opens the file for writing. It is called and returns with the lock held.
@@ -336,10 +344,7 @@ func (f *openFiles) read(path string, use func(vfs.Handle) error) error {
 		f.cache.forgetRecord(e.file)
 		handle, err := openNow(e.file, os.O_RDONLY)
 		f.mu.Lock()
-		e.opening = false
-		f.changed.Broadcast()
-		if err != nil {
-			f.leave(e)
+		if err := f.endOpening(e, err); err != nil {
 			return err
 		}
 		e.reader = &sharedReader{handle: handle}

@@ -106,6 +106,14 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 		*servedFolder
 		*unreliableFs
 	}
+	leaveSuspects := func(s disconnected) { // also in a folder, and then the network is back
+		s.noWorker()
+		must(s.t, s.moves.remove("a"))
+		s.save("folder/b", "b")
+		s.eventually("an upload fails", func() bool { return s.files.cache.attempted("folder/b") })
+		must(s.t, s.moves.remove("folder/b"))
+		s.restore()
+	}
 	for name, c := range map[string]struct {
 		do   func(s disconnected)
 		want map[string]string
@@ -149,22 +157,12 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 			must(s.t, s.moves.remove("a"))
 		}, map[string]string{"old": "old"}},
 		"removed with the folder": {func(s disconnected) {
-			s.noWorker()
-			must(s.t, s.moves.remove("a"))
-			s.save("folder/b", "b")
-			s.eventually("an upload fails", func() bool { return s.files.cache.attempted("folder/b") })
-			must(s.t, s.moves.remove("folder/b"))
-			s.restore()
+			leaveSuspects(s)
 			must(s.t, s.moves.remove("folder"))
 			s.settle()
 		}, map[string]string{"old": "old"}},
 		"removed from a folder that is moved": {func(s disconnected) {
-			s.noWorker()
-			must(s.t, s.moves.remove("a"))
-			s.save("folder/b", "b")
-			s.eventually("an upload fails", func() bool { return s.files.cache.attempted("folder/b") })
-			must(s.t, s.moves.remove("folder/b"))
-			s.restore()
+			leaveSuspects(s)
 			must(s.t, s.moves.rename("folder", "moved"))
 			if _, err := s.drive.Stat("moved/b"); err == nil {
 				s.t.Error("the file is back")

@@ -43,7 +43,7 @@ func TestBareSizesAreBytesAndTheProcessIsTidy(t *testing.T) {
 func TestCacheKeepsItsPath(t *testing.T) {
 	t.Parallel()
 	e := newEngine(t, expiredDrive)
-	e.start("drive:", []string{"HTTPS_PROXY=http://" + freePorts(t, 1)[0]}, "--drive-chunk-size", "64M",
+	e.start("drive:", []string{"HTTPS_PROXY=http://" + closedPort(t)}, "--drive-chunk-size", "64M",
 		"--drive-acknowledge-abuse")
 	disk := field(t, e.ready(), "diskCache")
 	for key, folder := range map[string]string{"path": "vfs", "pathMeta": "vfsMeta"} {
@@ -155,7 +155,7 @@ func TestTokenErrorsNameTheTokenOnlyWhenGoogleRefused(t *testing.T) {
 	} {
 		t.Run(name, func(t *testing.T) {
 			t.Parallel()
-			environment := []string{"HTTPS_PROXY=http://" + freePorts(t, 1)[0]}
+			environment := []string{"HTTPS_PROXY=http://" + closedPort(t)}
 			if c.answer != nil {
 				google := startGoogle(t, c.answer)
 				environment = []string{"HTTPS_PROXY=" + google.proxy, "SSL_CERT_FILE=" + google.certificate}

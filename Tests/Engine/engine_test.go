@@ -13,6 +13,7 @@ import (
 	"os"
 	"os/exec"
 	"path/filepath"
+	"regexp"
 	"strings"
 	"syscall"
 	"testing"
@@ -37,7 +38,8 @@ token = {"access_token":"old","token_type":"Bearer","refresh_token":"refresh","e
 type engine struct {
 	t      *testing.T
 	dir    string // configuration, cache and log
-	rc     string // URL of the remote control
+	rc     string // URL of the remote control, once it is known
+	before int    // how long the log was when the process was started
 	cmd    *exec.Cmd
 	exited chan struct{} // closed when the process has ended
 }
@@ -60,11 +62,10 @@ func (e *engine) start(remote string, environment []string, flags ...string) {
 	if executable == "" {
 		e.t.Fatal("QUILLMOUNT_ENGINE does not name the engine executable")
 	}
-	ports := freePorts(e.t, 2)
-	e.rc = "http://" + ports[1]
-	e.cmd = exec.Command(executable, append([]string{"serve", "nfs", remote, "--addr", ports[0],
+	e.rc, e.before = "", len(e.log())
+	e.cmd = exec.Command(executable, append([]string{"serve", "nfs", remote, "--addr", "127.0.0.1:0",
 		"--config", e.path("engine.conf"), "--cache-dir", e.path("cache"), "--vfs-cache-mode", "full",
-		"--low-level-retries", "1", "--rc", "--rc-addr", ports[1], "--log-file", e.path("engine.log"),
+		"--low-level-retries", "1", "--rc", "--rc-addr", "127.0.0.1:0", "--log-file", e.path("engine.log"),
 		"--log-level", "NOTICE"}, flags...)...)
 	e.cmd.Env = append([]string{"HOME=" + e.dir, "RCLONE_RC_USER=user", "RCLONE_RC_PASS=pass"}, environment...)
 	e.cmd.SysProcAttr = &syscall.SysProcAttr{Pdeathsig: syscall.SIGKILL}
@@ -99,9 +100,21 @@ func (e *engine) exit() int {
 	return e.cmd.ProcessState.ExitCode()
 }
 
+// remoteControl matches the line of the log that tells the address; the engine is given no port, as another program may
+// take it first.
+var remoteControl = regexp.MustCompile(`Serving remote control on (http://[0-9.:]+)/`)
+
 // call makes a remote-control call. The status is 0 while nobody answers.
 func (e *engine) call(path string) (status int, answer map[string]any) {
 	e.t.Helper()
+	if e.rc == "" {
+		log := e.log()
+		match := remoteControl.FindStringSubmatch(log[min(e.before, len(log)):])
+		if match == nil {
+			return 0, nil
+		}
+		e.rc = match[1]
+	}
 	request, err := http.NewRequest(http.MethodPost, e.rc+"/"+path, strings.NewReader("{}"))
 	must(e.t, err)
 	request.Header.Set("Content-Type", "application/json")
@@ -187,15 +200,13 @@ func (e *engine) leavePendingUpload(folder, name string) {
 	}
 }
 
-func freePorts(t *testing.T, count int) (addresses []string) {
+// closedPort returns an address at which nobody listens.
+func closedPort(t *testing.T) string {
 	t.Helper()
-	for range count {
-		listener, err := net.Listen("tcp", "127.0.0.1:0")
-		must(t, err)
-		defer listener.Close()
-		addresses = append(addresses, listener.Addr().String())
-	}
-	return addresses
+	listener, err := net.Listen("tcp", "127.0.0.1:0")
+	must(t, err)
+	defer listener.Close()
+	return listener.Addr().String()
 }
 
 func field(t *testing.T, object map[string]any, key string) map[string]any {

@@ -26,7 +26,7 @@ func TestStartThatCannotReachGoogleSaysSoEarly(t *testing.T) {
 	mute, err := net.Listen("tcp", "127.0.0.1:0") // accepts connections and never answers
 	must(t, err)
 	t.Cleanup(func() { _ = mute.Close() })
-	nobody := freePorts(t, 1)[0]
+	nobody := closedPort(t)
 	for name, c := range map[string]struct {
 		config, remote, proxy, cause string
 		pending                      bool // an upload of the last run waits, for which the opening of the cache asks Google
