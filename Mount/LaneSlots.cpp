@@ -20,7 +20,7 @@ std::optional<std::size_t> LaneSlots::take(std::uint64_t stream, Moment since, M
         chosen = place([&](const Slot &slot) { return slot.load > 0 && slot.stream == stream; });
     if (!chosen)
         chosen = place([](const Slot &slot) { return slot.open && slot.load == 0; });
-    if (!chosen && openSlots() < (now - since >= patience ? most : usual)) {
+    if (!chosen && openSlots() < (now - since >= maxWait ? maxOpen : usual)) {
         chosen = place([](const Slot &slot) { return !slot.open; });
         if (!chosen)
             chosen = &m_slots.emplace_back();

@@ -17,12 +17,12 @@ public:
     using Moment = std::chrono::steady_clock::time_point;
 
     static constexpr std::size_t usual = 4;
-    static constexpr std::size_t most = 32;
-    static constexpr std::chrono::milliseconds patience{100};
+    static constexpr std::size_t maxOpen = 32;
+    static constexpr std::chrono::milliseconds maxWait{100};
     static constexpr std::chrono::seconds idleTime{60};
 
     // The place of the connection for a call that has been waiting since `since`; nothing when it has to wait on, for
-    // a release or until its patience ends. `stream` is 0 for a call that belongs to none.
+    // a release or until it has waited for `maxWait`. `stream` is 0 for a call that belongs to none.
     std::optional<std::size_t> take(std::uint64_t stream, Moment since, Moment now);
     void release(std::size_t place, Moment now);
 

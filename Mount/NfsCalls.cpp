@@ -10,9 +10,9 @@ namespace {
 using namespace std::chrono_literals;
 
 // How long a call that is lost again and again waits between two attempts, at most.
-constexpr std::chrono::milliseconds longestPause = 500ms;
+constexpr std::chrono::milliseconds maxPause = 500ms;
 // A listing's answer must fit into what the library accepts as one record; the server counts 512 bytes an entry.
-constexpr count3 largestListing = 1 << 20;
+constexpr count3 maxListing = 1 << 20;
 // Enough for two names beside "." and ".."; the server refuses less than 1024.
 constexpr count3 smallestListing = 2048;
 
@@ -59,7 +59,7 @@ Task<void> NfsClient::perform(Reply<T> &reply, Lane lane, std::uint64_t stream, 
         }
         reply.repeated = true;
         co_await m_loop.sleep(pause);
-        pause = std::min(2 * pause, longestPause);
+        pause = std::min(2 * pause, maxPause);
     }
     m_liveness.callEnded();
 }
@@ -184,8 +184,8 @@ Task<Reply<DirectoryPage>> NfsClient::list(Handle folder, std::uint64_t cookie, 
     args.dir = wire(folder);
     args.cookie = cookie;
     std::memcpy(args.cookieverf, &verifier, sizeof verifier);
-    args.dircount = largestListing;
-    args.maxcount = largestListing;
+    args.dircount = maxListing;
+    args.maxcount = maxListing;
     Reply<DirectoryPage> answer;
     co_await perform<READDIRPLUS3res>(answer, Lane::metadata, 0, &args, &rpc_nfs3_readdirplus_async);
     co_return answer;

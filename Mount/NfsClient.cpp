@@ -21,18 +21,18 @@ NfsClient::~NfsClient() = default;
 Task<std::optional<std::size_t>> NfsClient::take(Lane lane, std::uint64_t stream) {
     LaneState &state = m_lanes[static_cast<std::size_t>(lane)];
     const auto since = EventLoop::Clock::now();
-    std::optional<EventLoop::TimerKey> impatience;
+    std::optional<EventLoop::TimerKey> timeout;
     std::optional<std::size_t> place;
     while (!m_dead && !m_gone) {
         place = state.slots.take(stream, since, EventLoop::Clock::now());
         if (place)
             break;
-        if (!impatience)
-            impatience = m_loop.at(since + LaneSlots::patience, [&state] { state.released.open(); });
+        if (!timeout)
+            timeout = m_loop.at(since + LaneSlots::maxWait, [&state] { state.released.open(); });
         co_await state.released.wait();
     }
-    if (impatience)
-        m_loop.cancel(*impatience);
+    if (timeout)
+        m_loop.cancel(*timeout);
     if (place && state.connections.size() <= *place)
         state.connections.resize(*place + 1);
     if (place && !state.connections[*place]) {

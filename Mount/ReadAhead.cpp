@@ -29,7 +29,7 @@ std::vector<ReadAhead::BlockPtr> ReadAhead::note(std::uint64_t offset, std::size
         m_blocks.pop_front();
     std::uint64_t next = m_blocks.empty() ? offset : m_blocks.back()->end();
     std::vector<BlockPtr> wanted;
-    while (next < fileSize && next < offset + count + m_window * blockSize && m_blocks.size() < mostBlocks + 2) {
+    while (next < fileSize && next < offset + count + m_window * blockSize && m_blocks.size() < maxBlocks + 2) {
         auto block = std::make_shared<Block>();
         block->offset = next;
         block->length = static_cast<std::uint32_t>(std::min<std::uint64_t>(blockSize, fileSize - next));
@@ -41,7 +41,7 @@ std::vector<ReadAhead::BlockPtr> ReadAhead::note(std::uint64_t offset, std::size
         wanted.push_back(std::move(block));
     }
     if (!wanted.empty())
-        m_window = std::min(m_window * 2, mostBlocks);
+        m_window = std::min(m_window * 2, maxBlocks);
     return wanted;
 }
 

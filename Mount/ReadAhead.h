@@ -17,7 +17,7 @@ namespace quillmount::mount {
 class ReadAhead {
 public:
     static constexpr std::uint32_t blockSize = 1U << 20;
-    static constexpr std::size_t mostBlocks = 8;
+    static constexpr std::size_t maxBlocks = 8;
 
     struct Block {
         std::uint64_t offset = 0;

@@ -13,16 +13,16 @@ std::size_t ReadAheadBudget::bytes() const {
 }
 
 std::size_t ReadAheadBudget::room(ReadAhead &ahead, Moment now) {
-    constexpr std::size_t wanted = ReadAhead::mostBlocks * ReadAhead::blockSize;
+    constexpr std::size_t wanted = ReadAhead::maxBlocks * ReadAhead::blockSize;
     remove(ahead);
     m_entries.push_back({&ahead, now});
     std::size_t held = bytes();
-    while (held + wanted > most && now - m_entries.front().read >= busyTime) {
+    while (held + wanted > maxBytes && now - m_entries.front().read >= busyTime) {
         held -= m_entries.front().ahead->bytes();
         m_entries.front().ahead->drop();
         m_entries.pop_front();
     }
-    return held < most ? most - held : 0;
+    return held < maxBytes ? maxBytes - held : 0;
 }
 
 void ReadAheadBudget::remove(ReadAhead &ahead) {

@@ -16,7 +16,7 @@ class ReadAheadBudget {
 public:
     using Moment = std::chrono::steady_clock::time_point;
 
-    static constexpr std::size_t most = std::size_t{64} << 20;
+    static constexpr std::size_t maxBytes = std::size_t{64} << 20;
     static constexpr std::chrono::seconds busyTime{1};
     static constexpr std::chrono::seconds idleTime{10};
 

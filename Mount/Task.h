@@ -101,7 +101,7 @@ inline Task<void> detail::Promise<void>::get_return_object() {
 
 // A coroutine that runs by itself and cleans up after itself.
 struct Detached {
-    struct promise_type {
+    struct promise_type { // NOLINT(readability-identifier-naming): what the language looks for
         Detached get_return_object() const noexcept { return {}; }
         std::suspend_never initial_suspend() const noexcept { return {}; }
         std::suspend_never final_suspend() const noexcept { return {}; }

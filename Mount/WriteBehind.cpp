@@ -12,11 +12,11 @@ bool WriteBehind::mergeIntoLast(std::uint64_t offset, const char *bytes, std::si
     if (last.sent || last.sealed || offset < last.offset || offset > last.end())
         return false;
     const std::size_t inside = std::min<std::size_t>(last.end() - offset, count);
-    if (last.bytes.size() + (count - inside) > largestChunk)
+    if (last.bytes.size() + (count - inside) > maxChunk)
         return false;
     std::memcpy(last.bytes.data() + (offset - last.offset), bytes, inside);
-    if (count - inside > last.bytes.room() && last.bytes.size() + count > largestChunk / 8)
-        last.bytes.reserve(largestChunk);
+    if (count - inside > last.bytes.room() && last.bytes.size() + count > maxChunk / 8)
+        last.bytes.reserve(maxChunk);
     last.bytes.append(bytes + inside, count - inside);
     m_bytes += count - inside;
     return true;
@@ -50,12 +50,12 @@ bool WriteBehind::overlapsFlying(const Chunk &chunk) const {
 }
 
 WriteBehind::Chunk *WriteBehind::nextToSend() {
-    if (m_inFlight >= mostInFlight)
+    if (m_inFlight >= maxInFlight)
         return nullptr;
     const auto next = std::find_if(m_chunks.begin(), m_chunks.end(), [](const Chunk &chunk) { return !chunk.sent; });
     if (next == m_chunks.end())
         return nullptr;
-    const bool mayGrow = &*next == &m_chunks.back() && !next->sealed && next->bytes.size() < largestChunk;
+    const bool mayGrow = &*next == &m_chunks.back() && !next->sealed && next->bytes.size() < maxChunk;
     if ((mayGrow && m_inFlight > 0) || overlapsFlying(*next))
         return nullptr;
     next->sent = true;

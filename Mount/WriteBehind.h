@@ -13,8 +13,8 @@ namespace quillmount::mount {
 // ones without any of them being held back by a clock.
 class WriteBehind {
 public:
-    static constexpr std::size_t largestChunk = std::size_t{1} << 20;
-    static constexpr int mostInFlight = 4;
+    static constexpr std::size_t maxChunk = std::size_t{1} << 20;
+    static constexpr int maxInFlight = 4;
 
     struct Chunk {
         std::uint64_t offset = 0;

@@ -161,7 +161,7 @@ void MountStateTest::writesWhatWasWritten() {
                 pending.seal();
             while (WriteBehind::Chunk *chunk = pending.nextToSend())
                 flying.push_back(chunk);
-            QVERIFY(flying.size() <= WriteBehind::mostInFlight);
+            QVERIFY(flying.size() <= WriteBehind::maxInFlight);
             if (!flying.empty() && pick(3) == 0)
                 confirm();
         }
@@ -191,9 +191,9 @@ void MountStateTest::letsAChangeOfSizeHaveItsTurn() {
 
 void MountStateTest::givesEachCallItsConnection() {
     const LaneSlots::Moment start{};
-    const auto late = start + LaneSlots::patience;
+    const auto late = start + LaneSlots::maxWait;
     LaneSlots lane;
-    // Some connections are there at once; then a call waits, until one is released or its patience ends.
+    // Some connections are there at once; then a call waits, until one is released or it has waited for long.
     std::set<std::size_t> taken;
     for (std::size_t i = 0; i < LaneSlots::usual; ++i)
         taken.insert(lane.take(i + 1, start, start).value());
@@ -207,9 +207,9 @@ void MountStateTest::givesEachCallItsConnection() {
     lane.release(own, start);
     QCOMPARE(lane.take(99, start, start), own);
     // However many slow calls there are, the number of connections has an end.
-    for (std::size_t i = LaneSlots::usual; i < LaneSlots::most; ++i)
+    for (std::size_t i = LaneSlots::usual; i < LaneSlots::maxOpen; ++i)
         taken.insert(lane.take(0, start, late).value());
-    QCOMPARE(taken.size(), LaneSlots::most);
+    QCOMPARE(taken.size(), LaneSlots::maxOpen);
     QVERIFY(!lane.take(0, start, late + 1h));
     QVERIFY(!lane.nextIdle());
     // What was opened in addition is closed when it has been idle for long; the usual ones stay.
@@ -218,7 +218,7 @@ void MountStateTest::givesEachCallItsConnection() {
     QVERIFY(lane.nextIdle() == late + LaneSlots::idleTime);
     QVERIFY(lane.idle(late + LaneSlots::idleTime - 1ms).empty());
     const auto idle = lane.idle(late + LaneSlots::idleTime);
-    QCOMPARE(idle.size(), LaneSlots::most - LaneSlots::usual);
+    QCOMPARE(idle.size(), LaneSlots::maxOpen - LaneSlots::usual);
     for (const std::size_t place : idle)
         lane.close(place);
     QVERIFY(!lane.nextIdle());
@@ -243,7 +243,7 @@ void MountStateTest::readsAheadOfASequence() {
             reached = block->end();
             fetched += block->length;
             QVERIFY(reached <= size);
-            QVERIFY(reached <= offset + (ReadAhead::mostBlocks + 2) * ReadAhead::blockSize);
+            QVERIFY(reached <= offset + (ReadAhead::maxBlocks + 2) * ReadAhead::blockSize);
         }
         if (offset > 2 * request && offset + request <= size) {
             const auto blocks = ahead.covering(offset, request);
@@ -276,14 +276,14 @@ void MountStateTest::sharesOneBudgetForReadingAhead() {
     // However many files are read at once, there is an end, and none takes what another is reading.
     for (ReadAhead &file : files)
         readOn(file, 20);
-    QVERIFY(budget.bytes() <= ReadAheadBudget::most);
+    QVERIFY(budget.bytes() <= ReadAheadBudget::maxBytes);
     QVERIFY(files.front().bytes() > 0 && files.back().bytes() == 0);
     // Later, who was read longest ago makes room.
     now += ReadAheadBudget::busyTime;
     files.back().drop();
     QVERIFY(readOn(files.back(), 20) > 0);
     QCOMPARE(files.front().bytes(), 0U);
-    QVERIFY(budget.bytes() <= ReadAheadBudget::most);
+    QVERIFY(budget.bytes() <= ReadAheadBudget::maxBytes);
     // Nothing is held for readers that have gone to sleep or away.
     now += ReadAheadBudget::idleTime;
     QVERIFY(budget.nextIdle() <= now);
