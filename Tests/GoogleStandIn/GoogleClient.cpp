@@ -2,8 +2,6 @@
 #include "GoogleClient.h"
 
 #include <QEventLoop>
-#include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkProxy>
 #include <QSslConfiguration>

@@ -5,7 +5,6 @@
 #include "Tests/Platform/KeyringWorld.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QLocalServer>
 #include <QTest>
 

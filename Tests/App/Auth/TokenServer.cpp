@@ -52,9 +52,8 @@ void TokenServer::setRaw(const QByteArray &bytes, Manner manner) {
     m_manner = manner;
 }
 
-void TokenServer::setAnswer(const QByteArray &status, const QByteArray &body, const QByteArray &fields) {
-    setRaw("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n" + fields + "\r\n" +
-           body);
+void TokenServer::setAnswer(const QByteArray &status, const QByteArray &body) {
+    setRaw("HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
 }
 
 void TokenServer::setTokens(const QJsonObject &tokens) {

@@ -42,7 +42,7 @@ public:
 
     // What is sent to every request from now on.
     void setRaw(const QByteArray &bytes, Manner manner = answering);
-    void setAnswer(const QByteArray &status, const QByteArray &body, const QByteArray &fields = {});
+    void setAnswer(const QByteArray &status, const QByteArray &body);
     void setTokens(const QJsonObject &tokens);
     // Tokens that a sign-in succeeds with.
     [[nodiscard]] static QJsonObject goodTokens();
