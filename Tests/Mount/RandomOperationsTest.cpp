@@ -347,8 +347,10 @@ void RandomOperationsTest::uploadsWhatIsLeft() {
         return ended && diff.exitCode() == 0;
     };
     const QString uploaded = google.pathOf(u"Quillmount"_s);
-    QVERIFY2(MountedEngine::waitFor([&] { return isLike(uploaded); }, 60'000),
-             qPrintable(u"seed %1: "_s.arg(seed) + QString::fromUtf8(difference)));
+    const bool isUploaded = MountedEngine::waitFor([&] { return isLike(uploaded); }, 60'000);
+    if (!isUploaded)
+        qInfo().noquote() << "the engine's log:" << drive.engineLog();
+    QVERIFY2(isUploaded, qPrintable(u"seed %1: "_s.arg(seed) + QString::fromUtf8(difference)));
     QVERIFY(drive.unmount());
     drive.signalEngine(SIGKILL);
     QVERIFY(drive.startEngine());
