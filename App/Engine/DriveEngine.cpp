@@ -183,8 +183,9 @@ QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) 
     m_restartTask.cancel();
     if (m_process || m_signOuts > 0) {
         co_await stopEngine();
-        while (self && m_signOuts > 0)
+        while (self && m_signOuts > 0) {
             co_await m_clock.sleep(signOutPause, {});
+        }
         if (!self || accountWish != m_accountWish)
             co_return;
         // The former engine may have saved its own token in its last moments, or a sign-out removed the file.

@@ -23,8 +23,9 @@ constexpr auto exitGrace = 1s;
 
 QCoro::Task<> DriveEngine::mountThenPoll(Clock::Duration delay, std::stop_token stop) {
     const QPointer self(this);
-    if (delay > Clock::Duration::zero())
+    if (delay > Clock::Duration::zero()) {
         co_await m_clock.sleep(delay, stop);
+    }
     while (self && !stop.stop_requested() && m_process) {
         const bool mounted = co_await waitForMount(stop);
         if (!self || stop.stop_requested() || !m_process)
@@ -60,8 +61,9 @@ QCoro::Task<bool> DriveEngine::waitForMount(std::stop_token stop) {
         if (m_clock.uptime() >= deadline)
             co_return false;
         bool answers = false;
-        if (m_rc)
+        if (m_rc) {
             answers = co_await m_rc->answers();
+        }
         if (!self || stop.stop_requested())
             co_return false;
         if (answers && !mountSucceeded && m_state == State::starting) {
@@ -105,8 +107,9 @@ QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
     m_mount->stopWatching();
     // The mount also goes when the engine ends; then the exit of the engine decides, which is noticed only later.
     bool engineAnswers = false;
-    if (m_rc)
+    if (m_rc) {
         engineAnswers = co_await m_rc->answers();
+    }
     if (!self)
         co_return;
     if (!engineAnswers) {
@@ -119,8 +122,9 @@ QCoro::Task<> DriveEngine::mountLost(bool stillListed) {
     const bool isWanted = m_state == State::live || m_state == State::starting;
     if (!stillListed && engineAnswers) {
         qCInfo(engineLog, "the drive was unmounted from outside");
-        if (isWanted)
+        if (isWanted) {
             co_await eject(false);
+        }
         co_return;
     }
     qCWarning(engineLog, "the process that serves the mount is gone");

@@ -63,8 +63,9 @@ QCoro::Task<> DriveEngine::refresh() {
         if (!self || !isCurrent(run))
             co_return;
     }
-    if (!m_driveFolderURL)
+    if (!m_driveFolderURL) {
         co_await refreshFolderURL(rc);
+    }
 }
 
 void DriveEngine::tellOfRecoveredFiles(const QJsonObject &vfsStats) {
