@@ -80,8 +80,7 @@ std::optional<DriveEngine::State> DriveEngine::handle(Event event, ErrorMapper::
     if (rests && !m_process)
         clearStats();
     if (next != m_state)
-        qCInfo(engineLog, "%s: %ls -> %ls", DriveTransition::name(event), qUtf16Printable(m_state.name()),
-               qUtf16Printable(next->name()));
+        qCInfo(engineLog, "%ls -> %ls", qUtf16Printable(m_state.name()), qUtf16Printable(next->name()));
     publish(this, &DriveEngine::stateChanged, [&] { m_state = *next; });
     if (next == State::failure(ErrorMapper::Kind::offline))
         m_restartTask.start([this](std::stop_token stop) { return retryLater(std::move(stop)); });

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/DriveTransition.h"
 
-#include <QMetaEnum>
-
 namespace quillmount {
 
 namespace {
@@ -141,10 +139,6 @@ std::optional<DriveState> DriveTransition::next(DriveState from, Event event, co
         if ((row.from & in(from.which())) != 0 && row.event == event && row.guard(circumstances))
             return row.to(circumstances);
     return std::nullopt;
-}
-
-const char *DriveTransition::name(Event event) {
-    return QMetaEnum::fromType<Event>().valueToKey(static_cast<int>(event));
 }
 
 } // namespace quillmount

@@ -55,9 +55,6 @@ public:
     // The state that `event` leads to; absent when it leaves the state as it is.
     [[nodiscard]] static std::optional<DriveState> next(DriveState from, Event event,
                                                         const Circumstances &circumstances);
-
-    // For the log.
-    [[nodiscard]] static const char *name(Event event);
 };
 
 } // namespace quillmount
