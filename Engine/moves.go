@@ -11,6 +11,7 @@ import (
 
 	"github.com/rclone/rclone/fs"
 	"github.com/rclone/rclone/vfs"
+	"github.com/rclone/rclone/vfs/vfscache/writeback"
 )
 
 // moves renames and removes files of a drive whose uploads may be pending or running.
@@ -256,6 +257,18 @@ func (m *moves) rebind(name string) {
 	}
 	if err != nil {
 		fs.Errorf(name, "Failed to follow a file whose folder was moved: %v", err)
+	}
+}
+
+// adopt lets the uploads that the process before left tell the drive's files of their success; none begins before its
+// file is there. rclone begins them for nobody: once uploaded, the file would count as gone from Google when it is opened,
+// lose its content in the cache, and what is written to it then would replace all of it at Google.
+func (m *moves) adopt(left []writeback.QueueInfo) {
+	for _, info := range left {
+		end := m.begin(info.Name)
+		m.rebind(info.Name)
+		end()
+		m.files.cache.hasten(info.Name)
 	}
 }
 

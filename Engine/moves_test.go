@@ -4,10 +4,14 @@ package main
 
 import (
 	"context"
+	"io"
+	"os"
+	"path/filepath"
 	"testing"
 	"time"
 
 	"github.com/rclone/rclone/fs"
+	"github.com/rclone/rclone/fs/config"
 	"github.com/rclone/rclone/vfs"
 )
 
@@ -64,4 +68,45 @@ func TestAMovedFolderIsNotTakenBackByALateListing(t *testing.T) {
 	if _, err := late.List(t.Context(), "c"); err != nil {
 		t.Error(err)
 	}
+}
+
+// heldFs is a folder that takes nothing before a time.
+type heldFs struct {
+	fs.Fs
+	features fs.Features
+	ready    chan struct{}
+}
+
+func (f *heldFs) Features() *fs.Features { return &f.features }
+
+func (f *heldFs) Put(ctx context.Context, in io.Reader, source fs.ObjectInfo, options ...fs.OpenOption) (fs.Object, error) {
+	<-f.ready
+	return f.Fs.Put(ctx, in, source, options...)
+}
+
+func TestUploadsThatAProcessLeftAreKnownToTheDrive(t *testing.T) {
+	held := &heldFs{ready: make(chan struct{})}
+	s := serve(t, 10*time.Millisecond, func(local fs.Fs) fs.Fs {
+		held.Fs, held.features = local, *local.Features()
+		held.features.PartialUploads = false
+		for kind, content := range map[string]string{"vfs": "text",
+			"vfsMeta": `{"Size": 4, "Dirty": true, "Rs": [{"Pos": 0, "Size": 4}]}`} {
+			folder := filepath.Join(config.GetCacheDir(), kind, "local", local.Root())
+			must(t, os.MkdirAll(folder, 0o700))
+			must(t, os.WriteFile(folder+"/a", []byte(content), 0o600))
+		}
+		return held
+	})
+	_, err := s.drive.Stat("a") // lists the folder
+	must(t, err)
+	close(held.ready)
+	s.uploaded()
+	s.expect(map[string]string{"a": "text"})
+	buffer := make([]byte, 10)
+	must(t, s.files.read("a", func(handle vfs.Handle) error {
+		if n, err := handle.ReadAt(buffer, 0); string(buffer[:n]) != "text" {
+			t.Errorf("the file has %q, %v", buffer[:n], err)
+		}
+		return nil
+	}))
 }

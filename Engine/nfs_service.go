@@ -15,6 +15,7 @@ import (
 	rclonenfs "github.com/rclone/rclone/cmd/serve/nfs"
 	"github.com/rclone/rclone/fs"
 	"github.com/rclone/rclone/vfs"
+	"github.com/rclone/rclone/vfs/vfscache/writeback"
 	"github.com/rclone/rclone/vfs/vfscommon"
 	"github.com/willscott/go-nfs"
 )
@@ -54,6 +55,11 @@ func newNFSService(ctx context.Context, drive *vfs.VFS, options *rclonenfs.Optio
 	if err != nil {
 		return nil, err
 	}
+	var left []writeback.QueueInfo
+	if files.cache != nil {
+		files.cache.delay("")
+		left = files.cache.uploads("")
+	}
 	service := &nfsService{files: files, moves: &moves{files}, idle: make(chan struct{}),
 		space: newFreeSpace(drive.Fs().Features().About)}
 	if _, err := rand.Read(service.id[:]); err != nil {
@@ -66,6 +72,7 @@ func newNFSService(ctx context.Context, drive *vfs.VFS, options *rclonenfs.Optio
 	if service.listener, err = net.Listen("tcp", address); err != nil {
 		return nil, fmt.Errorf("failed to open listening socket: %w", err)
 	}
+	go service.moves.adopt(left)
 	return service, nil
 }
 
