@@ -83,8 +83,8 @@ func (l *engineLog) Handle(ctx context.Context, record slog.Record) error {
 	return err
 }
 
-// isEarlyProbe tells whether the message is rclone's complaint about a "vfs/stats" that came before the drive is served.
-// Asking is how the application learns that the engine is ready; the complaint would hide the error that matters.
+// isEarlyProbe tells whether the message is rclone's error message about a "vfs/stats" that came before the drive is served.
+// Asking is how the application learns that the engine is ready; it would hide the error that matters.
 func isEarlyProbe(message string) bool {
 	return strings.HasPrefix(message, `rc: "vfs/stats": error: no VFS active`)
 }

@@ -20,8 +20,8 @@ import (
 	"github.com/willscott/go-nfs"
 )
 
-// longestStop bounds how long the end of the engine waits for calls that are being answered.
-const longestStop = 3 * time.Second
+// maxStop bounds how long the end of the engine waits for calls that are being answered.
+const maxStop = 3 * time.Second
 
 // nfsService answers NFS calls for one drive. rclone's handler and go-nfs do the protocol; between the two and the
 // network stand a listener that knows its peers, connections that know where a call begins and ends, and a file system
@@ -112,7 +112,7 @@ func (s *nfsService) serveConnection(conn net.Conn) {
 }
 
 // stop takes no further calls, waits for the running ones and closes the files that are open between calls, all within
-// longestStop.
+// maxStop.
 func (s *nfsService) stop() {
 	s.mu.Lock()
 	if s.stopping {
@@ -127,7 +127,7 @@ func (s *nfsService) stop() {
 
 	_ = s.listener.Close()
 	s.files.suspects.stop()
-	timeout := time.NewTimer(longestStop)
+	timeout := time.NewTimer(maxStop)
 	defer timeout.Stop()
 	select {
 	case <-s.idle:

@@ -15,7 +15,7 @@ import (
 )
 
 // renewRefusedToken marks the remote's access token as expired if Google refuses it before its time, as it does when the
-// person takes the grant back. rclone would go on with such a token for up to an hour; now it asks for a new one when
+// user takes the grant back. rclone would go on with such a token for up to an hour; now it asks for a new one when
 // the remote is opened, and learns whether the grant is gone or only that token. A remote that opens is kept open.
 func renewRefusedToken(remote string) {
 	_, err := cache.Get(context.Background(), remote)

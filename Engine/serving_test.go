@@ -27,7 +27,7 @@ import (
 	"github.com/rclone/rclone/vfs/vfscommon"
 )
 
-const patience = 20 * time.Second
+const testTimeout = 20 * time.Second
 
 // servedFolder is a drive over a local folder that is served on a port of this process.
 type servedFolder struct {
@@ -78,7 +78,7 @@ func (s *servedFolder) save(name, content string) {
 
 func (s *servedFolder) eventually(what string, condition func() bool) {
 	s.t.Helper()
-	for deadline := time.Now().Add(patience); !condition(); time.Sleep(5 * time.Millisecond) {
+	for deadline := time.Now().Add(testTimeout); !condition(); time.Sleep(5 * time.Millisecond) {
 		if time.Now().After(deadline) {
 			s.t.Fatalf("this did not come to hold: %s", what)
 		}
@@ -132,7 +132,7 @@ func (s *servedFolder) expect(want map[string]string) {
 // rpc makes one call on a connection and returns the status and what follows it.
 func rpc(t *testing.T, conn net.Conn, procedure uint32, arguments ...[]byte) (status uint32, results []byte) {
 	t.Helper()
-	must(t, conn.SetDeadline(time.Now().Add(patience)))
+	must(t, conn.SetDeadline(time.Now().Add(testTimeout)))
 	_, err := conn.Write(callOf(7, nfsVersion, procedure, arguments...))
 	must(t, err)
 	_, answer := answerFrom(t, conn)
@@ -571,7 +571,7 @@ func TestAnswersComeInTurn(t *testing.T) {
 	s := serveFolder(t, time.Hour)
 	s.save("a.txt", "text")
 	conn := s.dial()
-	must(t, conn.SetDeadline(time.Now().Add(patience)))
+	must(t, conn.SetDeadline(time.Now().Add(testTimeout)))
 	const calls = 200
 	var records []byte
 	for xid := range uint32(calls) {

@@ -29,7 +29,7 @@ var retriedFailure = regexp.MustCompile(`(?s)^(?:low level retry|Token refresh f
 // and a half before it gives up and says why; the application has long stopped waiting by then and would have to guess.
 type startLog struct {
 	opening  atomic.Bool
-	level    fs.LogLevel // what the person asked for
+	level    fs.LogLevel // what the user asked for
 	mu       sync.Mutex
 	reported map[string]bool // errors, each of which is worth one line
 }

@@ -214,7 +214,7 @@ func TestFilesWhoseUploadFailedMoveAndGoWithoutTheNetwork(t *testing.T) {
 				}()
 				select {
 				case <-done:
-				case <-time.After(patience / 2):
+				case <-time.After(testTimeout / 2):
 					t.Error("the network is waited for")
 				}
 				remote.restore()

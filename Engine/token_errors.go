@@ -18,7 +18,7 @@ var refusal = regexp.MustCompile(`^(?:\w+: (?:maybe token expired\?|if you're us
 	`|access_denied|admin_policy_enforced|org_internal|deleted_client|disabled_client|restricted_client)")`)
 
 // withoutTokenWords takes tokenWords out of an error text unless Google refused. The words tell the application to ask
-// the person to sign in again, which helps nobody whose laptop has merely lost its network while the token expired.
+// the user to sign in again, which helps nobody whose laptop has merely lost its network while the token expired.
 func withoutTokenWords(text string) string {
 	before, after, found := strings.Cut(text, tokenWords)
 	if !found {

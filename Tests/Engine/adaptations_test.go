@@ -109,17 +109,17 @@ func TestLogStaysBoundedAndHoldsCrashes(t *testing.T) {
 
 	// Each call writes its name into the log twice.
 	padding := strings.Repeat("x", 4<<10)
-	largest := int64(0)
+	maxSize := int64(0)
 	for i := range rounds {
 		if status, _ := e.call(fmt.Sprintf("no-such-call-%d-%s", i, padding)); status != http.StatusNotFound {
 			t.Fatalf("a call that does not exist gave status %d", status)
 		}
 		info, err := os.Stat(e.path("engine.log"))
 		must(t, err)
-		largest = max(largest, info.Size())
+		maxSize = max(maxSize, info.Size())
 	}
-	if written := int64(2 * rounds * len(padding)); largest > limit || written < limit*3/2 {
-		t.Errorf("the log grew to %d of %d bytes written, the limit is %d", largest, written, limit)
+	if written := int64(2 * rounds * len(padding)); maxSize > limit || written < limit*3/2 {
+		t.Errorf("the log grew to %d of %d bytes written, the limit is %d", maxSize, written, limit)
 	}
 	if !strings.Contains(e.log(), fmt.Sprintf("no-such-call-%d-", rounds-1)) {
 		t.Error("the newest line is gone")

@@ -20,8 +20,8 @@ import (
 	"time"
 )
 
-// patience bounds every wait; only a fault ever uses it up.
-const patience = 60 * time.Second
+// testTimeout bounds every wait; only a fault ever uses it up.
+const testTimeout = 60 * time.Second
 
 // expiredDrive is the section of a Drive account whose access token has expired. The root folder is known, so that the
 // engine starts even if it cannot get a token.
@@ -94,7 +94,7 @@ func (e *engine) exit() int {
 	e.t.Helper()
 	select {
 	case <-e.exited:
-	case <-time.After(patience):
+	case <-time.After(testTimeout):
 		e.t.Fatal("the engine does not end")
 	}
 	return e.cmd.ProcessState.ExitCode()
@@ -152,7 +152,7 @@ func (e *engine) disk(key string) float64 {
 // eventually waits for a condition; an engine that ends meanwhile is a fault.
 func (e *engine) eventually(what string, condition func() bool) {
 	e.t.Helper()
-	for deadline := time.Now().Add(patience); time.Now().Before(deadline); {
+	for deadline := time.Now().Add(testTimeout); time.Now().Before(deadline); {
 		if condition() {
 			return
 		}

@@ -10,7 +10,7 @@ import (
 	"time"
 )
 
-// The application gives a start 45 s, then tells the person what the last error says. rclone alone says nothing for
+// The application gives a start 45 s, then tells the user what the last error says. rclone alone says nothing for
 // about 80 s.
 const startPatience = 40 * time.Second
 
