@@ -14,8 +14,6 @@ class DriveExitTest : public QObject {
 
 private Q_SLOTS:
     void ladder();
-    void refusedAuthorisation();
-    void takenPort();
     void yesterdaysLogExplainsNothing();
     void crashUnmountsAndComesBack();
     void offlineTriesAgain_data();
@@ -58,36 +56,6 @@ void DriveExitTest::ladder() {
     QVERIFY(world.advanceUntil(DriveState::live));
 }
 
-void DriveExitTest::refusedAuthorisation() {
-    DriveWorld world;
-    QVERIFY(world.goLive());
-    world.engine.crash(Paths::engineLog(), u"ERROR : couldn't fetch token: \"invalid_grant\""_s);
-    QVERIFY(waitFor([&] { return !world.hasEngine(); }));
-    QCOMPARE(world.drive->state().name(), u"failed(needsReconnect)"_s);
-    world.advance(60s);
-    QCOMPARE(world.engine.starts(), 1);
-}
-
-void DriveExitTest::takenPort() {
-    DriveWorld world;
-    // Another program was quicker than the engine.
-    const QString taken = u"CRITICAL: Failed to start remote control: failed to init server: listen tcp 127.0.0.1:1: "
-                          u"bind: address already "
-                          "in use"_s;
-    world.engine.set(u"exit"_s, QJsonObject{{u"after"_s, 0}, {u"status"_s, 1}, {u"log"_s, taken}});
-    world.makeDrive().start();
-    QVERIFY(waitFor([&] { return world.engine.starts() == 1 && !world.hasEngine(); }));
-    QCOMPARE(world.drive->state(), DriveState(DriveState::starting));
-    world.engine.set(u"exit"_s, QJsonValue::Null);
-    QVERIFY(world.advanceUntil(DriveState::live));
-    // Each engine has ports and a password of its own.
-    const QList<QJsonObject> starts = world.engine.records(u"start"_s);
-    QCOMPARE(starts.size(), 2);
-    for (const int port : {4, 42})
-        QVERIFY(starts[0]["arguments"_L1][port] != starts[1]["arguments"_L1][port]);
-    QVERIFY(starts[0]["environment"_L1]["RCLONE_RC_PASS"_L1] != starts[1]["environment"_L1]["RCLONE_RC_PASS"_L1]);
-}
-
 void DriveExitTest::yesterdaysLogExplainsNothing() {
     DriveWorld world;
     world.makeDrive();
@@ -115,6 +83,12 @@ void DriveExitTest::crashUnmountsAndComesBack() {
     QCOMPARE(world.drive->stats().uploadsQueued, 2); // they are still waiting
     QVERIFY(world.advanceUntil(DriveState::live));
     QCOMPARE(world.takeCommandNames(), QStringList({u"find"_s, u"mount"_s}));
+    // Each engine has ports and a password of its own.
+    const QList<QJsonObject> starts = world.engine.records(u"start"_s);
+    QCOMPARE(starts.size(), 2);
+    for (const int port : {4, 42})
+        QVERIFY(starts[0]["arguments"_L1][port] != starts[1]["arguments"_L1][port]);
+    QVERIFY(starts[0]["environment"_L1]["RCLONE_RC_PASS"_L1] != starts[1]["environment"_L1]["RCLONE_RC_PASS"_L1]);
 }
 
 void DriveExitTest::offlineTriesAgain_data() {

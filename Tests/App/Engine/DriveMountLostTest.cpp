@@ -47,8 +47,12 @@ void DriveMountLostTest::serverGone() {
     // There is still one round every two seconds.
     world.advance(0s);
     const int asked = world.engine.requests(u"core/stats"_s);
+    const MemoryMountWatch *watch = world.platform.mountTable().watchOf(world.drive->mountPoint());
+    QVERIFY(watch);
+    const int tended = watch->tended();
     world.advance(20s);
     QCOMPARE(world.engine.requests(u"core/stats"_s), asked + 10);
+    QCOMPARE(watch->tended(), tended + 10);
 }
 
 void DriveMountLostTest::serverThatKeepsDying() {

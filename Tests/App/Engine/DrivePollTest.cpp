@@ -30,10 +30,8 @@ private Q_SLOTS:
     void recoveredFilesAreToldOnce();
     void missingAnswersLeaveTheFigures();
     void everyFigureIsAssignedByItself();
-    void rounds();
     void quotaPeriod();
     void revokedGrant();
-    void refreshWithoutEngine();
 
 private:
     // One round, after those that are under way.
@@ -116,19 +114,6 @@ void DrivePollTest::everyFigureIsAssignedByItself() {
     QCOMPARE(changed.size(), 6);
 }
 
-void DrivePollTest::rounds() {
-    DriveWorld world;
-    QVERIFY(world.goLive());
-    world.advance(0ms);
-    const int asked = world.engine.requests(coreStats);
-    MemoryMountWatch *watch = world.platform.mountTable().watchOf(world.drive->mountPoint());
-    QVERIFY(watch);
-    const int tended = watch->tended();
-    world.advance(20s);
-    QCOMPARE(world.engine.requests(coreStats), asked + 10);
-    QCOMPARE(watch->tended(), tended + 10);
-}
-
 void DrivePollTest::quotaPeriod() {
     DriveWorld world;
     world.engine.setReply(about, {{u"status"_s, 500}});
@@ -154,13 +139,6 @@ void DrivePollTest::revokedGrant() {
     QVERIFY(world.engine.requests(vfsStats) > asked);
     QVERIFY(world.hasEngine());
     QCOMPARE(world.drive->state().name(), u"failed(needsReconnect)"_s);
-}
-
-void DrivePollTest::refreshWithoutEngine() {
-    DriveWorld world;
-    QSignalSpy announced(&world.makeDrive(), &DriveEngine::objectWillChange);
-    QVERIFY(started(world.drive->refresh())->isDone);
-    QCOMPARE(announced.size(), 0);
 }
 
 QTEST_GUILESS_MAIN(DrivePollTest)

@@ -22,9 +22,6 @@ class DriveStartTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void firstState_data();
-    void firstState();
-    void assignmentsAreAnnounced();
     void everyPathUpdateIsAssigned();
     void startThatCannotLaunch_data();
     void startThatCannotLaunch();
@@ -40,38 +37,6 @@ private Q_SLOTS:
     void deadlineWithUploads();
     void ejectDuringTheMountCommand();
 };
-
-void DriveStartTest::firstState_data() {
-    QTest::addColumn<DriveWorld::Account>("account");
-    QTest::addColumn<QString>("state");
-    QTest::newRow("account") << DriveWorld::connected << u"stopped"_s;
-    QTest::newRow("none") << DriveWorld::signedOut << u"signedOut"_s;
-}
-
-void DriveStartTest::firstState() {
-    QFETCH(DriveWorld::Account, account);
-    DriveWorld world(account);
-    const DriveEngine &drive = world.makeDrive();
-    QTEST(drive.state().name(), "state");
-    QCOMPARE(drive.stats(), DriveStats());
-    QVERIFY(!drive.quota() && !drive.driveFolderURL() && drive.isOnline() && !world.hasEngine());
-    QVERIFY(QFileInfo(Paths::cacheDirectory()).isDir() && QFileInfo(Paths::logs()).isDir());
-    QCOMPARE(world.takeCommands(), QStringList());
-    QVERIFY(!drive.isMounted());
-    world.setMounted(true);
-    QVERIFY(drive.isMounted());
-}
-
-void DriveStartTest::assignmentsAreAnnounced() {
-    DriveWorld world(DriveWorld::signedOut);
-    DriveEngine &drive = world.makeDrive();
-    QStringList before;
-    connect(&drive, &DriveEngine::objectWillChange, this, [&] { before.append(drive.state().name()); });
-    drive.start();
-    drive.start(); // an equal value is assigned, too
-    QCOMPARE(before, QStringList({u"signedOut"_s, u"signedOut"_s}));
-    QCOMPARE(world.states(), before);
-}
 
 void DriveStartTest::everyPathUpdateIsAssigned() {
     DriveWorld world;

@@ -43,6 +43,7 @@ private Q_SLOTS:
     void whateverHappens();
 };
 
+// Those that no drive makes in the other tests, or only from some of the states.
 void DriveTransitionTest::transitions_data() {
     QTest::addColumn<Event>("event");
     QTest::addColumn<Circumstances>("now");
@@ -52,17 +53,7 @@ void DriveTransitionTest::transitions_data() {
         QTest::newRow(name) << event << now << (everywhere ? QStringList(6, expected).join(u' ') : expected);
     };
     row("a start without an account", Event::start, {}, u"signedOut"_s);
-    row("a start with one", Event::start, {.hasAccount = true}, u"-"_s);
-    row("a start while an engine runs", Event::start, {.hasEngine = true}, u"-"_s);
-    row("a start while the location is set up", Event::start, {.isSettingUpVolume = true}, u"-"_s);
     row("a withdrawn start", Event::startWithdrawn, {.hasAccount = true}, u"- - - stopped - -"_s);
-    row("mounted", Event::mounted, {.hasEngine = true, .isMounted = true}, u"- - - live - -"_s);
-    row("mounted, but not listed", Event::mounted, {.hasEngine = true}, u"-"_s);
-    row("not mounted in time", Event::mountDeadline, {}, u"- - - failed(mountRefused) - -"_s);
-    row("not mounted, and the log says why", Event::mountDeadline, {.kind = Kind::offline},
-        u"- - - failed(offline) - -"_s);
-    row("the grant revoked", Event::engineReportedError, {.kind = Kind::needsReconnect},
-        u"- - - - failed(needsReconnect) failed(needsReconnect)"_s);
     row("another error", Event::engineReportedError, {.kind = Kind::diskFull}, u"-"_s);
     row("a crash", Event::engineExited, {.hasAccount = true, .restartAttempt = 5},
         u"- starting starting starting starting stopped"_s);
@@ -73,17 +64,13 @@ void DriveTransitionTest::transitions_data() {
     row("an end that was asked for", Event::engineExited, {.stopRequested = true}, u"-"_s);
     row("the end at the end of the application", Event::engineExited,
         {.hasAccount = true, .stopRequested = true, .hasShutDown = true}, u"stopped"_s);
-    row("the mount lost", Event::mountServerGone, {.restartAttempt = 5}, u"- - - starting starting -"_s);
     row("the mount lost too often", Event::mountServerGone, {.restartAttempt = 6},
         u"- - - failed(mountRefused) failed(mountRefused) -"_s);
     row("another engine on the cache for too long", Event::cacheInUse, {.restartAttempt = 6},
         u"- - - failed(unknown) - -"_s);
     row("a retry", Event::retry, {}, u"stopped - - - - -"_s);
-    row("an eject", Event::eject, {.hasEngine = true}, u"ejecting"_s);
     row("an eject without engine", Event::eject, {.hasAccount = true}, u"stopped"_s);
     row("an eject without account", Event::eject, {}, u"signedOut"_s);
-    row("an eject cancelled", Event::cancelEject, {.isMounted = true}, u"- - - - - live"_s);
-    row("an eject cancelled after the unmount", Event::cancelEject, {}, u"- - - - - starting"_s);
     row("detached", Event::detached, {.hasAccount = true}, u"stopped"_s);
 }
 

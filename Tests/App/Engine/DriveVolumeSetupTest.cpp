@@ -24,7 +24,6 @@ private Q_SLOTS:
     void firstStart_data();
     void firstStart();
     void installedVolume();
-    void notWantedWhileTheOfferIsOpen_data();
     void notWantedWhileTheOfferIsOpen();
     void setUpLater_data();
     void setUpLater();
@@ -85,22 +84,15 @@ void DriveVolumeSetupTest::installedVolume() {
     QCOMPARE(world.drive->state(), DriveState(DriveState::live));
 }
 
-void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen_data() {
-    QTest::addColumn<bool>("signsOut");
-    QTest::newRow("signed out") << true;
-    QTest::newRow("ejected") << false;
-}
-
 void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen() {
-    QFETCH(bool, signsOut);
     DriveWorld world;
     world.setup.setAvailable(true);
     world.makeDrive().start();
-    const auto done = started(signsOut ? world.drive->signOut() : world.drive->eject(true));
+    const auto done = started(world.drive->signOut());
     QVERIFY(waitFor([&] { return done->isDone; }));
     world.setup.complete();
     world.advance(60s);
-    QCOMPARE(world.drive->state(), DriveState(signsOut ? DriveState::signedOut : DriveState::stopped));
+    QCOMPARE(world.drive->state(), DriveState(DriveState::signedOut));
     QCOMPARE(world.engine.starts(), 0);
     // The next account is served as if nothing had been.
     const auto connected = started(world.drive->connect(u"{}"_s, std::nullopt));
@@ -111,23 +103,17 @@ void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen() {
 
 void DriveVolumeSetupTest::setUpLater_data() {
     QTest::addColumn<bool>("completes");
-    QTest::addColumn<DriveWorld::Account>("account");
-    QTest::newRow("completed") << true << DriveWorld::connected;
-    QTest::newRow("declined") << false << DriveWorld::connected;
-    QTest::newRow("signed out") << true << DriveWorld::signedOut;
+    QTest::newRow("completed") << true;
+    QTest::newRow("declined") << false;
 }
 
 void DriveVolumeSetupTest::setUpLater() {
     QFETCH(bool, completes);
-    QFETCH(DriveWorld::Account, account);
-    const bool hasAccount = account == DriveWorld::connected;
-    DriveWorld world(account);
+    DriveWorld world;
     world.setup.setAvailable(true);
     Preferences::setVolumeSetupDeclined(true);
     world.engine.setQueuedUploads(5); // they are not waited for
-    world.makeDrive().start();
-    if (hasAccount)
-        QVERIFY(world.advanceUntil(DriveState::live));
+    QVERIFY(world.goLive());
     const auto done = started(world.drive->setUpFinderLocation());
     QVERIFY(world.advanceUntil([&] { return world.setup.isRunning(); }));
     QVERIFY(!world.hasEngine() && !world.drive->isMounted());
@@ -136,12 +122,9 @@ void DriveVolumeSetupTest::setUpLater() {
         world.setup.complete();
     else
         world.setup.decline();
-    QVERIFY(waitFor([&] { return done->isDone; }));
+    QVERIFY(world.advanceUntil([&] { return done->isDone && world.drive->state() == DriveState::live; }));
     QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), std::optional(!completes));
-    if (hasAccount)
-        QVERIFY(world.advanceUntil(DriveState::live));
-    world.advance(1s);
-    QCOMPARE(world.engine.starts(), hasAccount ? 2 : 0);
+    QCOMPARE(world.engine.starts(), 2);
     QCOMPARE(world.drive->mountPoint(), completes ? volume : Paths::homeMountPoint());
 }
 

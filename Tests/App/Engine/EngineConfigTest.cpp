@@ -71,7 +71,6 @@ private Q_SLOTS:
     void cleanup() { m_platform.reset(); }
     void write();
     void failureKeepsTheFormerFile();
-    void failureOfTheReplacementLeavesNothing();
     void refreshToken_data();
     void refreshToken();
 
@@ -119,12 +118,6 @@ void EngineConfigTest::failureKeepsTheFormerFile() {
     QVERIFY(error && error->which() == ConfigError::writeFailed);
     QCOMPARE(error->description(), u"Quillmount couldn't save your account. Please try again."_s);
     QCOMPARE(contents(Paths::engineConfig()), before);
-    QCOMPARE(filesBeside(Paths::engineConfig()), QStringList(u"engine.conf"_s));
-}
-
-void EngineConfigTest::failureOfTheReplacementLeavesNothing() {
-    QVERIFY(QDir().mkpath(Paths::engineConfig() + u"/in the way"_s));
-    QVERIFY(started(EngineConfig::write(u"{}"_s))->thrown<ConfigError>());
     QCOMPARE(filesBeside(Paths::engineConfig()), QStringList(u"engine.conf"_s));
 }
 

@@ -24,25 +24,18 @@ void ErrorMapperTest::classify_data() {
     QTest::addColumn<Kind>("kind");
 
     QTest::newRow("grant") << u"ERROR : couldn't list: oauth2: \"invalid_grant\""_s << Kind::needsReconnect;
-    QTest::newRow("expired") << u"Token Expired and there is no refresh token"_s << Kind::needsReconnect;
-    QTest::newRow("fetch") << u"couldn't fetch token: denied"_s << Kind::needsReconnect;
     QTest::newRow("client") << u"UNAUTHORIZED_CLIENT"_s << Kind::needsReconnect;
-    QTest::newRow("scopes") << u"Insufficient Authentication Scopes"_s << Kind::needsReconnect;
     QTest::newRow("scope") << u"ACCESS_TOKEN_SCOPE_INSUFFICIENT"_s << Kind::needsReconnect;
     QTest::newRow("a token before the network") << u"dial tcp: couldn't fetch token"_s << Kind::needsReconnect;
     QTest::newRow("host") << u"lookup www: no such host"_s << Kind::offline;
-    QTest::newRow("network") << u"connect: network is unreachable"_s << Kind::offline;
     QTest::newRow("dial") << u"dial tcp 1.2.3.4:443: refused"_s << Kind::offline;
-    QTest::newRow("timeout") << u"read: i/o timeout"_s << Kind::offline;
     QTest::newRow("the network before the disk") << u"i/o timeout, no space left"_s << Kind::offline;
-    QTest::newRow("space") << u"write: No space left on device"_s << Kind::diskFull;
     QTest::newRow("cache") << u"vfs cache: OutOfSpace"_s << Kind::diskFull;
     QTest::newRow("the disk before the mount") << u"mount failed: no space left"_s << Kind::diskFull;
     QTest::newRow("mount failed") << u"CRITICAL: Mount FAILED"_s << Kind::mountRefused;
     QTest::newRow("mount permission") << u"mounting: Permission denied"_s << Kind::mountRefused;
     QTest::newRow("mount alone") << u"mount is slow"_s << Kind::unknown;
     QTest::newRow("failure alone") << u"upload failed: permission denied"_s << Kind::unknown;
-    QTest::newRow("a taken port") << u"listen tcp 127.0.0.1:1: bind: address already in use"_s << Kind::unknown;
     QTest::newRow("nothing") << QString() << Kind::unknown;
 }
 

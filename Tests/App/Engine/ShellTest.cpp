@@ -32,7 +32,6 @@ private Q_SLOTS:
     void status_data();
     void status();
     void reasonIsLoggedOnce();
-    void argumentsAreNotInterpreted();
     void commandThatDoesNotEndIsLeftAlone();
     void commandsStartWithDefaultSignals();
     void commandsKeepNothingOfTheirParent();
@@ -71,13 +70,6 @@ void ShellTest::reasonIsLoggedOnce() {
     qInstallMessageHandler(former);
     QCOMPARE(logged,
              QStringList({u"a command failed: no device"_s, u"a command failed: busy"_s, u"a command failed: busy"_s}));
-}
-
-void ShellTest::argumentsAreNotInterpreted() {
-    const QTemporaryDir folder;
-    const QString odd = folder.path() + u"/a b;$(c) 'é"_s;
-    QCOMPARE(Shell::run(u"/bin/mkdir"_s, {odd}, 10), 0);
-    QVERIFY(QFileInfo(odd).isDir());
 }
 
 void ShellTest::commandThatDoesNotEndIsLeftAlone() {
