@@ -3,10 +3,7 @@
 #include "Tests/EndToEnd/DriveInHome.h"
 #include "Tests/EndToEnd/TestHome.h"
 
-#include <QElapsedTimer>
 #include <QTest>
-
-#include <csignal>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -16,7 +13,6 @@ class EjectTest : public QObject {
 
 private Q_SLOTS:
     void waitsForUploadsUntilCancelledOrForced();
-    void killsAnEngineThatDoesNotEnd();
 };
 
 void EjectTest::waitsForUploadsUntilCancelledOrForced() {
@@ -64,20 +60,6 @@ void EjectTest::waitsForUploadsUntilCancelledOrForced() {
     QCOMPARE(drive.states(),
              QStringList({u"stopped"_s, u"starting"_s, u"live"_s, u"ejecting"_s, u"live"_s, u"ejecting"_s, u"stopped"_s,
                           u"starting"_s, u"live"_s, u"ejecting"_s, u"stopped"_s, u"starting"_s, u"live"_s}));
-}
-
-void EjectTest::killsAnEngineThatDoesNotEnd() {
-    TestHome home;
-    DriveInHome drive(home);
-    QVERIFY(drive.goLive());
-    // A stopped process does not see the signal that asks it to end.
-    ::kill(home.engine(), SIGSTOP);
-    QElapsedTimer time;
-    time.start();
-    spawn(drive.engine().eject(true));
-    QVERIFY(drive.comesTo(DriveState::stopped));
-    QVERIFY2(time.elapsed() > 4'000, "it is given some seconds to end by itself");
-    QVERIFY(home.isQuiet());
 }
 
 QTEST_GUILESS_MAIN(EjectTest)

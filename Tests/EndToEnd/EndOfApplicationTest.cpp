@@ -38,33 +38,13 @@ class EndOfApplicationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void endsCleanlyOnSignal_data();
-    void endsCleanlyOnSignal();
     void endsCleanlyOnControlC();
     void endsWithItsDisplay();
     void endsInEveryState_data();
     void endsInEveryState();
     void uploadsSurviveAKill();
-    void uploadsSurviveForcedEnd();
     void secondStartDisturbsNothing();
 };
-
-void EndOfApplicationTest::endsCleanlyOnSignal_data() {
-    QTest::addColumn<int>("number");
-    QTest::newRow("SIGTERM") << SIGTERM;
-    QTest::newRow("SIGINT") << SIGINT;
-    QTest::newRow("SIGHUP") << SIGHUP;
-}
-
-void EndOfApplicationTest::endsCleanlyOnSignal() {
-    QFETCH(int, number);
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    application.signal(number);
-    QCOMPARE(application.end(), 0);
-    QVERIFY(home.isQuiet());
-}
 
 void EndOfApplicationTest::endsCleanlyOnControlC() {
     const QString missing = Machine::lacksTerminals();
@@ -194,30 +174,6 @@ void EndOfApplicationTest::uploadsSurviveAKill() {
     next.signal(SIGTERM);
     QCOMPARE(next.end(), 0);
     QVERIFY(home.isQuiet());
-}
-
-void EndOfApplicationTest::uploadsSurviveForcedEnd() {
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    const int stalled = home.stallUploads();
-    const QByteArray uploading = someBytes(200'001, 1);
-    const QByteArray waiting = someBytes(100'001, 2);
-    QVERIFY(home.save(u"uploading.bin"_s, uploading));
-    QTRY_VERIFY_WITH_TIMEOUT(home.hits(stalled) > 0, 20'000);
-    // This one is not even old enough to be uploaded.
-    QVERIFY(home.save(u"waiting.bin"_s, waiting));
-    application.signal(SIGTERM);
-    QCOMPARE(application.end(), 0);
-    QVERIFY(home.isQuiet());
-    home.google.clearFault(stalled);
-    QVERIFY(!home.onGoogle(u"uploading.bin"_s) && !home.onGoogle(u"waiting.bin"_s));
-
-    Application next(home);
-    next.start();
-    QVERIFY(next.comesTo(u"live"_s));
-    QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"uploading.bin"_s), uploading, 30'000);
-    QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"waiting.bin"_s), waiting, 30'000);
 }
 
 void EndOfApplicationTest::secondStartDisturbsNothing() {

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-// How the engine is started, as the kernel sees it, and where the account's secrets can be seen.
+// Where the account's secrets can be seen, and a start that has no place for its state.
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QTest>
 
 #include <sys/resource.h>
@@ -18,7 +17,6 @@ class LaunchTest : public QObject {
 private Q_SLOTS:
     void init();
     void cleanup();
-    void environmentIsInheritedExceptTheEnginesOwn();
     void secretsStayHidden();
     void noPlaceForItsState();
 
@@ -45,33 +43,6 @@ ProcessInfo LaunchTest::engine() const {
         if (process.program() == "QuillmountEngine")
             return process;
     return {};
-}
-
-void LaunchTest::environmentIsInheritedExceptTheEnginesOwn() {
-    m_application->environment.insert(u"SOMETHING"_s, u"else"_s);
-    QMap<QByteArray, QByteArray> expected;
-    const QStringList names = m_application->environment.keys();
-    for (const QString &name : names)
-        expected.insert(name.toLocal8Bit(), m_application->environment.value(name).toLocal8Bit());
-    // There is no bus in the test's home, and the application starts none.
-    expected.insert("DBUS_SESSION_BUS_ADDRESS", "disabled:");
-    // Each of these would change what the engine does.
-    m_application->environment.insert(u"RCLONE_VFS_CACHE_MODE"_s, u"off"_s);
-    m_application->environment.insert(u"RCLONE_DRIVE_TRASHED_ONLY"_s, u"true"_s);
-    m_application->environment.insert(u"RCLONE_RC_USER"_s, u"somebody"_s);
-    m_application->environment.insert(u"RCLONE_CONFIG"_s, u"/nowhere"_s);
-    m_application->environment.insert(u"QUILLMOUNT_ENGINE_RCLONE_CACHE_DIR"_s, u"/nowhere"_s);
-    QVERIFY(m_application->goLive());
-
-    QMap<QByteArray, QByteArray> environment = engine().environment;
-    expected.insert("QUILLMOUNT_RECOVERY_DIRECTORY", m_home->path().toUtf8());
-    expected.insert("RCLONE_CONFIG", m_home->engineConfiguration().toUtf8());
-    for (const char *credential : {"RCLONE_RC_USER", "RCLONE_RC_PASS"}) {
-        QCOMPARE(environment.value(credential).size(), 32);
-        expected.insert(credential, environment.value(credential));
-    }
-    QVERIFY(environment["RCLONE_RC_USER"] != environment["RCLONE_RC_PASS"]);
-    QCOMPARE(environment, expected);
 }
 
 void LaunchTest::secretsStayHidden() {

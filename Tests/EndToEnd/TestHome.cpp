@@ -110,10 +110,6 @@ QJsonObject TestHome::newToken(int lifetime) {
         {{"clientId"_L1, clientId()}, {"clientSecret"_L1, clientSecret()}, {"lifetime"_L1, lifetime}});
 }
 
-void TestHome::revokeGrant() {
-    google.control("POST", u"/grants/revoke"_s, {{"clientId"_L1, clientId()}});
-}
-
 void TestHome::addAccount(const QJsonObject &token) const {
     const QString file = engineConfiguration();
     const QByteArray configuration =

@@ -38,7 +38,6 @@ public:
     [[nodiscard]] QString clientSecret() const { return google.clientSecret(); }
     // A new grant's token, as the engine's configuration keeps it. `lifetime`: of the access token, in seconds.
     [[nodiscard]] QJsonObject newToken(int lifetime = 3599);
-    void revokeGrant();
     // Leaves the home as a sign-in does that came to this token, by default to one of a new grant.
     void addAccount() { addAccount(newToken()); }
     void addAccount(const QJsonObject &token) const;

@@ -87,17 +87,6 @@ QProcessEnvironment LocalGoogle::environment(const QProcessEnvironment &base) co
     return result;
 }
 
-void LocalGoogle::exportEnvironment() const {
-    const QProcessEnvironment wanted = environment();
-    const QStringList names = QProcessEnvironment::systemEnvironment().keys();
-    for (const QString &name : names) {
-        if (!wanted.contains(name))
-            qunsetenv(name.toLocal8Bit().constData());
-    }
-    qputenv("HTTPS_PROXY", proxy().toLocal8Bit());
-    qputenv("SSL_CERT_FILE", certificateAuthority().toLocal8Bit());
-}
-
 QString LocalGoogle::clientId() const {
     return u"123456-tests.apps.googleusercontent.com"_s;
 }

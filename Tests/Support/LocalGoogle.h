@@ -37,8 +37,6 @@ public:
 
     // The environment in which an engine reaches it: `base` without other proxies.
     QProcessEnvironment environment(const QProcessEnvironment &base = QProcessEnvironment::systemEnvironment()) const;
-    // The same for children of this process.
-    void exportEnvironment() const;
     QString proxy() const { return m_ready.value(QLatin1StringView("proxy")).toString(); }
     QString certificateAuthority() const { return m_ready.value(QLatin1StringView("certificateAuthority")).toString(); }
 
