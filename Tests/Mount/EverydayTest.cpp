@@ -9,9 +9,7 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
-#include <thread>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
@@ -39,7 +37,6 @@ private Q_SLOTS:
     void savesLikeAnOffice_data();
     void savesLikeAnOffice();
     void listsManyFiles();
-    void survivesChangesWhileListing();
     void cleanupTestCase();
 
 private:
@@ -185,34 +182,6 @@ void EverydayTest::listsManyFiles() {
     const QString script = uR"(ls -l "$1" | awk 'NR > 1 && $5 == 1' | wc -l)"_s;
     QCOMPARE(run(u"bash"_s, {u"-c"_s, script, u"script"_s, m_drive.mountPoint() + u"/many"_s}).trimmed(),
              QString::number(manyFiles));
-}
-
-void EverydayTest::survivesChangesWhileListing() {
-    for (int i = 0; i < 3000; ++i)
-        QVERIFY(QDir(folder()).mkdir(u"keep-%1"_s.arg(i)));
-    std::atomic<bool> enough{false};
-    std::atomic<int> rounds{0};
-    std::thread churn([&] {
-        while (!enough) {
-            for (const char *name : {"a", "m", "z"})
-                QDir(folder()).mkdir(QLatin1StringView(name));
-            for (const char *name : {"a", "m", "z"})
-                QDir(folder()).rmdir(QLatin1StringView(name));
-            ++rounds;
-        }
-    });
-    QStringList sizes;
-    int duplicates = 0;
-    for (int round = 0; round < 5; ++round) {
-        QStringList kept = QDir(folder()).entryList({u"keep-*"_s}, QDir::Dirs);
-        sizes << QString::number(kept.size());
-        duplicates += static_cast<int>(kept.removeDuplicates());
-    }
-    enough = true;
-    churn.join();
-    QCOMPARE(sizes.join(u' '), u"3000 3000 3000 3000 3000"_s);
-    QCOMPARE(duplicates, 0);
-    QVERIFY(rounds > 1);
 }
 
 void EverydayTest::cleanupTestCase() {

@@ -26,7 +26,6 @@ class MountRulesTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void readsItsArguments();
     void refusesArguments_data();
     void refusesArguments();
     void knowsLoopbackHosts_data();
@@ -39,19 +38,6 @@ private Q_SLOTS:
     void mapsErrors();
     void hidesUnlinkedFiles();
 };
-
-void MountRulesTest::readsItsArguments() {
-    const auto parsed = parseMountOptions(
-        {"-o", "port=4321,mountport=1234,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30", "a.localhost:/", "/m n"});
-    const auto *options = std::get_if<MountOptions>(&parsed);
-    QVERIFY(options);
-    QCOMPARE(options->port, 4321);
-    QCOMPARE(options->mountPort, 1234);
-    QVERIFY(options->deadTimeout == 30s);
-    QCOMPARE(options->host, std::string("a.localhost"));
-    QCOMPARE(options->source(), std::string("a.localhost:/"));
-    QCOMPARE(options->mountPoint, std::string("/m n"));
-}
 
 void MountRulesTest::refusesArguments_data() {
     QTest::addColumn<QString>("options");

@@ -27,7 +27,6 @@ private Q_SLOTS:
     void movesTreesWithoutTheirHandles();
     void tellsReplacedFilesApart();
     void forgetsWhatTheKernelForgets();
-    void gathersSmallWrites();
     void writesWhatWasWritten();
     void letsAChangeOfSizeHaveItsTurn();
     void givesEachCallItsConnection();
@@ -101,36 +100,6 @@ void MountStateTest::forgetsWhatTheKernelForgets() {
     QCOMPARE(table.size(), 1U);
     table.forget(1, 100);
     QVERIFY(table.find(1) == table.root());
-}
-
-void MountStateTest::gathersSmallWrites() {
-    WriteBehind pending;
-    const std::string small(1000, 'x');
-    pending.accept(0, small.data(), small.size());
-    WriteBehind::Chunk *first = pending.nextToSend();
-    QVERIFY(first);
-    // While the first is on its way, what follows grows together and waits; nothing waits for a clock.
-    for (std::uint64_t i = 1; i < 500; ++i)
-        pending.accept(i * 1000, small.data(), small.size());
-    QVERIFY(!pending.nextToSend());
-    QCOMPARE(pending.end(), 500'000U);
-    QCOMPARE(pending.bytes(), 500'000U);
-    pending.finish(first);
-    WriteBehind::Chunk *second = pending.nextToSend();
-    QVERIFY(second);
-    QCOMPARE(second->bytes.size(), 499'000U);
-    // Who waits for everything does not wait for a neighbour to grow.
-    const std::uint64_t later = pending.accept(500'000, small.data(), small.size());
-    QVERIFY(!pending.nextToSend());
-    QCOMPARE(pending.seal(), later);
-    WriteBehind::Chunk *third = pending.nextToSend();
-    QVERIFY(third);
-    pending.finish(third);
-    QVERIFY(!pending.isDone(later));
-    pending.finish(second);
-    QVERIFY(pending.isDone(later) && pending.isEmpty());
-    QCOMPARE(pending.bytes(), 0U);
-    QCOMPARE(pending.end(), 0U);
 }
 
 void MountStateTest::writesWhatWasWritten() {
