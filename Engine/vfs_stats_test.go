@@ -12,11 +12,7 @@ import (
 	"time"
 
 	"github.com/rclone/rclone/fs"
-	"github.com/rclone/rclone/fs/cache"
-	"github.com/rclone/rclone/fs/config"
 	"github.com/rclone/rclone/fs/rc"
-	"github.com/rclone/rclone/vfs"
-	"github.com/rclone/rclone/vfs/vfscommon"
 )
 
 // slowFs is a local folder whose listings and uploads wait.
@@ -45,17 +41,13 @@ func (f *slowFs) Put(ctx context.Context, in io.Reader, src fs.ObjectInfo, optio
 // newSlowDrive serves a slow folder that contains a directory named "directory".
 func newSlowDrive(t *testing.T) (*servedDrive, *slowFs) {
 	t.Helper()
-	must(t, config.SetCacheDir(t.TempDir()))
-	folder := t.TempDir()
-	must(t, os.Mkdir(filepath.Join(folder, "directory"), 0o700))
-	local, err := cache.Get(context.Background(), folder)
-	must(t, err)
-	slow := &slowFs{local, make(chan struct{}), make(chan struct{}), make(chan struct{})}
-	options := vfscommon.Opt
-	options.CacheMode = vfscommon.CacheModeFull
-	options.WriteBack = fs.Duration(50 * time.Millisecond)
-	s := &servedDrive{drive: vfs.New(context.Background(), slow, &options)}
-	t.Cleanup(s.drive.Shutdown)
+	slow := &slowFs{listing: make(chan struct{}), mayList: make(chan struct{}), mayPut: make(chan struct{})}
+	folder := serve(t, 50*time.Millisecond, func(local fs.Fs) fs.Fs {
+		must(t, os.Mkdir(filepath.Join(local.Root(), "directory"), 0o700))
+		slow.Fs = local
+		return slow
+	})
+	s := &servedDrive{drive: folder.drive}
 	must(t, s.findCache())
 	return s, slow
 }

@@ -15,7 +15,6 @@ class EngineLaunchTest : public QObject {
 private Q_SLOTS:
     void arguments();
     void environment();
-    void prepare();
     void secrets();
 };
 
@@ -64,16 +63,6 @@ void EngineLaunchTest::environment() {
                           u"QUILLMOUNT_RECOVERY_DIRECTORY="_s + platform.directories().home(),
                           u"RCLONE_CONFIG="_s + configuration, u"RCLONE_RC_PASS=secret"_s, u"RCLONE_RC_USER=someone"_s,
                           u"XRCLONE_CONFIG=kept"_s, u"rclone_config=kept too"_s}));
-}
-
-void EngineLaunchTest::prepare() {
-    const EngineLaunch launch = EngineLaunch::prepare();
-    QVERIFY(launch.remoteControlPort != launch.nfsPort);
-    QVERIFY(launch.remoteControlUser != launch.remoteControlPassword);
-    for (const quint16 port : {launch.remoteControlPort, launch.nfsPort}) {
-        QTcpServer server;
-        QVERIFY2(server.listen(QHostAddress::LocalHost, port), "the port is not free");
-    }
 }
 
 void EngineLaunchTest::secrets() {

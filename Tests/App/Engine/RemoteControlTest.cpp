@@ -24,7 +24,6 @@ private Q_SLOTS:
     void uselessAnswers_data();
     void uselessAnswers();
     void wrongPassword();
-    void refused();
     void neverAnswering();
 
 private:
@@ -110,14 +109,6 @@ void RemoteControlTest::wrongPassword() {
     QCOMPARE(error->status(), 401);
     // What was refused once does not stick to the connection.
     QVERIFY(finished(m_rc, u"vfs/stats"_s)->value);
-}
-
-void RemoteControlTest::refused() {
-    RemoteControl rc = m_rc;
-    rc.port = EngineLaunch::prepare().remoteControlPort;
-    const auto error = finished(rc, u"vfs/stats"_s)->thrown<NetworkError>();
-    QVERIFY(error);
-    QCOMPARE(error->code(), QNetworkReply::ConnectionRefusedError);
 }
 
 void RemoteControlTest::neverAnswering() {
