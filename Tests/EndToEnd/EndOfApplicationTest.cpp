@@ -2,7 +2,6 @@
 // The application ends, asked or killed, at any moment: nothing is left behind that should not be, and nothing is lost.
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/TestHome.h"
-#include "Tests/Support/Machine.h"
 
 #include <QFile>
 #include <QTest>
@@ -38,29 +37,11 @@ class EndOfApplicationTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void endsCleanlyOnControlC();
     void endsWithItsDisplay();
     void endsInEveryState_data();
     void endsInEveryState();
     void uploadsSurviveAKill();
-    void secondStartDisturbsNothing();
 };
-
-void EndOfApplicationTest::endsCleanlyOnControlC() {
-    const QString missing = Machine::lacksTerminals();
-    QVERIFY2(missing.isEmpty(), qPrintable(missing));
-    TestHome home;
-    Application application(home);
-    // A terminal of its own, whose Ctrl+C reaches every process that belongs to it.
-    application.command = {u"/usr/bin/script"_s, u"-qefc"_s, u"exec '%1'"_s.arg(application.command.first()),
-                           u"/dev/null"_s};
-    home.addAccount();
-    application.start();
-    QTRY_VERIFY_WITH_TIMEOUT(application.output().contains("Drive: "), 20'000);
-    application.type("\x03");
-    QCOMPARE(application.end(), 0);
-    QVERIFY(home.isQuiet());
-}
 
 void EndOfApplicationTest::endsWithItsDisplay() {
     TestHome home;
@@ -174,24 +155,6 @@ void EndOfApplicationTest::uploadsSurviveAKill() {
     next.signal(SIGTERM);
     QCOMPARE(next.end(), 0);
     QVERIFY(home.isQuiet());
-}
-
-void EndOfApplicationTest::secondStartDisturbsNothing() {
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    const pid_t engine = home.engine();
-    const pid_t mountServer = home.mountServer();
-
-    Application second(home);
-    second.start();
-    QCOMPARE(second.end(), 0);
-    QCOMPARE(second.output(), QByteArray("Quillmount is already running for this home.\n"));
-
-    QCOMPARE(home.engine(), engine);
-    QCOMPARE(home.mountServer(), mountServer);
-    QVERIFY(home.save(u"file"_s, "still writable"));
-    QCOMPARE(application.state(), u"live"_s);
 }
 
 QTEST_GUILESS_MAIN(EndOfApplicationTest)

@@ -4,7 +4,6 @@
 #include "Tests/EndToEnd/TestHome.h"
 
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <csignal>
@@ -27,36 +26,8 @@ class EndOfEngineTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void uploadIsCompletedAfterAKill();
     void writingProgramIsToldTheTruth();
 };
-
-void EndOfEngineTest::uploadIsCompletedAfterAKill() {
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    // Large enough to be sent in more than one request.
-    const QByteArray contents = someBytes(9'000'001, 1);
-    const int stalled = home.google.fault({{"kind"_L1, "stall"_L1},
-                                           {"method"_L1, "POST"_L1},
-                                           {"query"_L1, "upload_id"_L1},
-                                           {"of"_L1, "request"_L1},
-                                           {"afterBytes"_L1, 4'000'000}});
-    QVERIFY(home.save(u"large.bin"_s, contents));
-    QTRY_VERIFY_WITH_TIMEOUT(home.hits(stalled) > 0, 20'000);
-
-    const pid_t engine = home.engine();
-    QElapsedTimer sinceKill;
-    ::kill(engine, SIGKILL);
-    sinceKill.start();
-    home.google.clearFaults();
-    QVERIFY(application.comesTo(u"starting"_s));
-    QVERIFY(application.comesTo(u"live"_s));
-    QVERIFY2(sinceKill.elapsed() >= 2'000, "the first restart comes after two seconds");
-    QVERIFY(home.engine() != 0 && home.engine() != engine);
-    QCOMPARE(home.load(u"large.bin"_s), contents);
-    QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"large.bin"_s), contents, 30'000);
-}
 
 void EndOfEngineTest::writingProgramIsToldTheTruth() {
     TestHome home;
