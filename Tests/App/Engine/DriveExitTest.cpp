@@ -27,7 +27,7 @@ void DriveExitTest::ladder() {
     QVERIFY(world.goLive());
     world.advance(0s);
     QCOMPARE(world.drive->stats().pendingUploads(), 3);
-    world.engine.set(u"exit"_s, QJsonObject{{u"after"_s, 0}, {u"log"_s, u"ERROR : no space left"_s}});
+    world.engine.set(u"exit"_s, u"ERROR : no space left"_s);
     world.engine.crash(Paths::engineLog());
     int launches = 1;
     for (const auto delay : {2s, 4s, 8s, 16s, 30s}) {
@@ -105,7 +105,7 @@ void DriveExitTest::offlineTriesAgain() {
     QVERIFY(waitFor([&] { return world.engine.starts() == 1; }));
     world.engine.crash(Paths::engineLog(), u"ERROR : dial tcp: no such host"_s);
     QVERIFY(waitFor([&] { return !world.hasEngine(); }));
-    world.engine.set(u"exit"_s, QJsonObject{{u"after"_s, 0}, {u"log"_s, u"ERROR : no such host"_s}});
+    world.engine.set(u"exit"_s, u"ERROR : no such host"_s);
     QVERIFY(world.advanceUntil(DriveState::failure(ErrorMapper::Kind::offline)));
     const int starts = world.engine.starts();
     world.platform.networkPath().report(false);

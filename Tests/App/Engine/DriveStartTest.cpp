@@ -113,18 +113,16 @@ void DriveStartTest::leftovers_data() {
     QTest::addColumn<QStringList>("marks");
     QTest::addColumn<bool>("isMounted");
     QTest::addColumn<QStringList>("commands");
-    QTest::newRow("nothing") << QStringList() << false << QStringList({u"find"_s, u"mount"_s});
-    QTest::newRow("a mount") << QStringList() << true << QStringList({u"find"_s, u"force"_s, u"mount"_s});
-    QTest::newRow("an engine") << QStringList(u"engine-left"_s) << false
-                               << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
-    QTest::newRow("both") << QStringList(u"engine-left"_s) << true
-                          << QStringList({u"find"_s, u"unmount"_s, u"kill"_s, u"mount"_s});
+    const auto row = [](const char *name, const QString &marks, bool isMounted, const QString &commands) {
+        QTest::newRow(name) << marks.split(u' ', Qt::SkipEmptyParts) << isMounted << commands.split(u' ');
+    };
+    row("nothing", QString(), false, u"find mount"_s);
+    row("a mount", QString(), true, u"find force mount"_s);
+    row("an engine", u"engine-left"_s, false, u"find kill mount"_s);
+    row("both", u"engine-left"_s, true, u"find unmount kill mount"_s);
     // The mount program settles what was written into the mount before its engine ends.
-    QTest::newRow("both, in use") << QStringList({u"engine-left"_s, u"unmount-fails"_s}) << true
-                                  << QStringList(
-                                         {u"find"_s, u"unmount"_s, u"end"_s, u"force"_s, u"kill"_s, u"mount"_s});
-    QTest::newRow("a search that fails") << QStringList(u"find-breaks"_s) << false
-                                         << QStringList({u"find"_s, u"kill"_s, u"mount"_s});
+    row("both, in use", u"engine-left unmount-fails"_s, true, u"find unmount end force kill mount"_s);
+    row("a search that fails", u"find-breaks"_s, false, u"find kill mount"_s);
 }
 
 void DriveStartTest::leftovers() {

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "FakeEngine.h"
-
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QObject>
 #include <QProcessEnvironment>
+#include <QRegularExpression>
 #include <QSocketNotifier>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
 
@@ -74,6 +77,40 @@ QJsonArray inheritedDescriptors() {
 
 } // namespace
 
+// A program that stands where the engine stands and does what a test's script says. In the folder "fake-engine" beside
+// its configuration file it reads the script, again before each answer, and records what happens to it:
+//   script.json    {"silent": true (it does not listen until that is gone), "ignoreTerminate": true,
+//                   "exit": line (it logs that and ends at once),
+//                   "answers": {"vfs/stats": {"body": any | "raw": text, "status": n, "silent": true}, …}}
+//   record.jsonl   one object a line: {"event": "start" | "ready" | "request" | "signal", "pid": n, …}
+// It ends by itself when that folder disappears, and after two minutes at the latest.
+class FakeEngine : public QObject {
+public:
+    // `arguments` are the engine's, without the program's name.
+    explicit FakeEngine(const QStringList &arguments);
+
+    // Records the start, then serves the remote control. False when there is no folder to work from, or it is to end.
+    [[nodiscard]] bool start();
+
+private:
+    [[nodiscard]] QString argument(const QString &name) const;
+    [[nodiscard]] QJsonObject script() const;
+    void record(QJsonObject event) const;
+    void recordStart() const;
+    void receiveSignals();
+    // Looks after the folder and the script.
+    void check();
+    void listen();
+    void readRequests(QTcpSocket *socket);
+    void answer(QTcpSocket *socket, const QString &command, const QByteArray &body, bool authorized);
+
+    QStringList m_arguments;
+    QString m_folder;
+    QByteArray m_authorization;
+    QTcpServer m_server;
+    QHash<QTcpSocket *, QByteArray> m_received;
+};
+
 FakeEngine::FakeEngine(const QStringList &arguments)
     : m_arguments(arguments)
     , m_folder(QFileInfo(argument(u"--config"_s)).path() + u"/fake-engine"_s) {
@@ -88,8 +125,13 @@ bool FakeEngine::start() {
     recordStart();
     receiveSignals();
     QTimer::singleShot(maxLife, this, [] { QCoreApplication::exit(1); });
-    if (exitIfDue())
-        return true;
+    const QJsonValue lastWords = script().value("exit"_L1);
+    if (lastWords.isString()) {
+        QFile log(argument(u"--log-file"_s));
+        if (log.open(QIODevice::Append))
+            log.write(lastWords.toString().toUtf8() + '\n');
+        return false;
+    }
     check();
     record({{u"event"_s, u"ready"_s}});
     auto *timer = new QTimer(this);
@@ -176,24 +218,18 @@ void FakeEngine::readRequests(QTcpSocket *socket) {
         const qsizetype end = received.indexOf("\r\n\r\n");
         if (end < 0)
             return;
-        const QList<QByteArray> head = received.left(end).split('\n');
-        qsizetype length = 0;
-        bool authorized = false;
-        for (const QByteArray &line : head) {
-            const QByteArray name = line.left(line.indexOf(':')).toLower();
-            const QByteArray value = line.mid(line.indexOf(':') + 1).trimmed();
-            if (name == "content-length")
-                length = value.toLongLong();
-            if (name == "authorization")
-                authorized = value == m_authorization;
-        }
+        // "POST /vfs/stats HTTP/1.1", then one header a line.
+        static const QRegularExpression lengthLine(u"(?i)\\ncontent-length: *(\\d+)"_s);
+        static const QRegularExpression authorizationLine(u"(?i)\\nauthorization: *([^\\r]*)"_s);
+        const QString head = QString::fromLatin1(received.left(end));
+        const qsizetype length = lengthLine.match(head).captured(1).toLongLong();
+        const bool authorized = authorizationLine.match(head).captured(1).toLatin1() == m_authorization;
         const qsizetype bodyStart = end + 4;
         if (received.size() < bodyStart + length)
             return;
         const QByteArray body = received.mid(bodyStart, length);
         received.remove(0, bodyStart + length);
-        // "POST /vfs/stats HTTP/1.1"
-        answer(socket, QString::fromLatin1(head.first().split(' ').value(1).mid(1)), body, authorized);
+        answer(socket, head.section(u' ', 1, 1).mid(1), body, authorized);
     }
 }
 
@@ -202,9 +238,6 @@ void FakeEngine::answer(QTcpSocket *socket, const QString &command, const QByteA
             {u"command"_s, command},
             {u"body"_s, QString::fromUtf8(body)},
             {u"authorized"_s, authorized}});
-    if (exitIfDue())
-        return;
-    ++m_answered;
     const QJsonObject scripted = script().value("answers"_L1)[command].toObject();
     if (scripted.value("silent"_L1).toBool())
         return;
@@ -218,17 +251,10 @@ void FakeEngine::answer(QTcpSocket *socket, const QString &command, const QByteA
     socket->write(head + "Content-Length: " + QByteArray::number(text.size()) + "\r\n\r\n" + text);
 }
 
-bool FakeEngine::exitIfDue() {
-    const QJsonValue exit = script().value("exit"_L1);
-    if (!exit.isObject() || m_answered < exit["after"_L1].toInt())
-        return false;
-    const QString line = exit["log"_L1].toString();
-    QFile log(argument(u"--log-file"_s));
-    if (!line.isEmpty() && log.open(QIODevice::Append)) {
-        log.write(line.toUtf8() + '\n');
-        log.close();
-    }
-    _exit(exit["status"_L1].toInt());
-}
-
 } // namespace quillmount
+
+int main(int argc, char *argv[]) {
+    const QCoreApplication application(argc, argv);
+    quillmount::FakeEngine engine(QCoreApplication::arguments().mid(1));
+    return engine.start() ? QCoreApplication::exec() : 1;
+}
