@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <algorithm>
 #include <sys/resource.h>
 
 using namespace quillmount;
@@ -15,63 +16,39 @@ class LaunchTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
     void secretsStayHidden();
     void noPlaceForItsState();
-
-private:
-    [[nodiscard]] ProcessInfo engine() const;
-
-    std::unique_ptr<TestHome> m_home;
-    std::unique_ptr<Application> m_application;
 };
 
-void LaunchTest::init() {
-    m_home = std::make_unique<TestHome>();
-    m_application = std::make_unique<Application>(*m_home);
-}
-
-void LaunchTest::cleanup() {
-    m_application.reset();
-    m_home.reset();
-}
-
-ProcessInfo LaunchTest::engine() const {
-    const QList<ProcessInfo> processes = m_home->processes();
-    for (const ProcessInfo &process : processes)
-        if (process.program() == "QuillmountEngine")
-            return process;
-    return {};
-}
-
 void LaunchTest::secretsStayHidden() {
-    const QJsonObject token = m_home->newToken();
-    m_home->addAccount(token);
-    QByteArrayList secrets{m_home->clientSecret().toUtf8(), token["refresh_token"_L1].toString().toUtf8(),
+    TestHome home;
+    Application application(home);
+    const QJsonObject token = home.newToken();
+    home.addAccount(token);
+    QByteArrayList secrets{home.clientSecret().toUtf8(), token["refresh_token"_L1].toString().toUtf8(),
                            token["access_token"_L1].toString().toUtf8()};
-    m_application->start();
+    application.start();
 
     // Looked at all the time, since the commands that start and mount the drive come and go.
     QByteArray seen;
     constexpr auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
     bool configurationWasRight = true;
     const auto look = [&] {
-        const QList<ProcessInfo> processes = m_home->processes();
+        const QList<ProcessInfo> processes = home.processes();
         for (const ProcessInfo &process : processes)
             seen += process.description() + '\n';
-        QFile configuration(m_home->engineConfiguration());
+        QFile configuration(home.engineConfiguration());
         if (configuration.open(QIODevice::ReadOnly)) {
             const QByteArray text = configuration.readAll();
             configurationWasRight = configurationWasRight && configuration.permissions() == ownerOnly &&
                                     text.startsWith("[drive]\n") && text.contains(secrets[1]) && text.endsWith('\n');
         }
-        return m_application->state() == u"live"_s;
+        return application.state() == u"live"_s;
     };
     QTRY_VERIFY_WITH_TIMEOUT(look(), 20'000);
     QVERIFY(configurationWasRight);
     // No core file, and with the hard limit of before: the browser is to get its own back.
-    QFile limits(u"/proc/%1/limits"_s.arg(m_home->application()));
+    QFile limits(u"/proc/%1/limits"_s.arg(home.application()));
     QVERIFY(limits.open(QIODevice::ReadOnly));
     const QByteArray text = limits.readAll();
     const QByteArrayList core =
@@ -80,14 +57,16 @@ void LaunchTest::secretsStayHidden() {
     ::getrlimit(RLIMIT_CORE, &own);
     const QByteArray hard = own.rlim_max == RLIM_INFINITY ? "unlimited" : QByteArray::number(quint64(own.rlim_max));
     QCOMPARE(core.mid(4, 2), QByteArrayList({own.rlim_max == 0 ? "0" : "1", hard}));
-    secrets += engine().environment.value("RCLONE_RC_PASS");
-    secrets += engine().environment.value("RCLONE_RC_USER");
+    const QList<ProcessInfo> processes = home.processes();
+    const auto engine = std::ranges::find(processes, "QuillmountEngine", &ProcessInfo::program);
+    QVERIFY(engine != processes.end());
+    secrets += {engine->environment.value("RCLONE_RC_PASS"), engine->environment.value("RCLONE_RC_USER")};
 
-    QVERIFY(m_home->save(u"file"_s, "contents"));
-    QTRY_VERIFY_WITH_TIMEOUT(look() && m_home->onGoogle(u"file"_s), 20'000);
-    QFile engineLog(m_home->engineLog());
+    QVERIFY(home.save(u"file"_s, "contents"));
+    QTRY_VERIFY_WITH_TIMEOUT(look() && home.onGoogle(u"file"_s), 20'000);
+    QFile engineLog(home.engineLog());
     QVERIFY(engineLog.open(QIODevice::ReadOnly));
-    seen += engineLog.readAll() + m_application->output() + m_application->log();
+    seen += engineLog.readAll() + application.output() + application.log();
     QVERIFY(seen.contains("QuillmountEngine") && seen.contains("quillmount-mount") && seen.contains("-> live"));
     for (const QByteArray &secret : std::as_const(secrets)) {
         QVERIFY(secret.size() > 8);
@@ -96,12 +75,13 @@ void LaunchTest::secretsStayHidden() {
 }
 
 void LaunchTest::noPlaceForItsState() {
-    m_application->environment.insert(u"XDG_STATE_HOME"_s, u"/dev/null"_s);
-    m_application->start();
-    QCOMPARE(m_application->end(), 1);
-    QCOMPARE(m_application->output(), QByteArray());
-    QVERIFY(
-        m_application->log().contains("Quillmount cannot start: /dev/null/Quillmount/instance.lock cannot be opened"));
+    TestHome home;
+    Application application(home);
+    application.environment.insert(u"XDG_STATE_HOME"_s, u"/dev/null"_s);
+    application.start();
+    QCOMPARE(application.end(), 1);
+    QCOMPARE(application.output(), QByteArray());
+    QVERIFY(application.log().contains("Quillmount cannot start: /dev/null/Quillmount/instance.lock cannot be opened"));
 }
 
 QTEST_GUILESS_MAIN(LaunchTest)

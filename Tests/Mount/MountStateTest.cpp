@@ -24,7 +24,6 @@ class MountStateTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void movesTreesWithoutTheirHandles();
     void tellsReplacedFilesApart();
     void forgetsWhatTheKernelForgets();
     void writesWhatWasWritten();
@@ -37,31 +36,6 @@ private Q_SLOTS:
     void believesAListingOfLate();
     void listsWhenAskedForManyNames();
 };
-
-void MountStateTest::movesTreesWithoutTheirHandles() {
-    InodeTable table;
-    table.root()->handle = "root";
-    const InodePtr folder = table.obtain(table.root(), "folder", FileType::directory, "h1");
-    const InodePtr inner = table.obtain(folder, "inner", FileType::directory, "h2");
-    const InodePtr file = table.obtain(inner, "file", FileType::regular, "h3");
-    const InodePtr target = table.obtain(table.root(), "target", FileType::directory, "h4");
-    const std::uint64_t number = file->number();
-    table.move(folder, table.root(), "target");
-    QVERIFY(target->isGone());
-    QCOMPARE(folder->name(), std::string("target"));
-    QVERIFY(table.child(*table.root(), "target") == folder && !table.child(*table.root(), "folder"));
-    // Handles are hashes of paths: the old ones would lead to whatever is made at the old place next.
-    for (const InodePtr &moved : {folder, inner, file})
-        QVERIFY(moved->handle.empty());
-    QCOMPARE(table.root()->handle, Handle("root"));
-    QCOMPARE(file->number(), number);
-    QVERIFY(file->isBelowOrSame(*folder) && !folder->isBelowOrSame(*file));
-    // Lost handles are looked up again from the root, whose own is kept.
-    folder->handle = inner->handle = file->handle = "h";
-    table.dropHandles(*file);
-    QVERIFY(folder->handle.empty() && inner->handle.empty() && file->handle.empty());
-    QCOMPARE(table.root()->handle, Handle("root"));
-}
 
 void MountStateTest::tellsReplacedFilesApart() {
     InodeTable table;

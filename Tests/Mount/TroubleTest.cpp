@@ -2,6 +2,7 @@
 #include "Tests/Mount/TcpRelay.h"
 #include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/MountedEngine.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -51,17 +52,11 @@ private:
     static QByteArray path(const QString &text) { return QFile::encodeName(text); }
     static int outcome(int result) { return result == 0 ? 0 : errno; }
     static bool write(const QString &name, const QByteArray &bytes);
-    static QByteArray content(const QString &name);
 };
 
 bool TroubleTest::write(const QString &name, const QByteArray &bytes) {
     QFile file(name);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
-}
-
-QByteArray TroubleTest::content(const QString &name) {
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot open)");
 }
 
 void TroubleTest::endsWithItsServer() {
@@ -84,7 +79,7 @@ void TroubleTest::endsWithItsServer() {
     // The place is free for the next mount.
     QVERIFY(drive.startEngine());
     QCOMPARE(drive.mount(), 0);
-    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("x"));
+    QCOMPARE(contentOf(drive.mountPoint() + u"/file"_s), QByteArray("x"));
 }
 
 void TroubleTest::failsWhileTheServerIsStopped() {
@@ -102,7 +97,7 @@ void TroubleTest::failsWhileTheServerIsStopped() {
     QVERIFY(MountedEngine::isMounted(drive.mountPoint()));
     drive.signalEngine(SIGCONT);
     QVERIFY(MountedEngine::waitFor([&] { return outcome(::stat(file.constData(), &status)) == 0; }));
-    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("x"));
+    QCOMPARE(contentOf(drive.mountPoint() + u"/file"_s), QByteArray("x"));
     QCOMPARE(outcome(::mkdir((file + "-folder").constData(), 0755)), 0);
 }
 
@@ -301,7 +296,7 @@ void TroubleTest::reportsWriteErrors() {
     QCOMPARE(outcome(::fsync(file)), 0);
     QCOMPARE(outcome(::close(other)), EIO);
     QCOMPARE(outcome(::close(file)), 0);
-    QCOMPARE(content(drive.mountPoint() + u"/file"_s), QByteArray("kept"));
+    QCOMPARE(contentOf(drive.mountPoint() + u"/file"_s), QByteArray("kept"));
 }
 
 void TroubleTest::commitsWhatWasWritten() {
@@ -363,7 +358,7 @@ void TroubleTest::growsOnceForManyGaps() {
         expected += QByteArray(4095, '\0') + 'x';
     }
     QCOMPARE(::close(file), 0);
-    QCOMPARE(content(name), expected);
+    QCOMPARE(contentOf(name), expected);
     QVERIFY2(changes < 250, QByteArray::number(changes).constData());
 }
 
@@ -393,7 +388,7 @@ void TroubleTest::asksForTheEndAfterAFailedWrite() {
     QCOMPARE(::write(file, "more", 4), 4);
     QCOMPARE(outcome(::close(file)), 0);
     QCOMPARE(changes, 1);
-    QCOMPARE(content(name), QByteArray("kept\0\0\0\0more", 12));
+    QCOMPARE(contentOf(name), QByteArray("kept\0\0\0\0more", 12));
 }
 
 void TroubleTest::clearsUpAfterACrash() {
@@ -418,7 +413,7 @@ void TroubleTest::clearsUpAfterACrash() {
 void TroubleTest::trashesFilesByTheirOwnNames_data() {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QByteArray>("left");
-    QTest::newRow("deleted") << u"rm document.odt"_s << QByteArray("(cannot open)");
+    QTest::newRow("deleted") << u"rm document.odt"_s << QByteArray("(no such file)");
     QTest::newRow("deleted and made again") << u"rm document.odt; echo new > document.odt"_s << QByteArray("new\n");
     QTest::newRow("replaced") << u"echo new > temporary; mv temporary document.odt"_s << QByteArray("new\n");
 }
@@ -444,8 +439,8 @@ void TroubleTest::trashesFilesByTheirOwnNames() {
     const auto trashed = [&] { return trash.entryList(QDir::Files | QDir::Hidden); };
     QVERIFY(MountedEngine::waitFor([&] { return !trashed().isEmpty(); }));
     QCOMPARE(trashed(), QStringList{u"document.odt"_s});
-    QCOMPARE(content(trash.filePath(u"document.odt"_s)), QByteArray("old"));
-    QCOMPARE(content(folder + u"/document.odt"_s), left);
+    QCOMPARE(contentOf(trash.filePath(u"document.odt"_s)), QByteArray("old"));
+    QCOMPARE(contentOf(folder + u"/document.odt"_s), left);
 }
 
 QTEST_GUILESS_MAIN(TroubleTest)
