@@ -4,7 +4,6 @@ package main
 
 import (
 	"context"
-	"io"
 	"os"
 	"path/filepath"
 	"testing"
@@ -70,22 +69,8 @@ func TestAMovedFolderIsNotTakenBackByALateListing(t *testing.T) {
 	}
 }
 
-// heldFs is a folder that takes nothing before a time.
-type heldFs struct {
-	fs.Fs
-	features fs.Features
-	ready    chan struct{}
-}
-
-func (f *heldFs) Features() *fs.Features { return &f.features }
-
-func (f *heldFs) Put(ctx context.Context, in io.Reader, source fs.ObjectInfo, options ...fs.OpenOption) (fs.Object, error) {
-	<-f.ready
-	return f.Fs.Put(ctx, in, source, options...)
-}
-
 func TestUploadsThatAProcessLeftAreKnownToTheDrive(t *testing.T) {
-	held := &heldFs{ready: make(chan struct{})}
+	held := &slowFs{mayPut: make(chan struct{})}
 	s := serve(t, 10*time.Millisecond, func(local fs.Fs) fs.Fs {
 		held.Fs, held.features = local, *local.Features()
 		held.features.PartialUploads = false
@@ -99,7 +84,7 @@ func TestUploadsThatAProcessLeftAreKnownToTheDrive(t *testing.T) {
 	})
 	_, err := s.drive.Stat("a") // lists the folder
 	must(t, err)
-	close(held.ready)
+	close(held.mayPut)
 	s.uploaded()
 	s.expect(map[string]string{"a": "text"})
 	buffer := make([]byte, 10)

@@ -18,8 +18,11 @@ import (
 // slowFs is a local folder whose listings and uploads wait.
 type slowFs struct {
 	fs.Fs
+	features                 fs.Features
 	listing, mayList, mayPut chan struct{}
 }
+
+func (f *slowFs) Features() *fs.Features { return &f.features }
 
 func (f *slowFs) List(ctx context.Context, dir string) (fs.DirEntries, error) {
 	if dir != "" {
@@ -44,7 +47,7 @@ func newSlowDrive(t *testing.T) (*servedDrive, *slowFs) {
 	slow := &slowFs{listing: make(chan struct{}), mayList: make(chan struct{}), mayPut: make(chan struct{})}
 	folder := serve(t, 50*time.Millisecond, func(local fs.Fs) fs.Fs {
 		must(t, os.Mkdir(filepath.Join(local.Root(), "directory"), 0o700))
-		slow.Fs = local
+		slow.Fs, slow.features = local, *local.Features()
 		return slow
 	})
 	s := &servedDrive{drive: folder.drive}
