@@ -9,7 +9,7 @@
 
 namespace quillmount {
 
-// A list of items that can be locked away. It adds without looking, so that an item which was not removed shows.
+// A list of items. It adds without looking, so that an item which was not removed shows.
 class MemorySecretStore final : public SecretStore {
 public:
     struct Item {
@@ -21,29 +21,22 @@ public:
 
     [[nodiscard]] std::optional<QByteArray> find(const QString &service, const QString &account) override {
         const std::lock_guard guard(m_mutex);
-        for (auto item = m_items.crbegin(); item != m_items.crend() && !m_locked; ++item)
+        for (auto item = m_items.crbegin(); item != m_items.crend(); ++item)
             if (item->service == service && item->account == account)
                 return item->data;
         return std::nullopt;
     }
     bool remove(const QString &service, const QString &account) override {
         const std::lock_guard guard(m_mutex);
-        if (!m_locked)
-            m_items.removeIf([&](const Item &item) { return item.service == service && item.account == account; });
-        return !m_locked;
+        m_items.removeIf([&](const Item &item) { return item.service == service && item.account == account; });
+        return true;
     }
     bool add(const QString &service, const QString &account, const QByteArray &data) override {
         const std::lock_guard guard(m_mutex);
-        if (!m_locked)
-            m_items.append({service, account, data});
-        return !m_locked;
+        m_items.append({service, account, data});
+        return true;
     }
 
-    // While locked, nothing is found and nothing changes.
-    void setLocked(bool locked) {
-        const std::lock_guard guard(m_mutex);
-        m_locked = locked;
-    }
     // Oldest first.
     [[nodiscard]] QList<Item> items() const {
         const std::lock_guard guard(m_mutex);
@@ -53,7 +46,6 @@ public:
 private:
     mutable std::mutex m_mutex;
     QList<Item> m_items;
-    bool m_locked = false;
 };
 
 } // namespace quillmount

@@ -2,6 +2,7 @@
 #include "Tests/EndToEnd/SignInHome.h"
 
 #include "Tests/EndToEnd/Application.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,23 +12,9 @@ namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void create(const QString &path, const QByteArray &contents, QFile::Permissions permissions) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size() ||
-        !file.setPermissions(permissions))
-        throw LocalGoogle::Failure(u"Cannot write "_s + path);
-}
-
-constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
-
-} // namespace
-
 SignInHome::SignInHome() {
     const QString bundle = path() + u"/bundle"_s;
     QDir().mkpath(bundle);
-    QDir().mkpath(path() + u"/programs"_s);
     for (const QString &name : {u"quillmount"_s, u"quillmount-mount"_s, u"QuillmountEngine"_s})
         if (!QFile::copy(qEnvironmentVariable("QUILLMOUNT_BIN") + u'/' + name, bundle + u'/' + name))
             throw LocalGoogle::Failure(u"Cannot copy "_s + name);
@@ -35,11 +22,11 @@ SignInHome::SignInHome() {
                            {"QMGoogleClientSecret"_L1, google.clientSecret()},
                            {"QMGoogleAuthorizationEndpoint"_L1, google.accounts() + u"/o/oauth2/v2/auth"_s},
                            {"QMGoogleTokenEndpoint"_L1, google.accounts() + u"/token"_s}};
-    create(bundle + u"/Info.json"_s, QJsonDocument(info).toJson(), ownerOnly);
+    putFile(bundle + u"/Info.json"_s, QJsonDocument(info).toJson());
 }
 
 void SignInHome::setBrowser(const QByteArray &script) const {
-    create(path() + u"/programs/xdg-open"_s, "#!/bin/sh\n" + script + '\n', ownerOnly | QFile::ExeOwner);
+    putProgram(path() + u"/programs/xdg-open"_s, script);
 }
 
 void SignInHome::prepare(Application &application) const {
@@ -52,11 +39,6 @@ void SignInHome::prepare(Application &application) const {
     }
     // Nobody else needs a proxy, and nobody would get through this one.
     environment.insert(u"HTTPS_PROXY"_s, u"http://127.0.0.1:1"_s);
-}
-
-QByteArray SignInHome::read(const QString &name) const {
-    QFile file(path() + u'/' + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace quillmount

@@ -3,6 +3,8 @@
 
 #include "Tests/EndToEnd/TestHome.h"
 
+#include <QFile>
+
 namespace quillmount {
 
 class Application;
@@ -19,7 +21,10 @@ public:
     void prepare(Application &application) const;
 
     // A file of the home, such as one that the browser wrote; empty while there is none.
-    [[nodiscard]] QByteArray read(const QString &name) const;
+    [[nodiscard]] QByteArray read(const QString &name) const {
+        QFile file(path() + u'/' + name);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
 };
 
 } // namespace quillmount

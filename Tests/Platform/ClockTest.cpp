@@ -28,45 +28,27 @@ class ClockTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void sleeps_data();
     void sleeps();
     void cancelledByADestructorResumesLater();
     void cancelledCallsAreNotMade();
     void repeatingTimerMayEndItself();
 };
 
-void ClockTest::sleeps_data() {
-    QTest::addColumn<bool>("manual");
-    QTest::newRow("real") << false;
-    QTest::newRow("manual") << true;
-}
-
 void ClockTest::sleeps() {
-    QFETCH(bool, manual);
-    ManualClock manualClock;
-    SystemClock systemClock;
-    Clock &clock = manual ? static_cast<Clock &>(manualClock) : systemClock;
-    const auto pass = [&] { manualClock.advance(20ms); };
-
+    SystemClock clock;
     const auto started = clock.uptime();
     const Outcome whole = std::make_shared<std::optional<bool>>();
     sleepOnce(&clock, 20ms, {}, whole);
     QVERIFY(!*whole);
-    pass();
     QTRY_COMPARE(*whole, std::optional(true));
     // A coarse timer may be early by one part in twenty.
     QVERIFY(clock.uptime() - started >= 18ms);
 
     std::stop_source stop;
-    const Outcome cut = std::make_shared<std::optional<bool>>();
-    sleepOnce(&clock, 24h, stop.get_token(), cut);
     stop.request_stop();
-    QTRY_COMPARE(*cut, std::optional(false));
-
     const Outcome never = std::make_shared<std::optional<bool>>();
     sleepOnce(&clock, 24h, stop.get_token(), never);
     QCOMPARE(*never, std::optional(false));
-    QCOMPARE(manualClock.pending(), 0);
 }
 
 void ClockTest::cancelledByADestructorResumesLater() {
@@ -77,8 +59,7 @@ void ClockTest::cancelledByADestructorResumesLater() {
     owner.reset();
     QVERIFY2(!*outcome, "resumed inside the destructor");
     QTRY_COMPARE(*outcome, std::optional(false));
-    clock.advance(2min);
-    QCOMPARE(*outcome, std::optional(false));
+    QCOMPARE(clock.pending(), 0);
 }
 
 void ClockTest::cancelledCallsAreNotMade() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/MacSystemCommands.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -75,7 +76,6 @@ private Q_SLOTS:
 
 private:
     QString waiterAs(const QString &path) const;
-    QString script(const QString &path, const QString &code) const;
 
     std::unique_ptr<QTemporaryDir> m_root;
     QString m_folder;
@@ -94,18 +94,11 @@ QString LinuxSystemCommandsTest::waiterAs(const QString &path) const {
     return whole;
 }
 
-QString LinuxSystemCommandsTest::script(const QString &path, const QString &code) const {
-    QFile file(m_folder + u'/' + path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write("#!/bin/sh\n" + code.toUtf8());
-    file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-    return file.fileName();
-}
-
 void LinuxSystemCommandsTest::mountsThroughTheMountProgram() {
-    const QString program = script(u"quillmount-mount"_s, u"printf '%s\\n' \"$@\"\nexit 32\n"_s);
+    const QString program = putProgram(m_folder + u"/quillmount-mount"_s, "printf '%s\\n' \"$@\"\nexit 32");
     const Result result = run(LinuxSystemCommands(program).mount(4711, u"quillmount.localhost"_s, u"/home/a b/$Q"_s));
-    QCOMPARE(result.output, u"-o\n"_s + nfsMountOptions(4711) + u"\nquillmount.localhost:/\n/home/a b/$Q"_s);
+    QCOMPARE(result.output, u"-o\nport=4711,mountport=4711,tcp,vers=3,locallocks,nodev,nosuid,deadtimeout=30\n"
+                            "quillmount.localhost:/\n/home/a b/$Q"_s);
     QCOMPARE(result.status, 32);
     QCOMPARE(run(LinuxSystemCommands(m_folder + u"/missing"_s).mount(1, u"x"_s, u"/y"_s)).status, 127);
 }
@@ -198,21 +191,20 @@ void LinuxSystemCommandsTest::endsWhatTakesTooLongAndSparesWhatWentAway() {
     // Held open here: both programs end when this test does.
     QFile held(m_folder + u"/input"_s);
     QVERIFY(held.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
-    const QString program = script(u"quillmount-mount"_s, u"cd '%1'; setsid '%2' < input > server &\n"
-                                                          "'%2' < input > hanging\n"_s.arg(m_folder, waitingProgram));
+    const QString program =
+        putProgram(m_folder + u"/quillmount-mount"_s, u"cd '%1'; setsid '%2' < input > server &\n"
+                                                      "'%2' < input > hanging"_s.arg(m_folder, waitingProgram)
+                                                          .toUtf8());
     Command command = LinuxSystemCommands(program).mount(4711, u"quillmount.localhost"_s, u"/x"_s);
     QCOMPARE(command.arguments.at(1), u"20"_s);
     command.arguments[1] = u"1"_s;
     QVERIFY(run(command).status != 0);
 
     const auto commandLine = [this](const QString &name) {
-        QFile number(m_folder + u'/' + name);
-        QFile process(number.open(QIODevice::ReadOnly)
-                          ? u"/proc/"_s + QString::fromLatin1(number.readAll().trimmed()) + u"/cmdline"_s
-                          : QString());
-        return process.open(QIODevice::ReadOnly) ? process.readAll() : QByteArray();
+        const QByteArray number = contentOf(m_folder + u'/' + name).trimmed();
+        return contentOf(u"/proc/%1/cmdline"_s.arg(QString::fromLatin1(number)));
     };
-    QTRY_COMPARE(commandLine(u"hanging"_s), QByteArray());
+    QTRY_COMPARE(commandLine(u"hanging"_s), QByteArray("(no such file)"));
     QCOMPARE(commandLine(u"server"_s), waitingProgram.toUtf8() + '\0');
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Linux/CoreFiles.h"
+#include "Tests/Support/TestFiles.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <QTemporaryDir>
@@ -25,8 +26,10 @@ private Q_SLOTS:
     void browsersAreLeftAlone();
 
 private:
-    void setOpener(const QByteArray &script) const;
-    [[nodiscard]] QByteArray read(const QString &name) const;
+    void setOpener(const QByteArray &script) const {
+        putProgram(m_folder->filePath(u"xdg-open"_s),
+                   "PATH=/bin:/usr/bin\ncd '" + QFile::encodeName(m_folder->path()) + "'\n" + script);
+    }
     [[nodiscard]] bool isThere(const QString &name) const { return QFile::exists(m_folder->filePath(name)); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -43,18 +46,6 @@ void LinuxWorkspaceTest::cleanup() {
     qputenv("PATH", m_path);
 }
 
-void LinuxWorkspaceTest::setOpener(const QByteArray &script) const {
-    QFile program(m_folder->filePath(u"xdg-open"_s));
-    QVERIFY(program.open(QIODevice::WriteOnly));
-    program.write("#!/bin/sh\nPATH=/bin:/usr/bin\ncd '" + QFile::encodeName(m_folder->path()) + "'\n" + script + '\n');
-    QVERIFY(program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-}
-
-QByteArray LinuxWorkspaceTest::read(const QString &name) const {
-    QFile file(m_folder->filePath(name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void LinuxWorkspaceTest::opensTheEncodedAddress() {
     rlimit limit = {};
     ::getrlimit(RLIMIT_CORE, &limit);
@@ -67,7 +58,7 @@ void LinuxWorkspaceTest::opensTheEncodedAddress() {
         "https://login.example/auth?scope=openid%20email&redirect_uri=http%3A%2F%2F127.0.0.1%3A1&x=%26";
     LinuxWorkspace().openURL(QUrl::fromEncoded(address), [] { QFAIL("it did open"); });
     QVERIFY(waitFor([&] { return isThere(u"opened"_s); }));
-    const QByteArrayList lines = read(u"opened"_s).split('\n');
+    const QByteArrayList lines = contentOf(m_folder->filePath(u"opened"_s)).split('\n');
     QCOMPARE(lines.mid(0, 2), QByteArrayList({"1", address}));
     QCOMPARE(lines[2], lines[3]); // the browser has its own limit on core files
     ::getrlimit(RLIMIT_CORE, &limit);

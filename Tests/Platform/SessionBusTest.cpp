@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/SessionBus.h"
 #include "Platform/Linux/LinuxSecretStore.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QDBusConnection>
 #include <QFile>
@@ -33,10 +34,7 @@ private:
 void SessionBusTest::init() {
     // What starts a bus, in its libraries' opinion. They look for a display first.
     m_folder = std::make_unique<QTemporaryDir>();
-    QFile program(m_folder->filePath(u"dbus-launch"_s));
-    QVERIFY(program.open(QIODevice::WriteOnly));
-    program.write("#!/bin/sh\necho >" + QFile::encodeName(m_folder->filePath(u"started"_s)) + "\n");
-    QVERIFY(program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    putProgram(m_folder->filePath(u"dbus-launch"_s), "echo >" + QFile::encodeName(m_folder->filePath(u"started"_s)));
     qputenv("PATH", QFile::encodeName(m_folder->path()) + ':' + m_path);
     qputenv("DISPLAY", ":none");
     qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_folder->path()));

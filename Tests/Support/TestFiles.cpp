@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "TestFiles.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <stdexcept>
 
@@ -13,9 +15,17 @@ QByteArray contentOf(const QString &path) {
 }
 
 void putFile(const QString &path, const QByteArray &content) {
+    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+QString putProgram(const QString &path, const QByteArray &script) {
+    putFile(path, "#!/bin/sh\n" + script + '\n');
+    if (!QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+        throw std::runtime_error("cannot make a program of " + path.toStdString());
+    return path;
 }
 
 QByteArray patterned(qsizetype size) {

@@ -24,7 +24,6 @@ class SupportTest : public QObject {
 private Q_SLOTS:
     void cacheSize_data();
     void cacheSize();
-    void declinedVolumeSetup();
     void directoriesAreMadeWhereverPossible();
     void loginItemFailureIsOnlyLogged();
 };
@@ -54,15 +53,6 @@ void SupportTest::cacheSize() {
         platform.userDefaults().set(u"cacheSizeGB"_s, *stored.value);
     QTEST(Preferences::cacheSizeGB(), "gigabytes");
     QTEST(Preferences::cacheSizeBytes(), "bytes");
-}
-
-void SupportTest::declinedVolumeSetup() {
-    const ScopedPlatform platform;
-    QVERIFY(!Preferences::volumeSetupDeclined());
-    platform.userDefaults().set(u"volumeSetupDeclined"_s, qint64(1));
-    QVERIFY(!Preferences::volumeSetupDeclined());
-    Preferences::setVolumeSetupDeclined(true);
-    QCOMPARE(platform.userDefaults().get<bool>(u"volumeSetupDeclined"_s), std::optional(true));
 }
 
 void SupportTest::directoriesAreMadeWhereverPossible() {
