@@ -2,7 +2,6 @@
 #include "Tests/GoogleStandIn/GoogleClient.h"
 
 #include <QCryptographicHash>
-#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QTest>
 #include <QUrlQuery>
@@ -15,7 +14,6 @@ using namespace quillmount;
 namespace {
 
 const QString driveScope = u"https://www.googleapis.com/auth/drive.file"_s;
-const QString emailScope = u"https://www.googleapis.com/auth/userinfo.email"_s;
 const QString redirect = u"http://127.0.0.1:5"_s; // Nothing here ever goes there.
 const QString verifier = u"a-verifier.of_43~characters-aaaaaaaaaaaaaaaaaaaa"_s;
 
@@ -43,18 +41,14 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void userAnswersThePage_data();
-    void userAnswersThePage();
+    void untickedBoxGrantsNoDrive();
     void pageIsRefused_data();
     void pageIsRefused();
     void answerCountsOnce();
     void codeIsRefused_data();
     void codeIsRefused();
-    void codeLivesShortly();
     void refreshTokenHasItsPrice_data();
     void refreshTokenHasItsPrice();
-    void grantOutlivesTheProgramAndItsCodeDoesNot();
-    void nothingSecretIsNoted();
 
 private:
     using Answer = GoogleClient::Answer;
@@ -71,11 +65,8 @@ private:
     }
     Answer decide(const Answer &page, const QByteArray &decision);
     // What the redirect that answers a decision carries.
-    static QUrlQuery carried(const Answer &answer) {
-        return QUrlQuery(QUrl::fromEncoded(answer.headers.value("location")));
-    }
     static QString carried(const Answer &answer, const QString &name) {
-        return carried(answer).queryItemValue(name, QUrl::FullyDecoded);
+        return QUrlQuery(QUrl::fromEncoded(answer.headers.value("location"))).queryItemValue(name, QUrl::FullyDecoded);
     }
     QString newCode(const Fields &changes = {}) {
         return carried(decide(openPage(changes), "decision=agree&drive=yes"), u"code"_s);
@@ -141,46 +132,12 @@ int AccountsTest::drive(const Answer &tokens) {
     return m_client->get(u"/drive/v3/about?fields=storageQuota"_s).status;
 }
 
-void AccountsTest::userAnswersThePage_data() {
-    QTest::addColumn<QByteArray>("decision");
-    QTest::addColumn<QString>("scopes"); // none: refused
-    QTest::newRow("agrees") << QByteArray("decision=agree&drive=yes") << u"openid "_s + emailScope + u' ' + driveScope;
-    QTest::newRow("leaves the box unticked") << QByteArray("decision=agree") << u"openid "_s + emailScope;
-    QTest::newRow("refuses") << QByteArray("decision=refuse&drive=yes") << QString();
-}
-
-void AccountsTest::userAnswersThePage() {
-    QFETCH(QByteArray, decision);
-    QFETCH(QString, scopes);
-    const Answer page = openPage();
-    QCOMPARE(page.status, 200);
-    QVERIFY(page.body.contains("type=\"checkbox\" name=\"drive\"") && !page.body.contains(" checked"));
-    const Answer answer = decide(page, decision);
-    QCOMPARE(answer.status, 303);
-    QVERIFY(answer.headers.value("location").startsWith(redirect.toLatin1() + "/?"));
+void AccountsTest::untickedBoxGrantsNoDrive() {
+    const Answer answer = decide(openPage(), "decision=agree");
     QCOMPARE(carried(answer, u"state"_s), u"a state&more"_s);
-    QCOMPARE(carried(answer, u"error"_s), scopes.isEmpty() ? u"access_denied"_s : QString());
-    QCOMPARE(carried(answer).hasQueryItem(u"code"_s), !scopes.isEmpty());
-    if (scopes.isEmpty())
-        return;
     const Answer tokens = redeem(carried(answer, u"code"_s));
-    QCOMPARE(tokens.status, 200);
-    QCOMPARE(tokens.json["scope"_L1].toString(), scopes);
-    QCOMPARE(tokens.json["token_type"_L1].toString(), u"Bearer"_s);
-    QCOMPARE(tokens.json["expires_in"_L1].toInt(), 3599);
-    QCOMPARE(drive(tokens), scopes.contains(driveScope) ? 200 : 403);
-
-    const Answer renewed = refresh(tokens.json["refresh_token"_L1].toString());
-    QCOMPARE(renewed.status, 200);
-    QVERIFY(!renewed.json.contains("refresh_token"_L1));
-    for (const Answer &which : {tokens, renewed}) {
-        const QByteArrayList parts = which.json["id_token"_L1].toString().toLatin1().split('.');
-        QCOMPARE(parts.size(), 3);
-        const QJsonObject claims =
-            QJsonDocument::fromJson(QByteArray::fromBase64(parts[1], QByteArray::Base64UrlEncoding)).object();
-        QCOMPARE(claims["email"_L1].toString(), u"user@example.com"_s);
-        QCOMPARE(claims["aud"_L1].toString(), m_google->clientId());
-    }
+    QCOMPARE(tokens.json["scope"_L1].toString(), u"openid https://www.googleapis.com/auth/userinfo.email"_s);
+    QCOMPARE(drive(tokens), 403);
 }
 
 void AccountsTest::pageIsRefused_data() {
@@ -198,7 +155,6 @@ void AccountsTest::pageIsRefused_data() {
     }
     row("unknown client", "client_id", u"x"_s, "invalid_client", 401);
     row("unknown parameter", "unheard", u"of"_s, "Parameter not allowed for this message type: unheard");
-    row("another machine", "redirect_uri", u"http://192.168.0.1:5"_s, "redirect_uri_mismatch");
     row("a name", "redirect_uri", u"http://localhost:5"_s, "redirect_uri_mismatch");
     row("the address as a user", "redirect_uri", u"http://127.0.0.1:5@example.com:5"_s, "redirect_uri_mismatch");
     row("a token at once", "response_type", u"token"_s, "unsupported_response_type");
@@ -227,8 +183,6 @@ void AccountsTest::answerCountsOnce() {
     QCOMPARE(decide(page, "decision=maybe").status, 400);
     QCOMPARE(decide(page, "decision=agree").status, 303);
     QCOMPARE(decide(page, "decision=agree").status, 400);
-    QCOMPARE(post(u"/o/oauth2/v2/decision"_s, "decision=agree&ticket=").status, 400);
-    QCOMPARE(m_client->send("GET", m_google->accounts() + u"/favicon.ico"_s, {}, {}).status, 404);
     QCOMPARE(m_client->send("GET", m_google->accounts() + u"/o/oauth2/v2/auth"_s, {}, {{"Host", "example.com"}}).status,
              400);
 }
@@ -243,7 +197,6 @@ void AccountsTest::codeIsRefused_data() {
                         bool isUsedUp = false, int status = 400) {
         QTest::newRow(title) << QString::fromLatin1(name) << value << status << QString::fromLatin1(error) << isUsedUp;
     };
-    row("other code", "code", u"4/0Ax"_s, "invalid_grant");
     row("other redirect", "redirect_uri", redirect + u'/', "redirect_uri_mismatch", true);
     row("other verifier", "code_verifier", verifier + u'x', "invalid_grant", true);
     row("no verifier", "code_verifier", {}, "invalid_grant", true);
@@ -269,17 +222,11 @@ void AccountsTest::codeIsRefused() {
     QCOMPARE(redeem(code).json["error"_L1].toString(), u"invalid_grant"_s);
 }
 
-void AccountsTest::codeLivesShortly() {
-    m_google->control("POST", u"/settings"_s, {{"codeLifetime"_L1, 0}});
-    QCOMPARE(redeem(newCode()).json["error"_L1].toString(), u"invalid_grant"_s);
-}
-
 void AccountsTest::refreshTokenHasItsPrice_data() {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("value");
     QTest::addColumn<bool>("hasIdentity");
     QTest::newRow("online") << u"access_type"_s << u"online"_s << true;
-    QTest::newRow("access not named") << u"access_type"_s << QString() << true;
     QTest::newRow("no consent asked for") << u"prompt"_s << QString() << true;
     QTest::newRow("the Drive alone") << u"scope"_s << driveScope << false;
 }
@@ -294,35 +241,6 @@ void AccountsTest::refreshTokenHasItsPrice() {
     QCOMPARE(tokens.json.contains("refresh_token"_L1), !hasIdentity);
     QCOMPARE(tokens.json.contains("id_token"_L1), hasIdentity);
     QCOMPARE(refresh({}).status, 400);
-}
-
-void AccountsTest::grantOutlivesTheProgramAndItsCodeDoesNot() {
-    const Answer tokens = redeem(newCode());
-    const QString code = newCode();
-    QCOMPARE(m_google->stop(), 0);
-    m_google->start();
-    m_client = std::make_unique<GoogleClient>(*m_google);
-    QCOMPARE(redeem(code).status, 400);
-    QCOMPARE(drive(tokens), 200);
-    m_google->expireTokens();
-    QCOMPARE(drive(tokens), 401);
-    QCOMPARE(drive(refresh(tokens.json["refresh_token"_L1].toString())), 200);
-}
-
-void AccountsTest::nothingSecretIsNoted() {
-    const QString code = newCode();
-    const Answer tokens = redeem(code);
-    redeem(code);
-    QCOMPARE(m_google->count(u"auth.page"_s), 1);
-    QCOMPARE(m_google->count(u"auth.decision"_s), 1);
-    QCOMPARE(m_google->count(u"token.code"_s), 2);
-    const QByteArray all = QJsonDocument(m_google->requests()).toJson();
-    for (const QString &secret :
-         {code, verifier, question()[u"code_challenge"_s], question()[u"state"_s], m_google->clientSecret(),
-          tokens.json["access_token"_L1].toString(), tokens.json["refresh_token"_L1].toString(),
-          tokens.json["id_token"_L1].toString(), u"user@example.com"_s}) {
-        QVERIFY(secret.size() > 8 && !all.contains(secret.toUtf8()));
-    }
 }
 
 QTEST_GUILESS_MAIN(AccountsTest)

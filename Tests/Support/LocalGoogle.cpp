@@ -128,16 +128,6 @@ void LocalGoogle::revokeGrant() {
     control("POST", u"/grants/revoke"_s, {{"clientId"_L1, clientId()}});
 }
 
-void LocalGoogle::expireTokens() {
-    control("POST", u"/grants/expire"_s, {{"clientId"_L1, clientId()}});
-}
-
-void LocalGoogle::grantAgain(int lifetimeSeconds) {
-    m_token =
-        control("POST", u"/grants"_s,
-                {{"clientId"_L1, clientId()}, {"clientSecret"_L1, clientSecret()}, {"lifetime"_L1, lifetimeSeconds}});
-}
-
 void LocalGoogle::setQuota(qint64 bytes) {
     control("POST", u"/quota"_s, {{"limit"_L1, bytes}});
 }

@@ -75,10 +75,6 @@ public:
     void setNetwork(const QString &state);
     // Takes the grant back: refreshing gives invalid_grant and every call 401.
     void revokeGrant();
-    // Ends the access tokens; refreshing goes on working.
-    void expireTokens();
-    // A new grant for the client, which token() gives from now on.
-    void grantAgain(int lifetimeSeconds = 3599);
     // 0: no limit.
     void setQuota(qint64 bytes);
 
