@@ -22,12 +22,10 @@ class AppDelegateTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void firstStartIsQuiet();
     void quit_data();
     void quit();
-    void endOfTheSession();
-    void endOfTheEventLoop();
-    void signalsEndTheDrive();
+    void endsWithoutAQuestion_data();
+    void endsWithoutAQuestion();
     void tellsOfFilesSetAside();
     void tellsThatThePlaceIsTaken();
 
@@ -46,14 +44,6 @@ private:
     }
 };
 
-void AppDelegateTest::firstStartIsQuiet() {
-    DriveWorld world(DriveWorld::signedOut);
-    AppDelegate delegate(world.setup);
-    delegate.applicationDidFinishLaunching();
-    QCOMPARE(delegate.engine().state(), DriveState(DriveState::signedOut));
-    QCOMPARE(world.engine.starts(), 0);
-}
-
 void AppDelegateTest::quit_data() {
     QTest::addColumn<int>("queued");
     QTest::addColumn<int>("inProgress");
@@ -62,8 +52,7 @@ void AppDelegateTest::quit_data() {
     QTest::addColumn<bool>("ends");
     QTest::newRow("nothing pending") << 0 << 0 << 0 << QString() << true;
     QTest::newRow("one, kept running") << 1 << 0 << 0 << u"1 file still uploading"_s << false;
-    QTest::newRow("three, kept running") << 2 << 1 << 0 << u"3 files still uploading"_s << false;
-    QTest::newRow("two, quit anyway") << 0 << 2 << 1 << u"2 files still uploading"_s << true;
+    QTest::newRow("three, quit anyway") << 2 << 1 << 1 << u"3 files still uploading"_s << true;
 }
 
 void AppDelegateTest::quit() {
@@ -96,41 +85,34 @@ void AppDelegateTest::quit() {
         delegate.engine().shutdownNow();
 }
 
-void AppDelegateTest::endOfTheSession() {
+void AppDelegateTest::endsWithoutAQuestion_data() {
+    QTest::addColumn<QString>("by");
+    QTest::addColumn<QList<QVariantList>>("told"); // once the drive is gone: the status to end with
+    QTest::newRow("end of the session") << u"session"_s << QList<QVariantList>{{0}};
+    QTest::newRow("signal") << u"signal"_s << QList<QVariantList>{{0}};
+    QTest::newRow("end of the event loop") << u"loop"_s << QList<QVariantList>();
+}
+
+void AppDelegateTest::endsWithoutAQuestion() {
+    QFETCH(const QString, by);
     DriveWorld world;
     world.engine.setQueuedUploads(1);
     AppDelegate delegate(world.setup);
     const QSignalSpy terminated(&delegate, &AppDelegate::terminated);
     QVERIFY(goLive(world, delegate));
     QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == 1; }));
-    // The toolkit's own, as on a desktop that allows no question at its end.
-    auto *session = qGuiApp->findChild<QSessionManager *>();
-    QVERIFY(session && !session->allowsInteraction());
-    Q_EMIT qGuiApp->commitDataRequest(*session);
+    if (by == "session"_L1) {
+        // The toolkit's own, as on a desktop that allows no question at its end.
+        auto *session = qGuiApp->findChild<QSessionManager *>();
+        QVERIFY(session && !session->allowsInteraction());
+        Q_EMIT qGuiApp->commitDataRequest(*session);
+    } else if (by == "signal"_L1) {
+        world.platform.terminationSignals().deliver(SIGTERM);
+    } else {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit");
+    }
     QVERIFY(!delegate.engine().isMounted());
-    QCOMPARE(terminated.size(), 1);
-    QVERIFY(world.platform.alerts().questions().isEmpty());
-}
-
-void AppDelegateTest::endOfTheEventLoop() {
-    DriveWorld world;
-    AppDelegate delegate(world.setup);
-    QVERIFY(goLive(world, delegate));
-    QMetaObject::invokeMethod(QCoreApplication::instance(), "aboutToQuit");
-    QVERIFY(!delegate.engine().isMounted());
-}
-
-void AppDelegateTest::signalsEndTheDrive() {
-    DriveWorld world;
-    world.engine.setQueuedUploads(5);
-    AppDelegate delegate(world.setup);
-    const QSignalSpy terminated(&delegate, &AppDelegate::terminated);
-    QVERIFY(goLive(world, delegate));
-    world.platform.terminationSignals().deliver(SIGTERM);
-    // Nobody is asked, and the end is told only once the drive is gone.
-    QCOMPARE(terminated.size(), 1);
-    QCOMPARE(terminated.first().first().toInt(), 0);
-    QVERIFY(!delegate.engine().isMounted());
+    QTEST(QList<QVariantList>(terminated), "told");
     QVERIFY(world.platform.alerts().questions().isEmpty());
 }
 
@@ -138,9 +120,7 @@ void AppDelegateTest::tellsOfFilesSetAside() {
     DriveWorld world;
     QVERIFY(MountPoint::prepare(Paths::homeMountPoint()).isUsable);
     QFile::setPermissions(Paths::homeMountPoint(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile stray(Paths::homeMountPoint() + u"/stray.txt"_s);
-    QVERIFY(stray.open(QIODevice::WriteOnly));
-    stray.close();
+    QVERIFY(QFile(Paths::homeMountPoint() + u"/stray.txt"_s).open(QIODevice::WriteOnly));
     AppDelegate delegate(world.setup);
     QVERIFY(goLive(world, delegate));
     QCOMPARE(world.platform.alerts().notices().size(), 1);

@@ -9,6 +9,7 @@
 #include "Tests/App/Auth/Browser.h"
 #include "Tests/App/Auth/TokenServer.h"
 #include "Tests/App/Engine/ScriptedVolumeSetup.h"
+#include "Tests/Support/TestFiles.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <QUrlQuery>
@@ -40,7 +41,6 @@ private Q_SLOTS:
     void anotherAccount_data();
     void anotherAccount();
     void placeIsTaken();
-    void startedAgain();
     void codeOfAFormerAttempt();
     void reopensTheBrowser();
     void tellsThatNoBrowserOpened();
@@ -216,10 +216,8 @@ void AccountConnectionTest::anotherAccount() {
     QFETCH(const bool, isConfigured);
     QFETCH(const bool, connects);
     const QString configuration = Paths::engineConfig();
-    QFile file(configuration);
     if (isConfigured)
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[drive]\n") > 0);
-    file.close();
+        putFile(configuration, "[drive]\n");
     Preferences::setAccountEmail(connected);
     m_account->start();
     agree();
@@ -229,8 +227,7 @@ void AccountConnectionTest::anotherAccount() {
         return;
     QCOMPARE(m_account->errorText(), u"This drive belongs to other@cd.ef. To use another account, disconnect that one "
                                      "in Settings first."_s);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(file.readAll(), "[drive]\n");
+    QCOMPARE(contentOf(configuration), "[drive]\n");
     QCOMPARE(Preferences::accountEmail(), connected);
 }
 
@@ -245,18 +242,6 @@ void AccountConnectionTest::placeIsTaken() {
         [](const QString &) { return true; }); // a drive that is mounted is not looked into
     m_account->start();
     QCOMPARE(m_account->state(), State::waitingForBrowser);
-}
-
-void AccountConnectionTest::startedAgain() {
-    m_account->start();
-    m_account->start();
-    QCOMPARE(m_platform->workspace().opened().size(), 2);
-    handleEvents();
-    QCOMPARE(m_account->state(), State::waitingForBrowser);
-    agree();
-    QVERIFY(settles(State::done));
-    m_platform->clock().advance(300s);
-    QCOMPARE(m_account->state(), State::done);
 }
 
 void AccountConnectionTest::codeOfAFormerAttempt() {
@@ -292,6 +277,7 @@ void AccountConnectionTest::tellsThatNoBrowserOpened() {
     m_account->start();
     m_platform->workspace().fail(0);
     QCOMPARE(m_account->noticeText(), QString()); // that was the former attempt's
+    QCOMPARE(m_account->state(), State::waitingForBrowser);
     m_platform->workspace().fail(1);
     QVERIFY(m_account->noticeText().startsWith(u"Your browser didn't open."_s));
     QCOMPARE(QUrl(m_platform->pasteboard().text()), m_platform->workspace().opened().last());

@@ -28,14 +28,9 @@ using SignIn = std::shared_ptr<const Outcome<GoogleAuth::Result>>;
 
 // What went wrong: "denied", "network 99", …; empty when nothing did.
 QString failure(const SignIn &signIn) {
-    static const QHash<AuthError::Case, QString> names = {
-        {AuthError::notConfigured, u"notConfigured"_s},
-        {AuthError::cancelled, u"cancelled"_s},
-        {AuthError::denied, u"denied"_s},
-        {AuthError::driveNotGranted, u"driveNotGranted"_s},
-        {AuthError::timedOut, u"timedOut"_s},
-        {AuthError::exchangeFailed, u"exchangeFailed"_s},
-    };
+    // In the order of AuthError::Case.
+    static const QStringList names =
+        u"notConfigured cancelled denied driveNotGranted timedOut exchangeFailed"_s.split(u' ');
     if (const auto error = signIn->thrown<AuthError>())
         return names[error->which()];
     if (const auto error = signIn->thrown<NetworkError>())
@@ -59,7 +54,6 @@ private Q_SLOTS:
     void cleanup();
 
     void signsIn();
-    void authorizationURL();
     void configuration_data();
     void configuration();
     void tokenEndpoint_data();
@@ -119,6 +113,16 @@ void GoogleAuthTest::signsIn() {
     QSignalSpy codes(m_auth.get(), &GoogleAuth::codeReceived);
     const SignIn outcome = signIn();
     QCOMPARE(m_platform->workspace().opened().size(), 1);
+    QCOMPARE(m_auth->authURL(), std::optional(opened()));
+    QCOMPARE(QString::fromLatin1(opened().toEncoded()),
+             u"https://accounts.google.com/o/oauth2/v2/auth?client_id=the%20client%2Bid"
+             "&redirect_uri=http%3A%2F%2F127.0.0.1%3A"_s +
+                 QString::number(QUrl(parameter(opened(), u"redirect_uri"_s)).port()) +
+                 u"&response_type=code&scope=openid%20email%20https%3A%2F%2Fwww.googleapis.com%2Fauth%2Fdrive.file"
+                 "&code_challenge="_s +
+                 parameter(opened(), u"code_challenge"_s) +
+                 u"&code_challenge_method=S256&access_type=offline&prompt=consent&state="_s +
+                 parameter(opened(), u"state"_s));
     QVERIFY(codes.isEmpty());
     agree(opened(), u"4/0A+b="_s);
     QVERIFY(waitFor([&] { return outcome->isDone; }));
@@ -153,22 +157,6 @@ void GoogleAuthTest::signsIn() {
     QVERIFY(parameter(opened(), u"code_challenge"_s) != parameter(former, u"code_challenge"_s));
 }
 
-void GoogleAuthTest::authorizationURL() {
-    const SignIn outcome = signIn();
-    const QUrl url = opened();
-    QCOMPARE(m_auth->authURL(), std::optional(url));
-    const QString port = QString::number(QUrl(parameter(url, u"redirect_uri"_s)).port());
-    QCOMPARE(QString::fromLatin1(url.toEncoded()),
-             u"https://accounts.google.com/o/oauth2/v2/auth?client_id=the%20client%2Bid"
-             "&redirect_uri=http%3A%2F%2F127.0.0.1%3A"_s +
-                 port +
-                 u"&response_type=code&scope=openid%20email%20https%3A%2F%2Fwww.googleapis.com%2Fauth%2Fdrive.file"
-                 "&code_challenge="_s +
-                 parameter(url, u"code_challenge"_s) +
-                 u"&code_challenge_method=S256&access_type=offline&prompt=consent&state="_s +
-                 parameter(url, u"state"_s));
-}
-
 void GoogleAuthTest::configuration_data() {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
@@ -181,7 +169,6 @@ void GoogleAuthTest::configuration_data() {
     row("no client", u"QMGoogleClientID"_s, {}, false);
     row("no secret", u"QMGoogleClientSecret"_s, {}, false);
     row("https", page, u"https://login.example/auth"_s, true);
-    row("loopback", page, u"http://127.0.0.1:8080/auth"_s, true);
     row("loopback, version 6", tokens, u"http://[::1]:8080/token"_s, true);
     row("http", page, u"http://accounts.google.com/auth"_s, false);
     row("http to a name for loopback", tokens, u"http://localhost:8080/token"_s, false);
@@ -222,10 +209,8 @@ void GoogleAuthTest::tokenEndpoint_data() {
     const QString failed = u"exchangeFailed"_s;
     row("good", answer("200 OK", good), {});
     row("good, ended by closing", "HTTP/1.0 200 OK\r\n\r\n" + good, {});
-    row("wants a password", answer("401 Unauthorized", good, "WWW-Authenticate: Basic realm=\"x\"\r\n"), failed);
     row("asks to try again", answer("408 Request Timeout", good), failed);
     row("broken", answer("500 Internal Server Error", good), failed);
-    row("another success", answer("201 Created", good), failed);
     row("redirect", answer("307 Temporary Redirect", good, "Location: /elsewhere\r\n"), failed);
     row("too large", answer("200 OK", good + QByteArray(1024 * 1024, ' ')), failed);
     row("large without end", "HTTP/1.1 200 OK\r\n\r\n" + good + QByteArray(4 * 1024 * 1024, ' '), failed,
@@ -268,10 +253,9 @@ void GoogleAuthTest::tokenEndpointOverTLS() {
     const QString key = folder.filePath(u"key"_s);
     const QString certificate = folder.filePath(u"certificate"_s);
     QProcess openssl;
-    openssl.start(u"openssl"_s,
-                  {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:P-256"_s,
-                   u"-nodes"_s, u"-days"_s, u"2"_s, u"-subj"_s, u"/CN=test"_s, u"-addext"_s,
-                   u"subjectAltName="_s + name, u"-keyout"_s, key, u"-out"_s, certificate});
+    const QString options = u"req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 -subj /CN=test"_s;
+    openssl.start(u"openssl"_s, options.split(u' ') + QStringList{u"-addext"_s, u"subjectAltName="_s + name,
+                                                                  u"-keyout"_s, key, u"-out"_s, certificate});
     QVERIFY(openssl.waitForFinished() && openssl.exitCode() == 0);
     QFile keyFile(key);
     QVERIFY(keyFile.open(QIODevice::ReadOnly));

@@ -50,7 +50,6 @@ private Q_SLOTS:
     void answerOutlivesTheRequest();
     void anotherUser();
     void idleConnections();
-    void goneBeforeTheyAreSeen();
     void unreadRequestIsNotIdle();
     void silentConnectionsTimeOut();
     void answerIsNotHeldUp();
@@ -170,12 +169,8 @@ void RedirectListenerTest::strangers_data() {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QByteArray>("answer");
     const QByteArray notFound = RedirectRequest::Answer{"404 Not Found", {}}.response();
-    QTest::newRow("other path") << QByteArray("GET /favicon.ico HTTP/1.1\r\n\r\n") << notFound;
-    QTest::newRow("first letters") << QByteArray("GE") << notFound;
     QTest::newRow("half a line") << QByteArray("GET /?state=the-sta") << page(false, "400 Bad Request");
-    QTest::newRow("forged") << QByteArray("GET /?code=x&state=y HTTP/1.1\r\n\r\n") << page(false, "400 Bad Request");
     QTest::newRow("TLS") << QByteArray::fromHex("160301020001000100fc0303") + QByteArray(500, '\xAA') << notFound;
-    QTest::newRow("zeros") << QByteArray(4000, '\0') << notFound;
     QTest::newRow("endless line") << "GET /" + QByteArray(900'000, 'a') << notFound;
     QTest::newRow("endless headers") << "GET / HTTP/1.1\r\n" + QByteArray("X: y\r\n").repeated(100'000)
                                      << page(false, "400 Bad Request");
@@ -232,16 +227,9 @@ void RedirectListenerTest::idleConnections() {
     QVERIFY(waitFor([&] { return open() <= 32; }));
     QVERIFY2(idle.back()->isConnected(), "the newest has its turn");
     QVERIFY2(m_platform->clock().pending() <= 33, "those that are gone have left their timers");
-    verifySignIn(code);
-}
-
-void RedirectListenerTest::goneBeforeTheyAreSeen() {
-    const Code code = waiting();
-    for (int i = 0; i < 60; ++i) {
-        QTcpSocket socket;
-        socket.connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
-        QVERIFY(socket.waitForConnected());
-    }
+    // Others are gone before they are seen.
+    for (int i = 0; i < 60; ++i)
+        QVERIFY(isOpen(m_port));
     verifySignIn(code);
 }
 
@@ -343,7 +331,6 @@ void RedirectListenerTest::firstResultCounts() {
     QVERIFY2(!code->isDone, "never inside the caller");
     QVERIFY(waitFor([&] { return code->isDone; }));
     QCOMPARE(code->value, std::optional(u"first"_s));
-
     // Nothing is kept for a sign-in that is over.
     m_auth->finish(AuthError::denied);
     handleEvents();

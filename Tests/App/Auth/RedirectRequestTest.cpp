@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <numeric>
+
 using namespace quillmount;
 using namespace Qt::StringLiterals;
 
@@ -18,9 +20,7 @@ private Q_SLOTS:
     void read_data();
     void read();
     void everyWrongState();
-    void responseBytes_data();
     void responseBytes();
-    void pageIsSelfContained_data();
     void pageIsSelfContained();
 };
 
@@ -60,9 +60,7 @@ void RedirectRequestTest::read_data() {
     row("empty lines before it", "\r\n\r\nGET  /?code=abc&" + state + "  HTTP/1.1\r\n", ok, u"abc"_s);
     row("second request behind it", get("/?code=abc&" + state) + get("/?error=x"), ok, u"abc"_s);
 
-    row("wrong state", get("/?code=abc&state=another"), bad);
     row("state in another case", get("/?code=abc&state=STATE-0123456789_abcde"), bad);
-    row("empty state", get("/?code=abc&state="), bad);
     row("state without a value", get("/?code=abc&state"), bad);
     row("no state", get("/?code=abc"), bad);
     row("wrong state first", get("/?code=abc&state=x&" + state), bad);
@@ -76,31 +74,22 @@ void RedirectRequestTest::read_data() {
     row("refused", get("/?error=access_denied&" + state), ok, {}, true);
     row("refused, without a state", get("/?error=access_denied"), ok, {}, true);
     row("refused, with a wrong state", get("/?error=x&code=abc&state=another"), ok, {}, true);
-    row("error without a value", get("/?error"), ok, {}, true);
     row("script in the error", get("/?error=%3Cscript%3E&error_description=%0d%0aX:%20y"), ok, {}, true);
 
     row("favicon", get("/favicon.ico"), none);
     row("good parameters, other path", get("/x?code=abc&" + state), none);
     row("two slashes", get("//?code=abc&" + state), none);
-    row("dot", get("/.?code=abc&" + state), none);
     row("encoded slash", get("/%2F?code=abc&" + state), none);
     row("whole address", get("http://127.0.0.1/?code=abc&" + state), none);
     row("broken encoding", get("/?code=%zz&" + state), none);
     row("CONNECT", "CONNECT evil.example:443 HTTP/1.1\r\n\r\n", bad);
     row("empty", {}, none);
-    row("line ends only", "\r\n\r\n\r\n", none);
     row("one word", "GET\r\n\r\n", none);
     row("TLS", QByteArray::fromHex("16030100a5010000a10303") + QByteArray(32, '\0'), none);
     row("zeros", QByteArray(16384, '\0'), none);
-    row(
-        "all bytes",
-        [] {
-            QByteArray bytes;
-            for (int i = 0; i < 256; ++i)
-                bytes += char(i);
-            return bytes;
-        }(),
-        none);
+    QByteArray allBytes(256, '\0');
+    std::iota(allBytes.begin(), allBytes.end(), '\0');
+    row("all bytes", allBytes, none);
     row("cut in the middle of the path", get("/" + QByteArray(16384, 'a')).left(16384), none);
 }
 
@@ -137,40 +126,16 @@ void RedirectRequestTest::everyWrongState() {
     }
 }
 
-void RedirectRequestTest::responseBytes_data() {
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QByteArray>("length");
-    QTest::newRow("none") << QByteArray() << QByteArray("0");
-    QTest::newRow("bytes, not characters") << QByteArray("é€") << QByteArray("5");
-}
-
 void RedirectRequestTest::responseBytes() {
-    QFETCH(QByteArray, body);
-    QFETCH(QByteArray, length);
-    const RedirectRequest::Answer answer = {"404 Not Found", body};
-    QCOMPARE(answer.response(), "HTTP/1.1 404 Not Found\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: " +
-                                    length + "\r\nConnection: close\r\n\r\n" + body);
-}
-
-void RedirectRequestTest::pageIsSelfContained_data() {
-    QTest::addColumn<bool>("success");
-    QTest::addColumn<QStringList>("has");
-    QTest::addColumn<QStringList>("lacks");
-    const QStringList connected = {u"--line: #00875A"_s, u">You're connected</h1>"_s, u"Drive</div>"_s};
-    const QStringList stopped = {u"--line: #C81E33"_s, u">Sign-in didn't finish</h1>"_s, u"Stopped</div>"_s};
-    QTest::newRow("success") << true << connected << stopped;
-    QTest::newRow("failure") << false << stopped << connected;
+    const RedirectRequest::Answer answer = {"404 Not Found", "é€"};
+    QCOMPARE(answer.response(), "HTTP/1.1 404 Not Found\r\nContent-Type: text/html; charset=utf-8\r\n"
+                                "Content-Length: 5\r\nConnection: close\r\n\r\né€");
 }
 
 void RedirectRequestTest::pageIsSelfContained() {
-    QFETCH(bool, success);
-    QFETCH(QStringList, has);
-    QFETCH(QStringList, lacks);
-    const QString page = QString::fromUtf8(AuthPage::html(success));
-    for (const QString &text : std::as_const(has))
-        QVERIFY2(page.contains(text), qPrintable(text));
-    for (const QString &text : QStringList{u"<script"_s, u"http"_s, u"url("_s, u"src="_s, u"href="_s} + lacks)
-        QVERIFY2(!page.contains(text), qPrintable(text));
+    for (const bool success : {true, false})
+        for (const char *link : {"<script", "http", "url(", "src=", "href="})
+            QVERIFY2(!AuthPage::html(success).contains(link), link);
 }
 
 QTEST_APPLESS_MAIN(RedirectRequestTest)

@@ -81,13 +81,8 @@ void TokenAnswerTest::expiry_data() {
     const QString inAnHour = u"2026-01-15T13:00:00Z"_s;
     QTest::newRow("missing") << without(u"expires_in"_s) << inAnHour;
     QTest::newRow("text") << with(u"expires_in"_s, u"60"_s) << inAnHour;
-    QTest::newRow("Boolean") << with(u"expires_in"_s, true) << inAnHour;
-    QTest::newRow("null") << with(u"expires_in"_s, QJsonValue::Null) << inAnHour;
-    QTest::newRow("fraction") << with(u"expires_in"_s, 59.5) << u"2026-01-15T12:00:59Z"_s;
     QTest::newRow("fractions that add up") << with(u"expires_in"_s, 59.7) << u"2026-01-15T12:01:00Z"_s;
-    QTest::newRow("zero") << with(u"expires_in"_s, 0) << u"2026-01-15T12:00:00Z"_s;
     QTest::newRow("negative") << with(u"expires_in"_s, -1) << u"2026-01-15T11:59:59Z"_s;
-    QTest::newRow("very negative") << with(u"expires_in"_s, -1e300) << u"1970-01-01T00:00:00Z"_s;
     QTest::newRow("huge") << with(u"expires_in"_s, 1e300) << u"9999-12-31T23:59:59Z"_s;
 }
 
@@ -106,13 +101,10 @@ void TokenAnswerTest::refusals_data() {
     row("empty", {}, AuthError::exchangeFailed);
     row("not JSON", "<html>Sign in to the network</html>", AuthError::exchangeFailed);
     row("cut short", text(goodAnswer()).chopped(5), AuthError::exchangeFailed);
-    row("array", "[" + text(goodAnswer()) + "]", AuthError::exchangeFailed);
     row("not UTF-8", text(goodAnswer()).replace("ya29.a", "\xFF\xFE"), AuthError::exchangeFailed);
     row("nested deeply", QByteArray(100'000, '['), AuthError::exchangeFailed);
     row("no access token", text(without(u"access_token"_s)), AuthError::exchangeFailed);
-    row("access token no text", text(with(u"access_token"_s, 5)), AuthError::exchangeFailed);
     row("no refresh token", text(without(u"refresh_token"_s)), AuthError::exchangeFailed);
-    row("refresh token null", text(with(u"refresh_token"_s, QJsonValue::Null)), AuthError::exchangeFailed);
     row("box unticked", text(with(u"scope"_s, u"openid email"_s)), AuthError::driveNotGranted);
     row("no scope", text(without(u"scope"_s)), AuthError::driveNotGranted);
     row("scope no text", text(with(u"scope"_s, QJsonArray{GoogleAuth::driveScope()})), AuthError::driveNotGranted);
@@ -163,18 +155,14 @@ void TokenAnswerTest::email_data() {
     found("both special letters", identityToken(R"({"email":"~~~???@ÿ.þ"})"), u"~~~???@ÿ.þ"_s);
     found("padded already", u"h.eyJlbWFpbCI6ImFiQGNkLmVmIn0=.s"_s, u"ab@cd.ef"_s);
     found("empty pieces", u"..h..eyJlbWFpbCI6ImFiQGNkLmVmIn0.."_s, u"ab@cd.ef"_s);
-    found("empty address", identityToken(R"({"email":""})"), QString(u""_s));
     nothing("empty", {});
     nothing("one piece", u"eyJlbWFpbCI6ImFiQGNkLmVmIn0"_s);
-    nothing("dots", u"...."_s);
     nothing("junk in the payload", u"h.eyJl bWFpbCI6ImFiQGNkLmVmIn0.s"_s);
     nothing("other letters", u"h.eyJlbWFpbCI6ImFiQGNkLmVmIn0é.s"_s);
     nothing("a single letter too many", u"h.eyJlbWFpbCI6ImFiQGNkLmVmIn0aa.s"_s);
     nothing("padding inside", u"h.eyJl=bWFpbCI6ImFiQGNkLmVmIn0.s"_s);
     nothing("not UTF-8", identityToken("{\"email\":\"\xFF@c.de\"}"));
     nothing("not JSON", identityToken("email"));
-    nothing("array", identityToken(R"(["email"])"));
-    nothing("number", identityToken(R"({"email":5})"));
     nothing("no e-mail", identityToken(R"({"sub":"1"})"));
 }
 
