@@ -74,13 +74,7 @@ Chromium::~Chromium() {
 }
 
 void Chromium::attach() {
-    const QJsonArray targets = call(u"Target.getTargets"_s)["targetInfos"_L1].toArray();
-    QString page;
-    for (const QJsonValue &target : targets)
-        if (target["type"_L1] == "page"_L1)
-            page = target["targetId"_L1].toString();
-    if (page.isEmpty())
-        page = call(u"Target.createTarget"_s, {{"url"_L1, "about:blank"_L1}})["targetId"_L1].toString();
+    const QJsonValue page = call(u"Target.createTarget"_s, {{"url"_L1, "about:blank"_L1}})["targetId"_L1];
     m_session =
         call(u"Target.attachToTarget"_s, {{"targetId"_L1, page}, {"flatten"_L1, true}})["sessionId"_L1].toString();
 }

@@ -2,6 +2,7 @@
 // From no account to a live drive, over the browser and back, and what the user is told when it does not get there.
 #include "Tests/EndToEnd/Application.h"
 #include "Tests/EndToEnd/SignInHome.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -69,8 +70,7 @@ QJsonObject SignInTest::engineToken() const {
 }
 
 QJsonObject SignInTest::lastGrant() const {
-    QFile file(m_home->google.directory() + u"/.state/grants.json"_s);
-    const QByteArray state = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QByteArray state = contentOf(m_home->google.directory() + u"/.state/grants.json"_s);
     return QJsonDocument::fromJson(state)["grants"_L1].toArray().last().toObject();
 }
 
@@ -103,9 +103,7 @@ void SignInTest::leadsToALiveDrive() {
     QCOMPARE(m_home->google.count(u"token.code"_s), 1);
 
     const QUrlQuery redirect(whereBrowserEnded());
-    QFile engineLog(m_home->engineLog());
-    QVERIFY(engineLog.open(QIODevice::ReadOnly));
-    const QByteArray logs = engineLog.readAll() + m_application->output() + m_application->log();
+    const QByteArray logs = contentOf(m_home->engineLog()) + m_application->output() + m_application->log();
     QVERIFY(seen.contains("QuillmountEngine") && logs.contains("-> live"));
     const QStringList secrets{redirect.queryItemValue(u"code"_s, QUrl::FullyDecoded),
                               redirect.queryItemValue(u"code"_s, QUrl::FullyEncoded),
@@ -138,7 +136,8 @@ void SignInTest::tellsWhyItFailed() {
     QTRY_COMPARE_WITH_TIMEOUT(m_application->output(),
                               "Couldn't reach Google. Check your internet connection and try again.\n", 20'000);
     QTRY_VERIFY(pageShown().contains("You're connected"));
-    QVERIFY(m_application->states().isEmpty() && m_application->isRunning());
+    QCOMPARE(m_application->states(), QStringList(u"signedOut"_s));
+    QVERIFY(m_application->isRunning());
     QVERIFY(m_home->engine() == 0 && !QFile::exists(m_home->engineConfiguration()));
     QVERIFY2(m_home->google.count(u"token.code"_s) <= 1, "the code was tried again");
     m_application->signal(SIGTERM);
