@@ -2,7 +2,6 @@
 #include "GoogleStandIn/ApiError.h"
 #include "GoogleStandIn/DiskName.h"
 #include "GoogleStandIn/DriveQuery.h"
-#include "GoogleStandIn/FieldSelector.h"
 #include "GoogleStandIn/TimeText.h"
 
 #include <QTest>
@@ -10,7 +9,7 @@
 using namespace Qt::StringLiterals;
 using namespace quillmount::standin;
 
-// The two small languages of the Drive calls: searches and partial answers.
+// The language of searches, and the names that files get on the disk.
 class SearchAndFieldsTest : public QObject {
     Q_OBJECT
 
@@ -20,8 +19,6 @@ private Q_SLOTS:
     void brokenSearchIsRefused_data();
     void brokenSearchIsRefused();
     void searchKnowsItsFolders();
-    void brokenFieldsAreRefused_data();
-    void brokenFieldsAreRefused();
     void diskNamesAreStorable_data();
     void diskNamesAreStorable();
 };
@@ -74,17 +71,6 @@ void SearchAndFieldsTest::searchKnowsItsFolders() {
     QVERIFY(!folders(u"not 'A' in parents"_s));
     QCOMPARE(*DriveQuery::parse(u"'root' in parents"_s).withParentAlias(u"root"_s, u"R"_s).parents(),
              QStringList{u"R"_s});
-}
-
-void SearchAndFieldsTest::brokenFieldsAreRefused_data() {
-    QTest::addColumn<QString>("fields");
-    for (const char *fields : {"nothing", "files(nothing)", "files(id", "files(id))", "id,", "kind(x)", "files id"})
-        QTest::newRow(fields) << QString::fromLatin1(fields);
-}
-
-void SearchAndFieldsTest::brokenFieldsAreRefused() {
-    QFETCH(QString, fields);
-    QVERIFY_THROWS_EXCEPTION(ApiError, FieldSelector::parse(fields, Resource::fileList));
 }
 
 void SearchAndFieldsTest::diskNamesAreStorable_data() {
