@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/EndToEnd/Chromium.h"
 
-#include <QColor>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -138,19 +137,6 @@ void Chromium::press(const QStringList &keys) {
 QJsonValue Chromium::evaluate(const QString &expression) {
     const QJsonObject parameters{{"expression"_L1, expression}, {"returnByValue"_L1, true}};
     return call(u"Runtime.evaluate"_s, parameters)["result"_L1]["value"_L1];
-}
-
-QImage Chromium::picture() {
-    const QJsonObject answer = call(u"Page.captureScreenshot"_s);
-    return QImage::fromData(QByteArray::fromBase64(answer["data"_L1].toString().toLatin1()));
-}
-
-QColor Chromium::colorOf(const QImage &picture, const QString &selector, int x) {
-    const QJsonValue box = evaluate(u"(() => { const b = document.querySelector('%1').getBoundingClientRect();"
-                                    "return {x: b.x, y: b.y, w: b.width, h: b.height}; })()"_s.arg(selector));
-    const double right = x < 0 ? box["w"_L1].toDouble() / 2 : x;
-    return picture.pixelColor(int(box["x"_L1].toDouble() + right),
-                              int(box["y"_L1].toDouble() + box["h"_L1].toDouble() / 2));
 }
 
 } // namespace quillmount

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QImage>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -30,9 +29,6 @@ public:
     void press(const QStringList &keys);
     // The value of a JavaScript expression in the page that is shown.
     [[nodiscard]] QJsonValue evaluate(const QString &expression);
-    [[nodiscard]] QImage picture();
-    // The picture's colour in the middle of an element, or `x` pixels right of its left edge.
-    [[nodiscard]] QColor colorOf(const QImage &picture, const QString &selector, int x = -1);
 
 private:
     void attach();
