@@ -267,6 +267,7 @@ func (c *nfsCall) commit() bool {
 		return false
 	}
 	if err := c.service.files.close(c.name, sync); err != nil {
+		fs.Errorf(c.name, "Failed to keep what was written: %v", err)
 		return c.fail(statusOf(err), 2)
 	}
 	c.begin(nfs.NFSStatusOk, make([]byte, 0, answerRoom))

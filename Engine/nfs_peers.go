@@ -8,17 +8,26 @@ import (
 	"encoding/hex"
 	"errors"
 	"fmt"
+	"io"
 	"net"
 	"net/netip"
 	"os"
 	"strconv"
 	"strings"
 	"syscall"
+	"time"
 )
 
 // established is the state of a connection in the kernel's table of sockets. Rows in other states may belong to sockets
 // that their process has closed already, and then they name user 0, whoever opened them.
 const established = "01"
+
+// peerLookUps is how often a peer is looked for. The kernel gives its tables out in pieces and may leave out a row when
+// other connections come and go between two of them.
+const peerLookUps = 10
+
+// openTable opens a table of the kernel's sockets.
+var openTable = func(path string) (io.ReadCloser, error) { return os.Open(path) }
 
 // peerBelongsTo returns an error unless the other end of a connection on this machine is a socket of the user. NFS on
 // the loopback interface has no authentication, and every local user can reach the port.
@@ -31,23 +40,32 @@ func peerBelongsTo(conn net.Conn, uid int) error {
 	if err != nil {
 		return err
 	}
+	for attempt := range peerLookUps {
+		time.Sleep(time.Duration(attempt) * time.Millisecond)
+		if owner, found := ownerOf(peer, own); found && owner != uid {
+			return fmt.Errorf("its socket belongs to user %d", owner)
+		} else if found {
+			return nil
+		}
+	}
+	return errors.New("nobody can be told to own its socket")
+}
+
+// ownerOf looks for the user of the connected socket with these ends, seen from its own side.
+func ownerOf(local, remote netip.AddrPort) (uid int, found bool) {
 	// A socket of the IPv6 family that talks to an IPv4 address stands in the second table, mapped.
-	for _, table := range []string{"/proc/net/tcp", "/proc/net/tcp6"} {
-		file, err := os.Open(table)
+	for _, path := range []string{"/proc/net/tcp", "/proc/net/tcp6"} {
+		table, err := openTable(path)
 		if err != nil {
 			continue // no IPv6, for instance; not to be found is not to be served
 		}
-		owner, found := socketOwner(bufio.NewScanner(file), peer, own)
-		_ = file.Close()
-		if !found {
-			continue
+		uid, found = socketOwner(bufio.NewScanner(table), local, remote)
+		_ = table.Close()
+		if found {
+			break
 		}
-		if owner != uid {
-			return fmt.Errorf("its socket belongs to user %d", owner)
-		}
-		return nil
 	}
-	return errors.New("nobody can be told to own its socket")
+	return uid, found
 }
 
 // endpoint returns the address of one end of a TCP connection, IPv4 unmapped.

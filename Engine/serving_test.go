@@ -181,6 +181,15 @@ func (s *servedFolder) handleOf(name string) []byte {
 
 func TestOnlySocketsOfTheUserAreServed(t *testing.T) {
 	s := serveFolder(t, time.Hour)
+	// A row is left out of a table now and then.
+	open, opened := openTable, atomic.Int32{}
+	openTable = func(path string) (io.ReadCloser, error) {
+		if opened.Add(1) <= 4 {
+			return io.NopCloser(strings.NewReader("")), nil
+		}
+		return open(path)
+	}
+	t.Cleanup(func() { openTable = open })
 	if status, _ := rpc(t, s.dial(), 1, opaque(s.handleOf(""))); status != 0 {
 		t.Errorf("GETATTR of the root gave status %d", status)
 	}

@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace quillmount::mount {
@@ -109,7 +110,9 @@ void Connection::beforeSleep() {
 }
 
 void Connection::service(int events) {
-    if (rpc_service(m_rpc, events) != 0)
+    const bool works = rpc_service(m_rpc, events) == 0;
+    const bool failed = std::ranges::any_of(m_finished, &Pending::failed);
+    if (!works || (failed && peerClosed()))
         fail(ECONNRESET);
     else
         finishCalls(false);

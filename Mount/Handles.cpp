@@ -60,13 +60,15 @@ Task<int> Handles::findAgain(InodePtr inode) {
     }
     const std::string name = inode->name();
     const Result<FoundFile> found = co_await find(folder, name);
+    // Whatever the answer says, it may have been moved meanwhile, or a move may be under way that the server has made
+    // already. The next round waits for that and looks at the new place.
+    if (isFrozen(*inode) || inode->parent() != folder || inode->name() != name)
+        co_return 0;
     if (found.error != 0)
         co_return found.error == ENOENT ? ESTALE : found.error;
     if (found.value.attributes.type != inode->type())
         co_return ESTALE;
-    // It may have been moved while the answer was on its way; then the next round looks at the new place.
-    if (inode->parent() == folder && inode->name() == name)
-        inode->handle = found.value.handle;
+    inode->handle = found.value.handle;
     co_return 0;
 }
 

@@ -62,6 +62,12 @@ TcpRelay::~TcpRelay() {
 void TcpRelay::accept() {
     Pair pair;
     pair.client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    ++m_connections;
+    if (m_refusals > 0) {
+        --m_refusals;
+        ::close(pair.client);
+        return;
+    }
     pair.server = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = loopback(m_target);
     const int on = 1;
@@ -71,7 +77,6 @@ void TcpRelay::accept() {
         close(pair);
     else
         m_pairs.push_back(pair);
-    ++m_connections;
 }
 
 void TcpRelay::close(Pair &pair) {

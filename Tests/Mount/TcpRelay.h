@@ -35,6 +35,8 @@ public:
     quint16 port() const { return m_port; }
     // Closes every connection that there is.
     void dropAll() { ++m_drops; }
+    // Closes the next `count` connections as soon as they come.
+    void refuseNext(int count) { m_refusals = count; }
     // Lets `count` answers of the server pass, then closes the connection instead of passing the next one on: the
     // server has done what the client will ask for again.
     void swallowAnswerAfter(int count) { m_answersLeft = count; }
@@ -68,6 +70,7 @@ private:
     std::atomic<bool> m_end{false};
     std::atomic<int> m_answersLeft{-1};
     std::atomic<int> m_drops{0};
+    std::atomic<int> m_refusals{0};
     std::atomic<int> m_answers{0};
     std::atomic<int> m_connections{0};
     std::thread m_thread;

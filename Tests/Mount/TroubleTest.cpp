@@ -44,6 +44,7 @@ private Q_SLOTS:
     void commitsWhatWasWritten();
     void growsOnceForManyGaps();
     void asksForTheEndAfterAFailedWrite();
+    void findsAFileThatMovesWhileItIsLookedFor();
     void clearsUpAfterACrash();
     void trashesFilesByTheirOwnNames_data();
     void trashesFilesByTheirOwnNames();
@@ -155,6 +156,7 @@ void TroubleTest::takesLostConnectionsUpAgain() {
         if (relay.answers() < answers + 25)
             continue;
         answers = relay.answers();
+        relay.refuseNext(2);
         relay.dropAll();
     }
     QCOMPARE(work.readAll(), QByteArray("copy\n"));
@@ -389,6 +391,40 @@ void TroubleTest::asksForTheEndAfterAFailedWrite() {
     QCOMPARE(outcome(::close(file)), 0);
     QCOMPARE(changes, 1);
     QCOMPARE(contentOf(name), QByteArray("kept\0\0\0\0more", 12));
+}
+
+void TroubleTest::findsAFileThatMovesWhileItIsLookedFor() {
+    constexpr quint32 lookup = 3;
+    constexpr quint32 rename = 14;
+    std::atomic<bool> holds = false;
+    std::atomic<int> held = 0;
+    std::atomic<int> renamed = 0;
+    MountedEngine drive;
+    QVERIFY(drive.startEngine());
+    TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
+        renamed += call.procedure == rename ? 1 : 0;
+        if (!holds || call.procedure != lookup || !call.bytes.contains("moved"))
+            return {};
+        ++held;
+        return {TcpRelay::Verdict::hold};
+    });
+    QCOMPARE(drive.mountAt(drive.mountPoint(), relay.port()), 0);
+    const QString name = drive.mountPoint() + u"/file"_s;
+    const QString moved = drive.mountPoint() + u"/moved"_s;
+    const int file = ::open(path(name).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    QVERIFY(file >= 0);
+    // A move makes the handle of the open file stale; the next write looks for it by its new name.
+    QVERIFY(QFile::rename(name, moved));
+    holds = true;
+    QCOMPARE(::write(file, "content", 7), 7);
+    QVERIFY(MountedEngine::waitFor([&] { return held > 0; }));
+    QCOMPARE(::unlink(path(moved).constData()), 0);
+    QCOMPARE(renamed, 2);
+    holds = false;
+    QCOMPARE(outcome(::fsync(file)), 0);
+    char bytes[8] = {};
+    QCOMPARE(::pread(file, bytes, sizeof bytes, 0), 7);
+    QCOMPARE(outcome(::close(file)), 0);
 }
 
 void TroubleTest::clearsUpAfterACrash() {
