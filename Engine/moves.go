@@ -125,7 +125,7 @@ func (m *moves) rename(from, to string) error {
 		if err := m.renameFile(source, target, from, to); err != nil {
 			return err
 		}
-		m.files.ownNames.moved(from, to)
+		m.files.trashNames.moved(from, to)
 		return nil
 	default:
 		return m.renameFolder(from, to)
@@ -301,14 +301,14 @@ func (m *moves) remove(name string) error {
 	}
 	unknown := objectOf(file) == nil
 	remove := func() error { return drive.Remove(name) }
-	if err := m.files.ownNames.whileTrashed(name, objectOf(file), remove); err != nil {
+	if err := m.files.trashNames.whileTrashed(name, objectOf(file), remove); err != nil {
 		aside.put(cached, objectOf(file))
 		return err
 	}
 	aside.drop()
 	suspected := unknown && seen
 	if !suspected {
-		m.files.ownNames.forget(name)
+		m.files.trashNames.forget(name)
 	}
 	m.note(name, false, suspected)
 	m.release(name)

@@ -44,9 +44,9 @@ type openFiles struct {
 	moves   uint64   // how many moves and removals have ended
 	// behind has the paths of files whose object the drive does not know, although Google may have one there: of a file
 	// that was moved over, or of an upload that was ended before its answer came. The file's upload updates it.
-	behind   map[string]bool
-	suspects suspects
-	ownNames ownNames
+	behind     map[string]bool
+	suspects   suspects
+	trashNames trashNames
 }
 
 // openFile is a file that is open or has an error to tell. openFiles.mu protects it.
@@ -80,7 +80,7 @@ type sharedReader struct {
 func newOpenFiles(drive *vfs.VFS) (*openFiles, error) {
 	cache, err := cacheOf(drive)
 	f := &openFiles{drive: drive, cache: cache, files: map[string]*openFile{}, behind: map[string]bool{},
-		ownNames: ownNames{byPath: map[string]string{}}}
+		trashNames: trashNames{byPath: map[string]string{}}}
 	f.changed.L = &f.mu
 	f.suspects.init(f)
 	return f, err

@@ -151,11 +151,11 @@ func (s *suspects) removeObject(ctx context.Context, path string, since time.Tim
 		return nil
 	}
 	remove := func() error { return object.Remove(ctx) }
-	err = s.files.ownNames.whileTrashed(path, object, remove)
+	err = s.files.trashNames.whileTrashed(path, object, remove)
 	if err != nil && !errors.Is(err, fs.ErrorObjectNotFound) {
 		return err
 	}
-	s.files.ownNames.forget(path)
+	s.files.trashNames.forget(path)
 	// A listing may have shown it.
 	if node, err := drive.Stat(path); err == nil {
 		if file, isFile := node.(*vfs.File); isFile {

@@ -233,7 +233,7 @@ Task<int> FileContent::accepted(std::uint64_t sequence, bool fromPageCache) {
 
 void FileContent::pump() {
     while (m_turns.mayWrite()) {
-        WriteBehind::Chunk *chunk = m_pending.nextToSend();
+        PendingWrites::Chunk *chunk = m_pending.nextToSend();
         if (!chunk)
             return;
         const bool afterGap = chunk->offset > m_reach;
@@ -263,7 +263,7 @@ Task<int> FileContent::fillGap(std::uint64_t end) {
     co_return grown.error;
 }
 
-Task<void> FileContent::send(WriteBehind::Chunk *chunk, bool afterGap) {
+Task<void> FileContent::send(PendingWrites::Chunk *chunk, bool afterGap) {
     const InodePtr inode = m_inode.shared_from_this();
     std::size_t done = 0;
     int error = 0;

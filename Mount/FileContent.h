@@ -4,8 +4,8 @@
 #include "Mount/Handles.h"
 #include "Mount/OpenFile.h"
 #include "Mount/PendingWork.h"
+#include "Mount/PendingWrites.h"
 #include "Mount/Turns.h"
-#include "Mount/WriteBehind.h"
 
 #include <set>
 
@@ -90,7 +90,7 @@ private:
     Task<Result<Change>> sendChange(AttributeChange change);
     Task<int> fillGap(std::uint64_t end);
     void pump();
-    Task<void> send(WriteBehind::Chunk *chunk, bool afterGap);
+    Task<void> send(PendingWrites::Chunk *chunk, bool afterGap);
     void changed();
     void noteChange(const Change &change);
     void noteError(int error);
@@ -100,7 +100,7 @@ private:
     Handles &m_handles;
     NfsClient &m_client;
     PendingWork &m_work;
-    WriteBehind m_pending;
+    PendingWrites m_pending;
     Turns m_turns;
     Gate m_settled;                     // opens when pending bytes were confirmed or given up, and when a turn ends
     Version m_pages;                    // the version that the kernel's page cache holds

@@ -19,14 +19,6 @@ using namespace std::chrono_literals;
 
 Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
-namespace {
-
-Clock::Duration restartDelay(qint64 attempt) {
-    return std::min<Clock::Duration>(std::chrono::seconds(1LL << attempt), 30s);
-}
-
-} // namespace
-
 void DriveEngine::launch() {
     if (m_process || m_hasShutDown)
         return;
@@ -91,7 +83,7 @@ void DriveEngine::engineExited(quint64 run) {
 void DriveEngine::restartOrFail(Event event, ErrorMapper::Kind kind) {
     if (handle(event, kind) != State(State::starting))
         return;
-    const Clock::Duration delay = restartDelay(++m_restartAttempts);
+    const Clock::Duration delay = DriveTransition::restartDelay(++m_restartAttempts);
     qCInfo(engineLog, "restarting in %lld s (attempt %lld)",
            static_cast<long long>(std::chrono::duration_cast<std::chrono::seconds>(delay).count()),
            static_cast<long long>(m_restartAttempts));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/DriveTransition.h"
 
+#include <algorithm>
+
 namespace quillmount {
 
 namespace {
@@ -139,6 +141,10 @@ std::optional<DriveState> DriveTransition::next(DriveState from, Event event, co
         if ((row.from & in(from.which())) != 0 && row.event == event && row.guard(circumstances))
             return row.to(circumstances);
     return std::nullopt;
+}
+
+std::chrono::seconds DriveTransition::restartDelay(qint64 attempt) {
+    return std::min(std::chrono::seconds(1LL << attempt), std::chrono::seconds(30));
 }
 
 } // namespace quillmount

@@ -5,6 +5,7 @@
 
 #include <QObject>
 
+#include <chrono>
 #include <optional>
 
 namespace quillmount {
@@ -55,6 +56,9 @@ public:
     // The state that `event` leads to; absent when it leaves the state as it is.
     [[nodiscard]] static std::optional<DriveState> next(DriveState from, Event event,
                                                         const Circumstances &circumstances);
+
+    // The pause before an automatic restart, by its number: 2, 4, 8, 16, 30 seconds.
+    [[nodiscard]] static std::chrono::seconds restartDelay(qint64 attempt);
 };
 
 } // namespace quillmount

@@ -65,11 +65,12 @@ private:
 QByteArrayList RunScriptTest::programs(const TestHome &home) {
     QByteArrayList names;
     const QList<ProcessInfo> processes = home.processes();
-    for (const ProcessInfo &process : processes)
+    for (const ProcessInfo &process : processes) {
         for (const QByteArray &name :
              {"google-stand-in"_ba, "quillmount"_ba, "QuillmountEngine"_ba, "quillmount-mount"_ba})
             if (process.program() == name)
                 names.append(name);
+    }
     std::ranges::sort(names);
     return names;
 }

@@ -3,10 +3,10 @@
 #include "Mount/InodeTable.h"
 #include "Mount/KnownListing.h"
 #include "Mount/LaneSlots.h"
+#include "Mount/PendingWrites.h"
 #include "Mount/ReadAhead.h"
 #include "Mount/ReadAheadBudget.h"
 #include "Mount/Turns.h"
-#include "Mount/WriteBehind.h"
 
 #include <QTest>
 
@@ -81,9 +81,9 @@ void MountStateTest::writesWhatWasWritten() {
     std::mt19937 random(4711);
     const auto pick = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
     for (int round = 0; round < 50; ++round) {
-        WriteBehind pending;
+        PendingWrites pending;
         std::string expected, server;
-        std::vector<WriteBehind::Chunk *> flying;
+        std::vector<PendingWrites::Chunk *> flying;
         const auto apply = [](std::string &file, std::uint64_t offset, const char *data, std::size_t size) {
             if (file.size() < offset + size)
                 file.resize(offset + size, '\0');
@@ -102,15 +102,15 @@ void MountStateTest::writesWhatWasWritten() {
             pending.accept(offset, text.data(), text.size());
             if (pick(4) == 0)
                 pending.seal();
-            while (WriteBehind::Chunk *chunk = pending.nextToSend())
+            while (PendingWrites::Chunk *chunk = pending.nextToSend())
                 flying.push_back(chunk);
-            QVERIFY(flying.size() <= WriteBehind::maxInFlight);
+            QVERIFY(flying.size() <= PendingWrites::maxInFlight);
             if (!flying.empty() && pick(3) == 0)
                 confirm();
         }
         pending.seal();
         while (!pending.isEmpty()) {
-            while (WriteBehind::Chunk *chunk = pending.nextToSend())
+            while (PendingWrites::Chunk *chunk = pending.nextToSend())
                 flying.push_back(chunk);
             QVERIFY(!flying.empty());
             confirm();

@@ -181,7 +181,7 @@ bool KeyringWorld::addItem(const Attributes &attributes, const QByteArray &data)
 QList<KeyringWorld::Attributes> KeyringWorld::items(const Attributes &attributes) const {
     QList<Attributes> found;
     const QVariantList paths = call(rootPath, serviceInterface, u"SearchItems"_s, {QVariant::fromValue(attributes)});
-    for (const QVariant &list : paths)
+    for (const QVariant &list : paths) {
         for (const QDBusObjectPath &path : qdbus_cast<QList<QDBusObjectPath>>(list)) {
             const auto property = [&](const QString &name) {
                 const QVariantList value = call(path.path(), u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
@@ -192,6 +192,7 @@ QList<KeyringWorld::Attributes> KeyringWorld::items(const Attributes &attributes
             item.insert(u"label"_s, property(u"Label"_s).toString());
             found.append(item);
         }
+    }
     return found;
 }
 

@@ -156,7 +156,7 @@ void SecretServiceTest::doesNotMakeACollection() {
 void SecretServiceTest::servesManyThreads() {
     const int before = m_world->connections();
     std::vector<std::future<bool>> threads;
-    for (int number = 0; number < 6; ++number)
+    for (int number = 0; number < 6; ++number) {
         threads.push_back(std::async(std::launch::async, [number] {
             const QString account = u"account %1"_s.arg(number);
             bool right = true;
@@ -167,6 +167,7 @@ void SecretServiceTest::servesManyThreads() {
             }
             return right;
         }));
+    }
     for (auto &thread : threads)
         QVERIFY(thread.get());
     // No call leaves a connection behind, and with it a session.

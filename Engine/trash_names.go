@@ -20,15 +20,15 @@ import (
 // (Mount/SillyName).
 var hiddenName = regexp.MustCompile(`^\.nfs-quillmount-[0-9a-f]{16}-[0-9a-f]{16}$`)
 
-// ownNames has the names that hidden files had before, by their paths. The user looks for a deleted file in Google's
+// trashNames has the names that hidden files had before, by their paths. The user looks for a deleted file in Google's
 // trash by that name, so the call that puts it there gives it back.
-type ownNames struct {
+type trashNames struct {
 	mu     sync.Mutex
 	byPath map[string]string
 }
 
 // moved takes note of a file that was moved.
-func (o *ownNames) moved(from, to string) {
+func (o *trashNames) moved(from, to string) {
 	o.mu.Lock()
 	defer o.mu.Unlock()
 	own, wasHidden := o.byPath[from]
@@ -42,14 +42,14 @@ func (o *ownNames) moved(from, to string) {
 }
 
 // forget takes note of a file that is gone.
-func (o *ownNames) forget(path string) {
+func (o *trashNames) forget(path string) {
 	o.mu.Lock()
 	defer o.mu.Unlock()
 	delete(o.byPath, path)
 }
 
 // whileTrashed calls remove, which puts the object of the file at a path into the trash. The object may be nil.
-func (o *ownNames) whileTrashed(path string, object fs.Object, remove func() error) error {
+func (o *trashNames) whileTrashed(path string, object fs.Object, remove func() error) error {
 	o.mu.Lock()
 	own := o.byPath[path]
 	o.mu.Unlock()

@@ -11,7 +11,7 @@ namespace quillmount::mount {
 // The bytes of one file that a program has written and the server has not confirmed yet, in the order of writing.
 // Neighbouring writes grow together while an earlier one is on its way, so that many small ones become a few large
 // ones without any of them being held back by a clock.
-class WriteBehind {
+class PendingWrites {
 public:
     static constexpr std::size_t maxChunk = std::size_t{1} << 20;
     static constexpr int maxInFlight = 4;

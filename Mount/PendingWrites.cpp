@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "Mount/WriteBehind.h"
+#include "Mount/PendingWrites.h"
 
 #include <algorithm>
 
 namespace quillmount::mount {
 
-bool WriteBehind::mergeIntoLast(std::uint64_t offset, const char *bytes, std::size_t count) {
+bool PendingWrites::mergeIntoLast(std::uint64_t offset, const char *bytes, std::size_t count) {
     if (m_chunks.empty())
         return false;
     Chunk &last = m_chunks.back();
@@ -22,7 +22,7 @@ bool WriteBehind::mergeIntoLast(std::uint64_t offset, const char *bytes, std::si
     return true;
 }
 
-std::uint64_t WriteBehind::accept(std::uint64_t offset, const char *bytes, std::size_t count) {
+std::uint64_t PendingWrites::accept(std::uint64_t offset, const char *bytes, std::size_t count) {
     if (mergeIntoLast(offset, bytes, count))
         return m_lastSequence;
     Buffer block(count);
@@ -30,7 +30,7 @@ std::uint64_t WriteBehind::accept(std::uint64_t offset, const char *bytes, std::
     return accept(offset, std::move(block));
 }
 
-std::uint64_t WriteBehind::accept(std::uint64_t offset, Buffer block) {
+std::uint64_t PendingWrites::accept(std::uint64_t offset, Buffer block) {
     if (mergeIntoLast(offset, block.data(), block.size()))
         return m_lastSequence;
     m_bytes += block.size();
@@ -42,14 +42,14 @@ std::uint64_t WriteBehind::accept(std::uint64_t offset, Buffer block) {
     return m_lastSequence;
 }
 
-bool WriteBehind::overlapsFlying(const Chunk &chunk) const {
+bool PendingWrites::overlapsFlying(const Chunk &chunk) const {
     // Chunks are sent in their order, so those on their way come first.
     const auto sentEnd = std::find_if(m_chunks.begin(), m_chunks.end(), [](const Chunk &other) { return !other.sent; });
     return std::any_of(m_chunks.begin(), sentEnd,
                        [&](const Chunk &other) { return other.offset < chunk.end() && chunk.offset < other.end(); });
 }
 
-WriteBehind::Chunk *WriteBehind::nextToSend() {
+PendingWrites::Chunk *PendingWrites::nextToSend() {
     if (m_inFlight >= maxInFlight)
         return nullptr;
     const auto next = std::find_if(m_chunks.begin(), m_chunks.end(), [](const Chunk &chunk) { return !chunk.sent; });
@@ -63,7 +63,7 @@ WriteBehind::Chunk *WriteBehind::nextToSend() {
     return &*next;
 }
 
-void WriteBehind::finish(const Chunk *chunk) {
+void PendingWrites::finish(const Chunk *chunk) {
     const auto found =
         std::find_if(m_chunks.begin(), m_chunks.end(), [&](const Chunk &candidate) { return &candidate == chunk; });
     m_bytes -= found->bytes.size();
@@ -71,20 +71,20 @@ void WriteBehind::finish(const Chunk *chunk) {
     m_chunks.erase(found);
 }
 
-std::uint64_t WriteBehind::seal() {
+std::uint64_t PendingWrites::seal() {
     if (!m_chunks.empty())
         m_chunks.back().sealed = true;
     return m_lastSequence;
 }
 
-std::uint64_t WriteBehind::end() const {
+std::uint64_t PendingWrites::end() const {
     std::uint64_t last = 0;
     for (const Chunk &chunk : m_chunks)
         last = std::max(last, chunk.end());
     return last;
 }
 
-std::uint64_t WriteBehind::lastOffset() const {
+std::uint64_t PendingWrites::lastOffset() const {
     std::uint64_t last = 0;
     for (const Chunk &chunk : m_chunks)
         last = std::max(last, chunk.offset);
