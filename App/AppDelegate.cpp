@@ -77,8 +77,10 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::function<bool()> &mayAsk) {
-    if (m_isAsking)
+    if (m_isAsking) {
+        Platform::current().alerts->raise();
         return TerminateReply::cancel;
+    }
     const qint64 pending = m_engine.stats().pendingUploads();
     if (pending > 0 && (!mayAsk || mayAsk())) {
         constexpr int keepRunning = 0;

@@ -15,8 +15,12 @@ public:
     // and what closing the alert means). Blocks.
     [[nodiscard]] virtual int ask(const QString &message, const QString &informative, const QStringList &buttons) = 0;
 
-    // Tells the user something without waiting for an answer. Plain text.
-    virtual void notify(const QString &title, const QString &text) = 0;
+    // Brings the question that stands, if there is one, to the front again.
+    virtual void raise() = 0;
+
+    // Tells the user something without waiting for an answer. Plain text. `kind` names what it is about: a later notice
+    // of the same kind takes its place. One without a kind stays.
+    virtual void notify(const QString &title, const QString &text, const QString &kind = {}) = 0;
 };
 
 } // namespace quillmount

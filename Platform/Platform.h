@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Platform/Activation.h"
 #include "Platform/Alerts.h"
 #include "Platform/Bundle.h"
 #include "Platform/Clock.h"
 #include "Platform/Directories.h"
 #include "Platform/LocalPeers.h"
 #include "Platform/LoginItems.h"
+#include "Platform/MenuBarExtra.h"
 #include "Platform/MountTable.h"
 #include "Platform/NetworkPath.h"
 #include "Platform/Pasteboard.h"
 #include "Platform/SecretStore.h"
+#include "Platform/SessionInhibitor.h"
 #include "Platform/SingleInstance.h"
 #include "Platform/SystemCommands.h"
 #include "Platform/TerminationSignals.h"
@@ -38,6 +41,9 @@ struct Platform {
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Pasteboard> pasteboard;
     std::unique_ptr<TerminationSignals> terminationSignals;
+    std::unique_ptr<SessionInhibitor> sessionInhibitor;
+    std::unique_ptr<MenuBarExtra> menuBarExtra;
+    std::unique_ptr<Activation> activation;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
     [[nodiscard]] static Platform &current();

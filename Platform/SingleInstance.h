@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include <QByteArray>
+#include <QObject>
+
 namespace quillmount {
 
-// Keeps a second start for the same home from disturbing the first.
-class SingleInstance {
+// Keeps a second start for the same home from disturbing the first, and tells the first of it.
+class SingleInstance : public QObject {
+    Q_OBJECT
+
 public:
-    virtual ~SingleInstance() = default;
+    using QObject::QObject;
 
     enum class Outcome {
         acquired,    // this process is the one instance from now until it ends, however it ends
@@ -15,6 +20,15 @@ public:
 
     // Throws PlatformError when nobody can tell.
     [[nodiscard]] virtual Outcome acquire() = 0;
+
+    // After `heldByOther`: tells the one instance that the user has started the application again. Returns within two
+    // seconds; false (the reason is logged) when it did not take note.
+    virtual bool tellOther(bool inBackground, const QByteArray &activationToken) = 0;
+
+Q_SIGNALS:
+    // To the one instance: another start of this user has told it so. `inBackground`: nothing is to be shown. The token,
+    // for `Activation`, may be empty.
+    void startedAgain(bool inBackground, const QByteArray &activationToken);
 };
 
 } // namespace quillmount

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include <QString>
 #include <QUrl>
 
 #include <functional>
@@ -17,6 +18,13 @@ public:
     // as the program runs, and owns what it uses. That it is not called does not say that a page has appeared. The
     // address is not logged: it can hold secrets.
     virtual void openURL(const QUrl &url, std::function<void()> failed) = 0;
+
+    // Opens a folder in the user's file manager. `failed` as above.
+    virtual void openFolder(const QString &path, std::function<void()> failed) = 0;
+
+    // Shows a file in the user's file manager, selected where that can be done; else opens its folder. A failure is
+    // logged.
+    virtual void reveal(const QString &path) = 0;
 };
 
 } // namespace quillmount

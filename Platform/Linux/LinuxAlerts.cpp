@@ -37,14 +37,19 @@ void whenFinished(const QDBusPendingCall &call, Then then) {
     });
 }
 
-void send(const QString &title, const QString &text, bool bodyIsMarkup) {
+// `shown`: called with the desktop's number of the notice. `replaces`: that of another one, or 0.
+void send(const QString &title, const QString &text, bool bodyIsMarkup, uint replaces,
+          const std::function<void(uint)> &shown) {
     QDBusMessage message = notificationsCall(u"Notify"_s);
-    message << u"Quillmount"_s << uint(0) << u"com.orvane.quillmount"_s << title
+    message << u"Quillmount"_s << replaces << u"com.orvane.quillmount"_s << title
             << (bodyIsMarkup ? text.toHtmlEscaped() : text) << QStringList()
             << QVariantMap{{u"desktop-entry"_s, u"com.orvane.quillmount"_s}} << -1;
-    whenFinished(QDBusConnection::sessionBus().asyncCall(message), [title, text](const QDBusPendingCall &call) {
-        if (call.isError())
+    whenFinished(QDBusConnection::sessionBus().asyncCall(message), [title, text, shown](const QDBusPendingCall &call) {
+        const QDBusPendingReply<uint> number = call;
+        if (number.isError())
             logNotice(title, text);
+        else
+            shown(number.value());
     });
 }
 
@@ -71,22 +76,33 @@ int LinuxAlerts::ask(const QString &message, const QString &informative, const Q
         }
         added.append(button);
     }
+    m_question = &box;
     box.show();
-    box.raise();
-    box.activateWindow();
+    raise();
     box.exec();
     return int(std::max(added.indexOf(box.clickedButton()), qsizetype(0)));
 }
 
-void LinuxAlerts::notify(const QString &title, const QString &text) {
+void LinuxAlerts::raise() {
+    if (!m_question)
+        return;
+    m_question->raise();
+    m_question->activateWindow();
+}
+
+void LinuxAlerts::notify(const QString &title, const QString &text, const QString &kind) {
     if (!SessionBus::isThere()) {
         logNotice(title, text);
         return;
     }
     const auto call = QDBusConnection::sessionBus().asyncCall(notificationsCall(u"GetCapabilities"_s));
-    whenFinished(call, [title, text](const QDBusPendingCall &finished) {
+    whenFinished(call, [title, text, kind, numbers = m_shown](const QDBusPendingCall &finished) {
         const QDBusPendingReply<QStringList> capabilities = finished;
-        send(title, text, !capabilities.isError() && capabilities.value().contains("body-markup"_L1));
+        const bool bodyIsMarkup = !capabilities.isError() && capabilities.value().contains("body-markup"_L1);
+        send(title, text, bodyIsMarkup, numbers->value(kind), [kind, numbers](uint number) {
+            if (!kind.isEmpty())
+                numbers->insert(kind, number);
+        });
     });
 }
 

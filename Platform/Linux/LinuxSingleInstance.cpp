@@ -58,4 +58,8 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
     return Outcome::acquired;
 }
 
+bool LinuxSingleInstance::tellOther(bool, const QByteArray &) {
+    return false;
+}
+
 } // namespace quillmount

@@ -10,6 +10,8 @@ namespace quillmount {
 // A lock that the kernel holds for this process alone: neither a program that it starts nor its own end by any signal
 // leaves it behind. The file holds the number of the process, for whoever looks.
 class LinuxSingleInstance final : public SingleInstance {
+    Q_OBJECT
+
 public:
     explicit LinuxSingleInstance(const QString &file);
     ~LinuxSingleInstance() override;
@@ -17,6 +19,7 @@ public:
 
     // Throws when the lock file cannot be made or written: two instances on one cache would do worse than none.
     [[nodiscard]] Outcome acquire() override;
+    bool tellOther(bool inBackground, const QByteArray &activationToken) override;
 
 private:
     [[noreturn]] void fail(const char *what) const;

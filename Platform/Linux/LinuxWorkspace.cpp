@@ -6,7 +6,11 @@
 #include "Platform/Linux/SessionBus.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDeadlineTimer>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 
@@ -65,6 +69,35 @@ void LinuxWorkspace::openURL(const QUrl &url, std::function<void()> failed) {
         },
         Qt::QueuedConnection);
     opener->start();
+}
+
+void LinuxWorkspace::openFolder(const QString &path, std::function<void()> failed) {
+    openURL(QUrl::fromLocalFile(path), std::move(failed));
+}
+
+void LinuxWorkspace::reveal(const QString &path) {
+    const auto openParent = [path] {
+        // The one who opens has logged its failure.
+        LinuxWorkspace().openFolder(QFileInfo(path).path(), [] {});
+    };
+    if (!SessionBus::isThere()) {
+        openParent();
+        return;
+    }
+    const QString service = u"org.freedesktop.FileManager1"_s;
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(service, u"/org/freedesktop/FileManager1"_s, service, u"ShowItems"_s);
+    message << QStringList(QString::fromLatin1(QUrl::fromLocalFile(path).toEncoded())) << QString();
+    auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, openParent] {
+        watcher->deleteLater();
+        if (!watcher->isError())
+            return;
+        qCWarning(platformLog).noquote() << "the file manager cannot show a file:" << watcher->error().message();
+        // One that starts slowly may still show it.
+        if (watcher->error().type() != QDBusError::NoReply && watcher->error().type() != QDBusError::TimedOut)
+            openParent();
+    });
 }
 
 } // namespace quillmount

@@ -10,6 +10,8 @@ namespace quillmount {
 class LinuxWorkspace final : public Workspace {
 public:
     void openURL(const QUrl &url, std::function<void()> failed) override;
+    void openFolder(const QString &path, std::function<void()> failed) override;
+    void reveal(const QString &path) override;
 };
 
 } // namespace quillmount

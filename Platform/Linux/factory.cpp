@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/CoreFiles.h"
+#include "Platform/Linux/LinuxActivation.h"
 #include "Platform/Linux/LinuxAlerts.h"
 #include "Platform/Linux/LinuxBundle.h"
 #include "Platform/Linux/LinuxDirectories.h"
 #include "Platform/Linux/LinuxLocalPeers.h"
 #include "Platform/Linux/LinuxLoginItems.h"
+#include "Platform/Linux/LinuxMenuBarExtra.h"
 #include "Platform/Linux/LinuxMountTable.h"
 #include "Platform/Linux/LinuxNetworkPath.h"
 #include "Platform/Linux/LinuxPasteboard.h"
 #include "Platform/Linux/LinuxSecretStore.h"
+#include "Platform/Linux/LinuxSessionInhibitor.h"
 #include "Platform/Linux/LinuxSingleInstance.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Linux/LinuxTerminationSignals.h"
@@ -27,6 +30,7 @@ using namespace Qt::StringLiterals;
 void preparePlatform() {
     disableCoreFiles();
     SessionBus::startNone();
+    LinuxActivation::keepStartToken();
 }
 
 std::unique_ptr<Platform> makePlatform() {
@@ -50,6 +54,9 @@ std::unique_ptr<Platform> makePlatform() {
     platform->workspace = std::make_unique<LinuxWorkspace>();
     platform->pasteboard = std::make_unique<LinuxPasteboard>();
     platform->terminationSignals = std::make_unique<LinuxTerminationSignals>();
+    platform->sessionInhibitor = std::make_unique<LinuxSessionInhibitor>();
+    platform->menuBarExtra = std::make_unique<LinuxMenuBarExtra>(*platform->clock);
+    platform->activation = std::make_unique<LinuxActivation>();
     platform->directories = std::move(directories);
     return platform;
 }

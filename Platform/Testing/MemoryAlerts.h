@@ -18,24 +18,31 @@ public:
     struct Notice {
         QString title;
         QString text;
+        QString kind;
     };
 
     [[nodiscard]] int ask(const QString &message, const QString &informative, const QStringList &buttons) override {
         m_questions.append({message, informative, buttons});
         return m_answers.isEmpty() ? 0 : m_answers.takeFirst();
     }
-    void notify(const QString &title, const QString &text) override { m_notices.append({title, text}); }
+    void raise() override { ++m_raised; }
+    void notify(const QString &title, const QString &text, const QString &kind = {}) override {
+        m_notices.append({title, text, kind});
+    }
 
     // The button for the next question that has none yet. Without one a question is answered by its default button.
     void answerNext(int button) { m_answers.append(button); }
 
     [[nodiscard]] const QList<Question> &questions() const { return m_questions; }
     [[nodiscard]] const QList<Notice> &notices() const { return m_notices; }
+    // How often `raise` was called.
+    [[nodiscard]] int raised() const { return m_raised; }
 
 private:
     QList<int> m_answers;
     QList<Question> m_questions;
     QList<Notice> m_notices;
+    int m_raised = 0;
 };
 
 } // namespace quillmount

@@ -5,10 +5,11 @@
 
 namespace quillmount {
 
-// Always the one instance.
+// Always the one instance. A test sends `startedAgain` itself.
 class MemorySingleInstance final : public SingleInstance {
 public:
     [[nodiscard]] Outcome acquire() override { return Outcome::acquired; }
+    bool tellOther(bool, const QByteArray &) override { return false; }
 };
 
 } // namespace quillmount

@@ -4,6 +4,7 @@
 #include "Platform/Workspace.h"
 
 #include <QList>
+#include <QStringList>
 
 namespace quillmount {
 
@@ -15,12 +16,20 @@ public:
         m_failed.append(std::move(failed));
     }
 
+    void openFolder(const QString &path, std::function<void()> failed) override {
+        openURL(QUrl::fromLocalFile(path), std::move(failed));
+    }
+    void reveal(const QString &path) override { m_revealed.append(path); }
+
+    // Addresses and folders.
     [[nodiscard]] const QList<QUrl> &opened() const { return m_opened; }
+    [[nodiscard]] const QStringList &revealed() const { return m_revealed; }
     // Tells that what was opened as number `index` did not open.
     void fail(qsizetype index) const { m_failed[index](); }
 
 private:
     QList<QUrl> m_opened;
+    QStringList m_revealed;
     QList<std::function<void()>> m_failed;
 };
 

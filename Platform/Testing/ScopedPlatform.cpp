@@ -22,6 +22,9 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->workspace = std::make_unique<MemoryWorkspace>();
     platform->pasteboard = std::make_unique<MemoryPasteboard>();
     platform->terminationSignals = std::make_unique<MemoryTerminationSignals>();
+    platform->sessionInhibitor = std::make_unique<MemorySessionInhibitor>();
+    platform->menuBarExtra = std::make_unique<MemoryMenuBarExtra>();
+    platform->activation = std::make_unique<MemoryActivation>();
     return platform;
 }
 
@@ -103,6 +106,18 @@ MemoryPasteboard &ScopedPlatform::pasteboard() const {
 
 MemoryTerminationSignals &ScopedPlatform::terminationSignals() const {
     return as<MemoryTerminationSignals>(Platform::current().terminationSignals);
+}
+
+MemorySessionInhibitor &ScopedPlatform::sessionInhibitor() const {
+    return as<MemorySessionInhibitor>(Platform::current().sessionInhibitor);
+}
+
+MemoryMenuBarExtra &ScopedPlatform::menuBarExtra() const {
+    return as<MemoryMenuBarExtra>(Platform::current().menuBarExtra);
+}
+
+MemoryActivation &ScopedPlatform::activation() const {
+    return as<MemoryActivation>(Platform::current().activation);
 }
 
 } // namespace quillmount

@@ -3,15 +3,18 @@
 
 #include "Platform/Platform.h"
 #include "Platform/Testing/ManualClock.h"
+#include "Platform/Testing/MemoryActivation.h"
 #include "Platform/Testing/MemoryAlerts.h"
 #include "Platform/Testing/MemoryBundle.h"
 #include "Platform/Testing/MemoryDirectories.h"
 #include "Platform/Testing/MemoryLocalPeers.h"
 #include "Platform/Testing/MemoryLoginItems.h"
+#include "Platform/Testing/MemoryMenuBarExtra.h"
 #include "Platform/Testing/MemoryMountTable.h"
 #include "Platform/Testing/MemoryNetworkPath.h"
 #include "Platform/Testing/MemoryPasteboard.h"
 #include "Platform/Testing/MemorySecretStore.h"
+#include "Platform/Testing/MemorySessionInhibitor.h"
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
 #include "Platform/Testing/MemoryUserDefaults.h"
@@ -46,6 +49,9 @@ public:
     [[nodiscard]] MemoryWorkspace &workspace() const;
     [[nodiscard]] MemoryPasteboard &pasteboard() const;
     [[nodiscard]] MemoryTerminationSignals &terminationSignals() const;
+    [[nodiscard]] MemorySessionInhibitor &sessionInhibitor() const;
+    [[nodiscard]] MemoryMenuBarExtra &menuBarExtra() const;
+    [[nodiscard]] MemoryActivation &activation() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
     void useSystemClock();

@@ -1,0 +1,2 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Platform/Linux/LinuxMenuBarExtra.h"
