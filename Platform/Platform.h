@@ -3,6 +3,7 @@
 
 #include "Platform/Activation.h"
 #include "Platform/Alerts.h"
+#include "Platform/Appearance.h"
 #include "Platform/Bundle.h"
 #include "Platform/Clock.h"
 #include "Platform/Directories.h"
@@ -44,6 +45,7 @@ struct Platform {
     std::unique_ptr<SessionInhibitor> sessionInhibitor;
     std::unique_ptr<MenuBarExtra> menuBarExtra;
     std::unique_ptr<Activation> activation;
+    std::unique_ptr<Appearance> appearance;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
     [[nodiscard]] static Platform &current();

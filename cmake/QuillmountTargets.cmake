@@ -23,6 +23,34 @@ function(quillmount_library name)
     target_link_libraries(${name} PUBLIC ${arg_LINK})
 endfunction()
 
+# quillmount_qml_module(name URI Quillmount.Name SOURCES a.cpp b.h QML A.qml LINK … [RESOURCES …] [DEPENDENCIES Module …])
+# A static library whose QML module is there for every program that links it. DEPENDENCIES are the modules of this project
+# whose types its own use.
+function(quillmount_qml_module name)
+    cmake_parse_arguments(arg "" "URI" "SOURCES;QML;RESOURCES;LINK;DEPENDENCIES" ${ARGN})
+    string(REPLACE "." "/" path ${arg_URI})
+    string(REPLACE "." "_" symbol ${arg_URI})
+    qt_add_qml_module(${name} STATIC NO_PLUGIN
+        URI ${arg_URI} VERSION 1.0
+        RESOURCE_PREFIX /qt-project.org/imports
+        OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/qml/${path}
+        IMPORT_PATH ${PROJECT_BINARY_DIR}/qml
+        DEPENDENCIES QtQuick QtQuick.Templates ${arg_DEPENDENCIES}
+        SOURCES ${arg_SOURCES} QML_FILES ${arg_QML} RESOURCES ${arg_RESOURCES})
+    quillmount_options(${name})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC Qt6::Quick ${arg_LINK})
+    # Nothing names the functions that register the module: without this the linker leaves their objects out.
+    foreach(function qml_register_types_${symbol} qInitResources_qmlcache_${name})
+        string(LENGTH ${function} length)
+        target_link_options(${name} INTERFACE LINKER:--undefined=_Z${length}${function}v)
+    endforeach()
+    # What Qt generates shadows names of its own.
+    get_target_property(sources ${name} SOURCES)
+    list(FILTER sources INCLUDE REGEX "^${PROJECT_BINARY_DIR}/")
+    set_source_files_properties(${sources} PROPERTIES COMPILE_OPTIONS -Wno-shadow)
+endfunction()
+
 # quillmount_executable(name SOURCES main.cpp LINK …): lands in bin/, which is the application's bundle.
 function(quillmount_executable name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})

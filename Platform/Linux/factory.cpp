@@ -2,6 +2,7 @@
 #include "Platform/Linux/CoreFiles.h"
 #include "Platform/Linux/LinuxActivation.h"
 #include "Platform/Linux/LinuxAlerts.h"
+#include "Platform/Linux/LinuxAppearance.h"
 #include "Platform/Linux/LinuxBundle.h"
 #include "Platform/Linux/LinuxDirectories.h"
 #include "Platform/Linux/LinuxLocalPeers.h"
@@ -57,6 +58,7 @@ std::unique_ptr<Platform> makePlatform() {
     platform->sessionInhibitor = std::make_unique<LinuxSessionInhibitor>();
     platform->menuBarExtra = std::make_unique<LinuxMenuBarExtra>(*platform->clock);
     platform->activation = std::make_unique<LinuxActivation>();
+    platform->appearance = std::make_unique<LinuxAppearance>();
     platform->directories = std::move(directories);
     return platform;
 }

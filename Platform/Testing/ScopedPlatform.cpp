@@ -25,6 +25,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->sessionInhibitor = std::make_unique<MemorySessionInhibitor>();
     platform->menuBarExtra = std::make_unique<MemoryMenuBarExtra>();
     platform->activation = std::make_unique<MemoryActivation>();
+    platform->appearance = std::make_unique<MemoryAppearance>();
     return platform;
 }
 
@@ -118,6 +119,10 @@ MemoryMenuBarExtra &ScopedPlatform::menuBarExtra() const {
 
 MemoryActivation &ScopedPlatform::activation() const {
     return as<MemoryActivation>(Platform::current().activation);
+}
+
+MemoryAppearance &ScopedPlatform::appearance() const {
+    return as<MemoryAppearance>(Platform::current().appearance);
 }
 
 } // namespace quillmount

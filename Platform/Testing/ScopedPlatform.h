@@ -5,6 +5,7 @@
 #include "Platform/Testing/ManualClock.h"
 #include "Platform/Testing/MemoryActivation.h"
 #include "Platform/Testing/MemoryAlerts.h"
+#include "Platform/Testing/MemoryAppearance.h"
 #include "Platform/Testing/MemoryBundle.h"
 #include "Platform/Testing/MemoryDirectories.h"
 #include "Platform/Testing/MemoryLocalPeers.h"
@@ -52,6 +53,7 @@ public:
     [[nodiscard]] MemorySessionInhibitor &sessionInhibitor() const;
     [[nodiscard]] MemoryMenuBarExtra &menuBarExtra() const;
     [[nodiscard]] MemoryActivation &activation() const;
+    [[nodiscard]] MemoryAppearance &appearance() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
     void useSystemClock();
