@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "App/UI/MenuPanel/LiveContent.h"
+#include "App/UI/MenuPanel/PanelBodyModel.h"
+#include "App/UI/MenuPanel/TransferListModel.h"
+
+namespace quillmount {
+
+// The body of a live drive.
+class LiveBodyModel : public PanelBodyModel {
+    Q_OBJECT
+    Q_PROPERTY(quillmount::RouteLine::Style line READ line NOTIFY contentChanged)
+    Q_PROPERTY(int moving READ moving NOTIFY contentChanged)
+    Q_PROPERTY(QString subline READ subline NOTIFY contentChanged)
+    Q_PROPERTY(QString quotaText READ quotaText NOTIFY contentChanged)
+    Q_PROPERTY(double quotaFraction READ quotaFraction NOTIFY contentChanged)
+    Q_PROPERTY(QString cacheText READ cacheText NOTIFY contentChanged)
+    Q_PROPERTY(double cacheFraction READ cacheFraction NOTIFY contentChanged)
+    Q_PROPERTY(bool offersHelp READ offersHelp NOTIFY contentChanged)
+    Q_PROPERTY(quillmount::TransferListModel *transfers READ transfers CONSTANT)
+
+public:
+    explicit LiveBodyModel(const DriveSnapshot &drive, QObject *parent = nullptr);
+
+    [[nodiscard]] bool isLive() const override { return true; }
+    [[nodiscard]] QString headline() const override { return m_content.headline; }
+    void update(const DriveSnapshot &drive) override;
+
+    [[nodiscard]] RouteLine::Style line() const { return m_content.line; }
+    [[nodiscard]] int moving() const { return m_content.moving; }
+    [[nodiscard]] QString subline() const { return m_content.subline; }
+    [[nodiscard]] QString quotaText() const { return m_content.quotaText; }
+    [[nodiscard]] double quotaFraction() const { return m_content.quotaFraction; }
+    [[nodiscard]] QString cacheText() const { return m_content.cacheText; }
+    [[nodiscard]] double cacheFraction() const { return m_content.cacheFraction; }
+    [[nodiscard]] bool offersHelp() const { return m_content.offersHelp; }
+    [[nodiscard]] TransferListModel *transfers() { return &m_transfers; }
+
+    Q_INVOKABLE void openDrive() { perform(PanelAction::openDrive); }
+    Q_INVOKABLE void openWebDrive() { perform(PanelAction::openWebDrive); }
+    Q_INVOKABLE void getHelp() { perform(PanelAction::contactSupport); }
+    Q_INVOKABLE void eject() { perform(PanelAction::eject); }
+    // Shows the file in the file manager.
+    Q_INVOKABLE void reveal(const QString &transferId) {
+        if (isCurrent())
+            Q_EMIT revealRequested(transferId);
+    }
+
+Q_SIGNALS:
+    void revealRequested(const QString &transferId);
+
+private:
+    LiveContent m_content;
+    TransferListModel m_transfers;
+};
+
+} // namespace quillmount

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "App/UI/MenuPanel/DriveSnapshot.h"
+#include "App/UI/MenuPanel/PanelAction.h"
+
+#include <QObject>
+
+namespace quillmount {
+
+// What one body of the panel shows. A body that is replaced keeps what it showed while it fades out, and its buttons do
+// nothing any more.
+class PanelBodyModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isLive READ isLive CONSTANT)
+    Q_PROPERTY(QString headline READ headline NOTIFY contentChanged)
+
+public:
+    using QObject::QObject;
+
+    // Whether it is the live drive's, a LiveBodyModel; else it is a StatusBodyModel.
+    [[nodiscard]] virtual bool isLive() const = 0;
+    [[nodiscard]] virtual QString headline() const = 0;
+    // Shows the drive as it is now.
+    virtual void update(const DriveSnapshot &drive) = 0;
+
+    // Another body takes its place.
+    void retire() { m_isCurrent = false; }
+
+Q_SIGNALS:
+    void contentChanged();
+    void actionRequested(quillmount::PanelAction action);
+
+protected:
+    [[nodiscard]] bool isCurrent() const { return m_isCurrent; }
+    void perform(PanelAction action) {
+        if (m_isCurrent)
+            Q_EMIT actionRequested(action);
+    }
+
+private:
+    bool m_isCurrent = true;
+};
+
+} // namespace quillmount

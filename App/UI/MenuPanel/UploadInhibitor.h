@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#pragma once
+
+#include "App/UI/MenuPanel/DriveSnapshot.h"
+#include "Platform/Clock.h"
+
+namespace quillmount {
+
+// Has the desktop warn before it ends the session while uploads get on. Uploads that stand still, or wait for the
+// network, do not keep anybody.
+class UploadInhibitor {
+public:
+    explicit UploadInhibitor(Clock &clock);
+    ~UploadInhibitor();
+    Q_DISABLE_COPY_MOVE(UploadInhibitor)
+
+    // The drive as it is now.
+    void update(const DriveSnapshot &drive);
+
+private:
+    void hold(qint64 pending);
+    void release();
+
+    Clock &m_clock;
+    DriveStats m_stats; // at the last look
+    qint64 m_held = 0;  // how many files the desktop was told of
+    Clock::TimerId m_timer = 0;
+};
+
+} // namespace quillmount
