@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/Support/MountedEngine.h"
+#include "Tests/Support/TestFiles.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>
@@ -41,7 +43,7 @@ private Q_SLOTS:
 
 private:
     QByteArray at(const char *name) const { return QFile::encodeName(m_folder) + '/' + name; }
-    static QByteArray content(const QByteArray &path);
+    static QByteArray content(const QByteArray &path) { return contentOf(QFile::decodeName(path)); }
     static bool write(const QByteArray &path, const QByteArray &bytes);
     QStringList hiddenFiles() const {
         return QDir(m_drive.backend()).entryList({u".nfs*"_s}, QDir::Files | QDir::Hidden);
@@ -52,18 +54,12 @@ private:
 };
 
 void FileCallsTest::initTestCase() {
-    QVERIFY(m_drive.startEngine());
-    QCOMPARE(m_drive.mount(), 0);
+    QVERIFY(m_drive.startEngine() && m_drive.mount() == 0);
 }
 
 void FileCallsTest::init() {
     m_folder = m_drive.mountPoint() + u'/' + QString::fromLatin1(QTest::currentTestFunction());
     QVERIFY(QDir().mkpath(m_folder));
-}
-
-QByteArray FileCallsTest::content(const QByteArray &path) {
-    QFile file(QFile::decodeName(path));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot open)");
 }
 
 bool FileCallsTest::write(const QByteArray &path, const QByteArray &bytes) {
@@ -139,7 +135,7 @@ void FileCallsTest::writesThroughMemoryMaps() {
     ::close(file);
     QCOMPARE(::munmap(memory, size), 0);
     const QString path = m_drive.backend() + u"/writesThroughMemoryMaps/mapped"_s;
-    QVERIFY(MountedEngine::waitFor([&] { return content(QFile::encodeName(path)) == expected; }));
+    QVERIFY(waitFor([&] { return content(QFile::encodeName(path)) == expected; }));
     QCOMPARE(content(at("mapped")), expected);
 }
 
@@ -233,7 +229,7 @@ void FileCallsTest::movesWhileFoldersAreRenamed() {
             ::rename(at("elsewhere").constData(), folder.constData());
         }
     });
-    const bool moved = MountedEngine::waitFor([&] { return renames == 150; });
+    const bool moved = waitFor([&] { return renames == 150; });
     over = true;
     if (!moved)
         ::kill(MountedEngine::mountProcess(m_drive.mountPoint()), SIGKILL);
@@ -310,18 +306,18 @@ void FileCallsTest::showsAnotherWritersChange() {
          {QByteArray("first"), QByteArray(9000, 's'), QByteArray("third"), QByteArray("THIRD")}) {
         QVERIFY(write(theirs, text));
         // A new name may take some seconds; what is opened is never old.
-        QVERIFY(MountedEngine::waitFor([&] { return QFile::exists(QFile::decodeName(at("file"))); }));
+        QVERIFY(waitFor([&] { return QFile::exists(QFile::decodeName(at("file"))); }));
         QCOMPARE(content(at("file")), text);
     }
     QVERIFY(write(at("file"), "ours"));
     QCOMPARE(content(theirs), QByteArray("ours"));
     QVERIFY(QFile::remove(QFile::decodeName(theirs)));
-    QVERIFY(MountedEngine::waitFor([&] { return !QFile::exists(m_folder + u"/file"_s); }));
+    QVERIFY(waitFor([&] { return !QFile::exists(m_folder + u"/file"_s); }));
     QVERIFY(m_drive.unmount(other));
 }
 
 void FileCallsTest::leavesNothingBehind() {
-    QVERIFY(MountedEngine::waitFor([&] { return hiddenFiles().isEmpty(); }));
+    QVERIFY(waitFor([&] { return hiddenFiles().isEmpty(); }));
 }
 
 QTEST_GUILESS_MAIN(FileCallsTest)

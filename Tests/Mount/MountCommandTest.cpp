@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/Support/Machine.h"
 #include "Tests/Support/MountedEngine.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,6 +19,7 @@
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 // The program where it stands for the system's mount command: what it refuses, what it leaves behind, how it ends.
 class MountCommandTest : public QObject {
@@ -186,7 +188,7 @@ void MountCommandTest::leavesNothingWhenToldToEnd() {
     QVERIFY(command.waitForFinished());
     QVERIFY(command.exitStatus() == QProcess::CrashExit || command.exitCode() != 0);
     m_drive.signalEngine(SIGCONT);
-    QVERIFY(MountedEngine::waitFor([&] { return isQuiet(); }));
+    QVERIFY(waitFor([&] { return isQuiet(); }));
     // At any other moment: either it mounted and said so, or there is nothing.
     for (int delay = 0; delay < 60; delay += 3) {
         QProcess other;
@@ -203,7 +205,7 @@ void MountCommandTest::leavesNothingWhenToldToEnd() {
                    MountedEngine::mountProcess(m_drive.mountPoint()) > 0;
         };
         if (!success)
-            QVERIFY(MountedEngine::waitFor([&] { return isQuiet(); }, killed ? 5'000 : 20'000) || (killed && serves()));
+            QVERIFY(waitFor([&] { return isQuiet(); }, killed ? 5s : 20s) || (killed && serves()));
         if (success || serves()) {
             QVERIFY(serves());
             QVERIFY(m_drive.unmount());
@@ -235,7 +237,7 @@ void MountCommandTest::endsWithAProgramInside() {
     inside.start(u"sleep"_s, {u"60"_s});
     QVERIFY(inside.waitForStarted());
     ::kill(MountedEngine::mountProcess(m_drive.mountPoint()), SIGTERM);
-    QVERIFY(MountedEngine::waitFor([&] { return isQuiet(); }));
+    QVERIFY(waitFor([&] { return isQuiet(); }));
     inside.kill();
     inside.waitForFinished();
 }
@@ -247,7 +249,7 @@ void MountCommandTest::flushesBeforeItEnds() {
         ::open(QFile::encodeName(m_drive.mountPoint() + u"/flushed"_s).constData(), O_CREAT | O_RDWR, 0644);
     QCOMPARE(::write(file, bytes.constData(), static_cast<std::size_t>(bytes.size())), bytes.size());
     ::kill(MountedEngine::mountProcess(m_drive.mountPoint()), SIGTERM);
-    QVERIFY(MountedEngine::waitFor([&] { return isQuiet(); }));
+    QVERIFY(waitFor([&] { return isQuiet(); }));
     ::close(file);
     QCOMPARE(m_drive.mount(), 0);
     QFile again(m_drive.mountPoint() + u"/flushed"_s);
@@ -281,11 +283,11 @@ void MountCommandTest::endsUnderWriters() {
         });
     }
     const pid_t process = MountedEngine::mountProcess(m_drive.mountPoint());
-    const bool writing = MountedEngine::waitFor([&] {
+    const bool writing = waitFor([&] {
         return std::all_of(kept.begin(), kept.end(), [](const std::atomic<int> &blocks) { return blocks > 10; });
     });
     ::kill(process, SIGTERM);
-    const bool ended = MountedEngine::waitFor([&] { return ::kill(process, 0) != 0; }, 3'000);
+    const bool ended = waitFor([&] { return ::kill(process, 0) != 0; }, 3s);
     if (!ended)
         ::kill(process, SIGKILL);
     for (std::thread &writer : writers)
@@ -313,7 +315,7 @@ void MountCommandTest::endsWhenUnmountedFromOutside() {
     QVERIFY(!MountedEngine::isMounted(m_drive.mountPoint()));
     QCOMPARE(open.write("still here"), 10);
     open.close();
-    QVERIFY(MountedEngine::waitFor([&] { return isQuiet(); }));
+    QVERIFY(waitFor([&] { return isQuiet(); }));
     QCOMPARE(m_drive.mount(), 0);
     QVERIFY(open.open(QIODevice::ReadOnly));
     QCOMPARE(open.readAll(), QByteArray("still here"));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/MountedEngine.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,6 +18,7 @@
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -277,7 +279,7 @@ QString RandomOperationsTest::steps(MountedEngine &drive, int usual, LocalGoogle
         if (google && random.bounded(8) == 0) {
             google->clearRequests();
             const int pause = random.bounded(maxPause);
-            MountedEngine::waitFor([&] { return !google->requests().isEmpty(); }, pause);
+            (void)waitFor([&] { return !google->requests().isEmpty(); }, std::chrono::milliseconds(pause));
         }
         const QString difference = step(random, local, mounted, google != nullptr);
         if (!difference.isEmpty())
@@ -308,8 +310,7 @@ void RandomOperationsTest::behavesLikeALocalFolder() {
     // Nothing is uploaded meanwhile: the engine's local backend loses track of files whose folder is renamed while they
     // are on their way, which is not what is tested here.
     MountedEngine drive({u"--vfs-write-back"_s, u"1h"_s});
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     QCOMPARE(steps(drive, 3000, nullptr), QString());
     // What is there in the end, read by a kernel that remembers nothing, is what the programs left.
     QVERIFY(drive.unmount());
@@ -324,17 +325,14 @@ void RandomOperationsTest::uploadsWhatIsLeft_data() {
 void RandomOperationsTest::uploadsWhatIsLeft() {
     LocalGoogle google;
     MountedEngine drive(google, {u"--vfs-write-back"_s, u"200ms"_s});
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     QCOMPARE(steps(drive, 400, &google), QString());
     const QString uploaded = google.pathOf(u"Quillmount"_s);
-    const bool isUploaded =
-        MountedEngine::waitFor([&] { return difference(drive.local(), uploaded).isEmpty(); }, 60'000);
+    const bool isUploaded = waitFor([&] { return difference(drive.local(), uploaded).isEmpty(); }, 60s);
     QVERIFY2(isUploaded, qPrintable(difference(drive.local(), uploaded) + drive.engineLog()));
     QVERIFY(drive.unmount());
     drive.signalEngine(SIGKILL);
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     QCOMPARE(difference(drive.local(), drive.mountPoint()), QString());
     QCOMPARE(difference(drive.local(), uploaded), QString());
 }

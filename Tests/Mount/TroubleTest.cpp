@@ -3,6 +3,7 @@
 #include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/MountedEngine.h"
 #include "Tests/Support/TestFiles.h"
+#include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -52,52 +53,45 @@ private Q_SLOTS:
 private:
     static QByteArray path(const QString &text) { return QFile::encodeName(text); }
     static int outcome(int result) { return result == 0 ? 0 : errno; }
-    static bool write(const QString &name, const QByteArray &bytes);
 };
-
-bool TroubleTest::write(const QString &name, const QByteArray &bytes) {
-    QFile file(name);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
-}
 
 void TroubleTest::endsWithItsServer() {
     MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
-    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
-    QFile open(drive.mountPoint() + u"/file"_s);
-    QVERIFY(open.open(QIODevice::ReadWrite));
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
+    putFile(drive.mountPoint() + u"/file"_s, "x");
+    const int open = ::open(path(drive.mountPoint() + u"/file"_s).constData(), O_WRONLY);
     QProcess inside;
     inside.setWorkingDirectory(drive.mountPoint());
     inside.start(u"sleep"_s, {u"60"_s});
     QVERIFY(inside.waitForStarted());
+    // What it has not taken is lost with it, and the program that wrote it is told.
+    drive.signalEngine(SIGSTOP);
+    QCOMPARE(::write(open, "lost", 4), 4);
     drive.signalEngine(SIGKILL);
-    QVERIFY(MountedEngine::waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
-    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
-    QVERIFY(open.write("y") < 0 || !open.flush());
+    QVERIFY(::close(open) != 0);
+    QVERIFY(waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
+    QVERIFY(waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
     inside.kill();
     inside.waitForFinished();
     // The place is free for the next mount.
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     QCOMPARE(contentOf(drive.mountPoint() + u"/file"_s), QByteArray("x"));
 }
 
 void TroubleTest::failsWhileTheServerIsStopped() {
     MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(2), 0);
+    QVERIFY(drive.startEngine() && drive.mount(2) == 0);
     const QByteArray file = path(drive.mountPoint() + u"/file"_s);
-    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
+    putFile(drive.mountPoint() + u"/file"_s, "x");
     drive.signalEngine(SIGSTOP);
     // Calls wait for the dead time and then fail; from then on they fail at once.
     struct stat status {};
-    QVERIFY(MountedEngine::waitFor([&] { return outcome(::stat(file.constData(), &status)) == ETIMEDOUT; }));
+    QVERIFY(waitFor([&] { return outcome(::stat(file.constData(), &status)) == ETIMEDOUT; }));
     for (int i = 0; i < 20; ++i)
         QCOMPARE(outcome(::mkdir((file + "-folder").constData(), 0755)), ETIMEDOUT);
     QVERIFY(MountedEngine::isMounted(drive.mountPoint()));
     drive.signalEngine(SIGCONT);
-    QVERIFY(MountedEngine::waitFor([&] { return outcome(::stat(file.constData(), &status)) == 0; }));
+    QVERIFY(waitFor([&] { return outcome(::stat(file.constData(), &status)) == 0; }));
     QCOMPARE(contentOf(drive.mountPoint() + u"/file"_s), QByteArray("x"));
     QCOMPARE(outcome(::mkdir((file + "-folder").constData(), 0755)), 0);
 }
@@ -111,8 +105,7 @@ void TroubleTest::canBeRemovedWhileTheServerIsStopped_data() {
 void TroubleTest::canBeRemovedWhileTheServerIsStopped() {
     QFETCH(bool, bySignal);
     MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(2), 0);
+    QVERIFY(drive.startEngine() && drive.mount(2) == 0);
     QFile busy(drive.mountPoint() + u"/file"_s);
     QVERIFY(busy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     const pid_t process = MountedEngine::mountProcess(drive.mountPoint());
@@ -124,10 +117,10 @@ void TroubleTest::canBeRemovedWhileTheServerIsStopped() {
         ::kill(process, SIGTERM);
     else
         QCOMPARE(QProcess::execute(u"fusermount3"_s, {u"-uz"_s, drive.mountPoint()}), 0);
-    QVERIFY(MountedEngine::waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
+    QVERIFY(waitFor([&] { return !MountedEngine::isMounted(drive.mountPoint()); }));
     if (!bySignal)
         ::kill(process, SIGTERM);
-    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
+    QVERIFY(waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
     drive.signalEngine(SIGCONT);
 }
 
@@ -139,7 +132,7 @@ void TroubleTest::takesLostConnectionsUpAgain() {
     QByteArray bytes;
     for (int i = 0; bytes.size() < 15'000'000; ++i)
         bytes += QByteArray::number(i) + ' ';
-    QVERIFY(write(drive.local() + u"/source"_s, bytes));
+    putFile(drive.local() + u"/source"_s, bytes);
     // Connections break in the middle of writing and of reading a large file, and of making many small ones.
     const QString script = uR"sh(
         set -e; cp "$1/source" "$2/copy"; cmp "$1/source" "$2/copy"
@@ -188,7 +181,7 @@ void TroubleTest::understandsLostAnswers() {
     for (int answer = 0; answer < 8; ++answer) {
         const QString folder = drive.mountPoint() + u"/%1"_s.arg(answer);
         QVERIFY(QDir().mkpath(folder + u"/folder"_s));
-        QVERIFY(write(folder + u"/file"_s, "content"));
+        putFile(folder + u"/file"_s, "content");
         QProcess shell;
         shell.setWorkingDirectory(folder);
         shell.setProcessChannelMode(QProcess::MergedChannels);
@@ -224,7 +217,7 @@ void TroubleTest::letsNoSlowCallHoldUpOthers() {
     MountedEngine drive;
     for (int i = 0; i <= slowCalls; ++i) {
         QVERIFY(QDir(drive.backend()).mkdir(u"file-%1.d"_s.arg(i)));
-        QVERIFY(write(drive.backend() + u"/file-%1"_s.arg(i), "content\n"));
+        putFile(drive.backend() + u"/file-%1"_s.arg(i), "content\n");
     }
     QVERIFY(drive.startEngine());
     TcpRelay relay(drive.port(), [&](const TcpRelay::Call &call) -> TcpRelay::Verdict {
@@ -245,7 +238,7 @@ void TroubleTest::letsNoSlowCallHoldUpOthers() {
         slow.back()->start(u"sh"_s, arguments(i));
         QVERIFY(slow.back()->waitForStarted());
     }
-    const bool allHeld = MountedEngine::waitFor([&] { return holding == slowCalls; });
+    const bool allHeld = waitFor([&] { return holding == slowCalls; });
     QProcess other;
     other.start(u"sh"_s, arguments(slowCalls));
     const bool othersGoOn = other.waitForFinished(10'000);
@@ -260,13 +253,12 @@ void TroubleTest::letsNoSlowCallHoldUpOthers() {
 void TroubleTest::tellsAnUnreachableFolderFromAnEmptyOne() {
     MountedEngine drive;
     QVERIFY(QDir().mkpath(drive.backend() + u"/folder"_s));
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     QVERIFY(QFile::exists(drive.mountPoint() + u"/folder"_s));
     QVERIFY(!QFile::exists(drive.mountPoint() + u"/absent"_s));
     // The engine knows of the folder but can no longer list it, as without a network.
     QVERIFY(QDir().rmdir(drive.backend() + u"/folder"_s));
-    QVERIFY(write(drive.backend() + u"/folder"_s, "not a folder"));
+    putFile(drive.backend() + u"/folder"_s, "not a folder");
     struct stat status {};
     QCOMPARE(outcome(::stat(path(drive.mountPoint() + u"/folder/file"_s).constData(), &status)), EIO);
     const int folder = ::open(path(drive.mountPoint() + u"/folder"_s).constData(), O_RDONLY | O_DIRECTORY);
@@ -279,8 +271,7 @@ void TroubleTest::tellsAnUnreachableFolderFromAnEmptyOne() {
 
 void TroubleTest::reportsWriteErrors() {
     MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     const QByteArray name = path(drive.mountPoint() + u"/file"_s);
     const int file = ::open(name.constData(), O_CREAT | O_RDWR, 0644);
     const int other = ::open(name.constData(), O_WRONLY);
@@ -289,7 +280,7 @@ void TroubleTest::reportsWriteErrors() {
     // The engine can no longer keep data.
     const QString cache = drive.cacheFolder() + u"/vfs"_s;
     QVERIFY(QDir().rename(cache, cache + u"-away"_s));
-    QVERIFY(write(cache, "in the way"));
+    putFile(cache, "in the way");
     QCOMPARE(::write(file, "lost", 4), 4);
     QCOMPARE(outcome(::fsync(file)), EIO);
     QVERIFY(QFile::remove(cache));
@@ -417,7 +408,7 @@ void TroubleTest::findsAFileThatMovesWhileItIsLookedFor() {
     QVERIFY(QFile::rename(name, moved));
     holds = true;
     QCOMPARE(::write(file, "content", 7), 7);
-    QVERIFY(MountedEngine::waitFor([&] { return held > 0; }));
+    QVERIFY(waitFor([&] { return held > 0; }));
     QCOMPARE(::unlink(path(moved).constData()), 0);
     QCOMPARE(renamed, 2);
     holds = false;
@@ -429,21 +420,20 @@ void TroubleTest::findsAFileThatMovesWhileItIsLookedFor() {
 
 void TroubleTest::clearsUpAfterACrash() {
     MountedEngine drive;
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
-    QVERIFY(write(drive.mountPoint() + u"/file"_s, "x"));
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
+    putFile(drive.mountPoint() + u"/file"_s, "x");
     const int file = ::open(path(drive.mountPoint() + u"/file"_s).constData(), O_RDWR);
     QVERIFY(QFile::remove(drive.mountPoint() + u"/file"_s));
     const auto hidden = [&] {
         return QDir(drive.backend()).entryList({u".nfs*"_s}, QDir::Files | QDir::Hidden).size();
     };
-    QVERIFY(MountedEngine::waitFor([&] { return hidden() == 1; }));
+    QVERIFY(waitFor([&] { return hidden() == 1; }));
     ::kill(MountedEngine::mountProcess(drive.mountPoint()), SIGKILL);
-    QVERIFY(MountedEngine::waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
+    QVERIFY(waitFor([&] { return MountedEngine::mountProcess(drive.mountPoint()) < 0; }));
     ::close(file);
     QCOMPARE(QProcess::execute(u"fusermount3"_s, {u"-uz"_s, drive.mountPoint()}), 0);
     QCOMPARE(drive.mount(), 0);
-    QVERIFY(MountedEngine::waitFor([&] { return hidden() == 0; }));
+    QVERIFY(waitFor([&] { return hidden() == 0; }));
 }
 
 void TroubleTest::trashesFilesByTheirOwnNames_data() {
@@ -463,8 +453,7 @@ void TroubleTest::trashesFilesByTheirOwnNames() {
         google.makeFolder(path);
     google.write(u"Quillmount/folder/document.odt"_s, "old");
     MountedEngine drive(google, {u"--vfs-write-back"_s, u"200ms"_s});
-    QVERIFY(drive.startEngine());
-    QCOMPARE(drive.mount(), 0);
+    QVERIFY(drive.startEngine() && drive.mount() == 0);
     const QString folder = drive.mountPoint() + u"/folder"_s;
     QFile open(folder + u"/document.odt"_s);
     QVERIFY(open.open(QIODevice::ReadOnly));
@@ -473,7 +462,7 @@ void TroubleTest::trashesFilesByTheirOwnNames() {
     open.close();
     const QDir trash(google.pathOf(u"../Trash"_s));
     const auto trashed = [&] { return trash.entryList(QDir::Files | QDir::Hidden); };
-    QVERIFY(MountedEngine::waitFor([&] { return !trashed().isEmpty(); }));
+    QVERIFY(waitFor([&] { return !trashed().isEmpty(); }));
     QCOMPARE(trashed(), QStringList{u"document.odt"_s});
     QCOMPARE(contentOf(trash.filePath(u"document.odt"_s)), QByteArray("old"));
     QCOMPARE(contentOf(folder + u"/document.odt"_s), left);

@@ -2,8 +2,8 @@
 #include "Tests/Support/MountedEngine.h"
 #include "Tests/Support/LocalGoogle.h"
 #include "Tests/Support/TestFiles.h"
+#include "Tests/Support/WaitFor.h"
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QHostAddress>
@@ -65,7 +65,7 @@ MountedEngine::~MountedEngine() {
         if (process > 0) {
             ::kill(process, SIGCONT);
             ::kill(process, SIGKILL);
-            waitFor([&] { return mountProcess(path) < 0; });
+            (void)waitFor([&] { return mountProcess(path) < 0; });
         }
         for (int i = 0; i < 8 && isMounted(path); ++i)
             QProcess::execute(QStringLiteral("fusermount3"), {QStringLiteral("-uqz"), path});
@@ -163,18 +163,7 @@ QString MountedEngine::makeMountPoint(const QString &name) {
 }
 
 QString MountedEngine::engineLog() const {
-    QFile file(m_directory.filePath(QStringLiteral("engine.log")));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-bool MountedEngine::waitFor(const std::function<bool()> &condition, int milliseconds) {
-    QDeadlineTimer deadline(milliseconds);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        usleep(10'000);
-    }
-    return true;
+    return QString::fromUtf8(contentOf(m_directory.filePath(QStringLiteral("engine.log"))));
 }
 
 } // namespace quillmount

@@ -7,7 +7,6 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -60,9 +59,6 @@ public:
 
     // The engine's log so far, for the message of a test that failed.
     QString engineLog() const;
-
-    // Looks at `condition` again and again until it holds; false after `milliseconds`.
-    static bool waitFor(const std::function<bool()> &condition, int milliseconds = 20'000);
 
 private:
     QTemporaryDir m_directory;

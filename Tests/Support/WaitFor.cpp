@@ -6,7 +6,6 @@
 #include <QEventLoop>
 #include <QTimer>
 
-#include <chrono>
 #include <csignal>
 
 namespace quillmount {
@@ -14,11 +13,10 @@ namespace quillmount {
 using namespace std::chrono_literals;
 
 namespace {
-constexpr auto timeout = 15s;
 constexpr auto maxTurn = 5ms;
 } // namespace
 
-bool waitFor(const std::function<bool()> &condition) {
+bool waitFor(const std::function<bool()> &condition, std::chrono::milliseconds timeout) {
     const QDeadlineTimer deadline(timeout);
     while (!condition()) {
         if (deadline.hasExpired())

@@ -3,12 +3,14 @@
 
 #include <QtGlobal>
 
+#include <chrono>
 #include <functional>
 
 namespace quillmount {
 
-// Handles events until `condition` holds; false when it does not within 15 seconds.
-[[nodiscard]] bool waitFor(const std::function<bool()> &condition);
+// Handles events until `condition` holds; false when it does not within the timeout.
+[[nodiscard]] bool waitFor(const std::function<bool()> &condition,
+                           std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
 // Handles what there is to handle now, or comes within a few milliseconds.
 void handleEvents();
