@@ -3,6 +3,7 @@
 #include "App/Support/Paths.h"
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/Support/Started.h"
+#include "Tests/Support/TestFiles.h"
 
 #include <QtTest>
 
@@ -18,11 +19,6 @@ namespace {
 
 // What was brought to disk, in its order: 'd' for a directory, 'f' for a file.
 QByteArray synced;
-
-QByteArray contents(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QByteArray expectedText(const QByteArray &token) {
     return "[drive]\ntype = drive\nclient_id = the id\nclient_secret = the secret\nscope = drive.file\ntoken = " +
@@ -93,7 +89,7 @@ void EngineConfigTest::write() {
         QVERIFY(started(EngineConfig::write(token))->value);
         // The contents before the name, and the name as well: a power cut leaves one of the two files.
         QCOMPARE(synced, "fd"_ba);
-        QCOMPARE(contents(Paths::engineConfig()), expectedText(token.toUtf8()));
+        QCOMPARE(contentOf(Paths::engineConfig()), expectedText(token.toUtf8()));
         QCOMPARE(QFile::permissions(Paths::engineConfig()) & QFile::Permissions(0x0fff) & ~QFile::ReadUser &
                      ~QFile::WriteUser,
                  QFile::Permissions());
@@ -109,7 +105,7 @@ void EngineConfigTest::write() {
 
 void EngineConfigTest::failureKeepsTheFormerFile() {
     QVERIFY(started(EngineConfig::write(u"{\"refresh_token\":\"former\"}"_s))->value);
-    const QByteArray before = contents(Paths::engineConfig());
+    const QByteArray before = contentOf(Paths::engineConfig());
     std::unique_ptr<ConfigError> error;
     {
         const FullDisk disk(60);
@@ -117,7 +113,7 @@ void EngineConfigTest::failureKeepsTheFormerFile() {
     }
     QVERIFY(error && error->which() == ConfigError::writeFailed);
     QCOMPARE(error->description(), u"Quillmount couldn't save your account. Please try again."_s);
-    QCOMPARE(contents(Paths::engineConfig()), before);
+    QCOMPARE(contentOf(Paths::engineConfig()), before);
     QCOMPARE(filesBeside(Paths::engineConfig()), QStringList(u"engine.conf"_s));
 }
 

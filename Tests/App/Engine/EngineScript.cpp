@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/App/Engine/EngineScript.h"
 
+#include "Tests/Support/TestFiles.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QSaveFile>
 
@@ -101,7 +101,7 @@ void EngineScript::endAll() const {
     for (const QJsonObject &start : all) {
         const qint64 engine = start["pid"_L1].toInteger();
         // The number may belong to another program by now.
-        if (QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(engine)) != QFileInfo(executable()).canonicalFilePath())
+        if (!contentOf(u"/proc/%1/cmdline"_s.arg(engine)).contains(executable().toUtf8()))
             continue;
         kill(static_cast<pid_t>(engine), SIGKILL);
         if (!waitFor([engine] { return !processExists(engine); }))

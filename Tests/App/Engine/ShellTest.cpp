@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/Shell.h"
 #include "Tests/Support/Started.h"
+#include "Tests/Support/TestFiles.h"
 #include "Tests/Support/WaitFor.h"
 
 #include <QtTest>
@@ -16,11 +17,6 @@ namespace {
 
 int runScript(const QString &code, const QString &folder, double timeout = 10) {
     return Shell::run(u"/bin/sh"_s, {u"-c"_s, code, folder}, timeout);
-}
-
-QByteArray contents(const QString &path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -80,7 +76,7 @@ void ShellTest::commandThatDoesNotEndIsLeftAlone() {
     QCOMPARE(runScript(wait, folder.path(), 0.3), -1);
     QVERIFY(timer.elapsed() >= 300);
 
-    const qint64 pid = contents(folder.path() + u"/pid"_s).trimmed().toLongLong();
+    const qint64 pid = contentOf(folder.path() + u"/pid"_s).trimmed().toLongLong();
     QVERIFY(pid > 0 && processExists(pid));
     QVERIFY(QFile(folder.path() + u"/go"_s).open(QIODevice::WriteOnly));
     // A zombie would still exist.
@@ -101,7 +97,7 @@ void ShellTest::commandsStartWithDefaultSignals() {
     sigprocmask(SIG_SETMASK, &before, nullptr);
 
     QCOMPARE(status, 0);
-    QList<QByteArray> lines = contents(folder.path() + u"/status"_s).split('\n');
+    QList<QByteArray> lines = contentOf(folder.path() + u"/status"_s).split('\n');
     lines.removeIf([](const QByteArray &line) { return !line.startsWith("SigBlk") && !line.startsWith("SigIgn"); });
     QCOMPARE(lines.size(), 2);
     for (const QByteArray &line : lines) {
