@@ -15,7 +15,6 @@ class MountTest : public QObject {
 
 private Q_SLOTS:
     void killedServerIsReplaced();
-    void stoppedServerGoesOn();
 };
 
 void MountTest::killedServerIsReplaced() {
@@ -36,18 +35,6 @@ void MountTest::killedServerIsReplaced() {
     QCOMPARE(home.load(u"pending.bin"_s), contents);
     home.google.clearFault(stalled);
     QTRY_COMPARE_WITH_TIMEOUT(home.onGoogle(u"pending.bin"_s), contents, 40'000);
-}
-
-void MountTest::stoppedServerGoesOn() {
-    TestHome home;
-    Application application(home);
-    QVERIFY(application.goLive());
-    const QStringList states = application.states();
-    ::kill(home.mountServer(), SIGSTOP);
-    // Waits for the server, and so until the application has set it going again.
-    QVERIFY(home.save(u"file"_s, "saved all the same"));
-    QCOMPARE(home.load(u"file"_s), QByteArray("saved all the same"));
-    QCOMPARE(application.states(), states);
 }
 
 QTEST_GUILESS_MAIN(MountTest)

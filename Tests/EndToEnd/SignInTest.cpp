@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QUrlQuery>
 
+#include <algorithm>
 #include <csignal>
 
 using namespace quillmount;
@@ -104,8 +105,13 @@ void SignInTest::leadsToALiveDrive() {
 
     const QUrlQuery redirect(whereBrowserEnded());
     const QByteArray logs = contentOf(m_home->engineLog()) + m_application->output() + m_application->log();
-    QVERIFY(seen.contains("QuillmountEngine") && logs.contains("-> live"));
-    const QStringList secrets{redirect.queryItemValue(u"code"_s, QUrl::FullyDecoded),
+    QVERIFY(seen.contains("QuillmountEngine") && seen.contains("quillmount-mount") && logs.contains("-> live"));
+    const QList<ProcessInfo> processes = m_home->processes();
+    const auto engine = std::ranges::find(processes, "QuillmountEngine", &ProcessInfo::program);
+    QVERIFY(engine != processes.end());
+    const QStringList secrets{QString::fromUtf8(engine->environment.value("RCLONE_RC_PASS")),
+                              QString::fromUtf8(engine->environment.value("RCLONE_RC_USER")),
+                              redirect.queryItemValue(u"code"_s, QUrl::FullyDecoded),
                               redirect.queryItemValue(u"code"_s, QUrl::FullyEncoded),
                               token["access_token"_L1].toString(),
                               token["refresh_token"_L1].toString(),

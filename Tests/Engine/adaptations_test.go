@@ -52,30 +52,6 @@ func TestCacheKeepsItsPath(t *testing.T) {
 	}
 }
 
-func TestFailedUploadsCountAsErroredUntilTheySucceed(t *testing.T) {
-	t.Parallel()
-	remote := t.TempDir()
-	// A file where the upload needs a folder fails for root, too.
-	must(t, os.WriteFile(remote+"/folder", nil, 0o600))
-	e := newEngine(t, localDrive)
-	e.leavePendingUpload(remote, "folder/saved.txt")
-	e.start("drive:"+remote, nil, "--vfs-write-back", "100ms")
-	e.eventually("the failed upload counts as errored and still as queued", func() bool {
-		disk := field(t, e.ready(), "diskCache")
-		return number(t, disk, "erroredFiles") == 1 && number(t, disk, "uploadsQueued") == 1
-	})
-	must(t, os.Remove(remote+"/folder"))
-	e.eventually("the file is uploaded", func() bool {
-		return e.disk("uploadsQueued")+e.disk("uploadsInProgress") == 0
-	})
-	if got := e.disk("erroredFiles"); got != 0 {
-		t.Errorf("%.0f errored files after the upload", got)
-	}
-	if _, err := os.Stat(remote + "/folder/saved.txt"); err != nil {
-		t.Error(err)
-	}
-}
-
 func TestDamagedPieceOfTheCacheIsSetAsideAndTold(t *testing.T) {
 	t.Parallel()
 	remote, home := t.TempDir(), t.TempDir()
