@@ -5,8 +5,8 @@
 
 namespace quillmount {
 
-// Asks the desktop to tell the user before it ends the session. It never keeps the machine awake, and the user can always
-// end the session all the same. It ends with the process at the latest.
+// Asks the desktop to tell the user before it ends the session. It never keeps the machine awake, and the user can
+// always end the session all the same. It ends with the process at the latest.
 class SessionInhibitor {
 public:
     virtual ~SessionInhibitor() = default;

@@ -26,8 +26,8 @@ public:
     virtual bool tellOther(bool inBackground, const QByteArray &activationToken) = 0;
 
 Q_SIGNALS:
-    // To the one instance: another start of this user has told it so. `inBackground`: nothing is to be shown. The token,
-    // for `Activation`, may be empty.
+    // To the one instance: another start of this user has told it so. `inBackground`: nothing is to be shown. The
+    // token, for `Activation`, may be empty.
     void startedAgain(bool inBackground, const QByteArray &activationToken);
 };
 
