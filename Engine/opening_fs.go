@@ -13,6 +13,7 @@ import (
 	"time"
 
 	"github.com/rclone/rclone/fs"
+	"github.com/rclone/rclone/fs/hash"
 	"golang.org/x/sync/errgroup"
 )
 
@@ -23,7 +24,7 @@ const (
 
 // openingFs is a remote that knows the files whose upload is pending. rclone looks each of them up when it opens the
 // cache, one after the other, so that a thousand keep the drive away for minutes. Then it is the remote of the drive, and
-// sees to it that nothing is put into a folder that Google has no more.
+// sees to it that nothing is put into a folder that Google has no more, or into the trash because it has changed.
 type openingFs struct {
 	fs.Fs
 	features *fs.Features
@@ -144,6 +145,11 @@ func (f *openingFs) opened() {
 
 // Features implements fs.Info.
 func (f *openingFs) Features() *fs.Features { return f.features }
+
+// Hashes implements fs.Info. There are none: rclone would compare the checksum of what it has uploaded with that of the
+// file as it is by then, and put the object at Google into the trash when the file has changed meanwhile. The next upload,
+// by the object's identifier, would go into the trash as well.
+func (f *openingFs) Hashes() hash.Set { return hash.NewHashSet() }
 
 // NewObject implements fs.Fs.
 func (f *openingFs) NewObject(ctx context.Context, name string) (fs.Object, error) {

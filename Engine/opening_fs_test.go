@@ -6,6 +6,10 @@ import (
 	"context"
 	"errors"
 	"fmt"
+	"io"
+	"os"
+	"path/filepath"
+	"sync"
 	"sync/atomic"
 	"testing"
 	"time"
@@ -93,4 +97,46 @@ func TestFoldersMoveAsOne(t *testing.T) {
 	opening, err := lookUpPending(t.Context(), &farFs{}, nil)
 	must(t, err)
 	must(t, operations.DirMove(t.Context(), opening, "from", "to"))
+}
+
+// changingFs is a folder in which a file has changed once an upload of it is there, and before that ends.
+type changingFs struct {
+	fs.Fs
+	change  func()
+	removed atomic.Int32
+}
+
+func (f *changingFs) Put(ctx context.Context, in io.Reader, source fs.ObjectInfo, options ...fs.OpenOption) (fs.Object,
+	error) {
+	object, err := f.Fs.Put(ctx, in, source, options...)
+	f.change()
+	return &removedObject{object, &f.removed}, err
+}
+
+type removedObject struct {
+	fs.Object
+	removed *atomic.Int32
+}
+
+func (o *removedObject) Remove(ctx context.Context) error {
+	o.removed.Add(1)
+	return o.Object.Remove(ctx)
+}
+
+func TestAFileThatChangesWhileItIsUploadedIsNotRemoved(t *testing.T) {
+	changing := &changingFs{}
+	s := serve(t, 10*time.Millisecond, func(local fs.Fs) fs.Fs {
+		changing.Fs = local
+		local.Features().PartialUploads = false
+		return newOpeningFs(changing, nil)
+	})
+	changing.change = sync.OnceFunc(func() {
+		// What a save does just before the cache notices that this upload is out of date.
+		must(t, os.WriteFile(filepath.Join(s.files.cache.data, "a"), []byte("b"), 0o600))
+	})
+	s.save("a", "a")
+	s.uploaded()
+	if count := changing.removed.Load(); count != 0 {
+		t.Errorf("it was removed %d times", count)
+	}
 }
