@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxSingleInstance.h"
 
+#include "Platform/Linux/InstanceSocket.h"
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/PrivateFolder.h"
 #include "Platform/PlatformError.h"
@@ -22,6 +23,7 @@ LinuxSingleInstance::LinuxSingleInstance(const QString &file)
     : m_file(file) {}
 
 LinuxSingleInstance::~LinuxSingleInstance() {
+    m_socket.reset();
     if (m_lock >= 0)
         ::close(m_lock);
 }
@@ -55,11 +57,15 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
     if (::pwrite(lock, pid.constData(), size_t(pid.size()), 0) != pid.size() || ::ftruncate(lock, pid.size()) != 0)
         fail("written");
     m_lock = lock;
+    m_socket = std::make_unique<InstanceSocket>(m_file);
+    connect(m_socket.get(), &InstanceSocket::told, this, &SingleInstance::startedAgain);
+    if (!m_socket->listen())
+        qCWarning(platformLog).noquote() << "this instance will not hear of further starts:" << systemError();
     return Outcome::acquired;
 }
 
-bool LinuxSingleInstance::tellOther(bool, const QByteArray &) {
-    return false;
+bool LinuxSingleInstance::tellOther(bool inBackground, const QByteArray &activationToken) {
+    return InstanceSocket(m_file).tell(inBackground, activationToken);
 }
 
 } // namespace quillmount

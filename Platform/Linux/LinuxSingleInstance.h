@@ -5,7 +5,11 @@
 
 #include <QString>
 
+#include <memory>
+
 namespace quillmount {
+
+class InstanceSocket;
 
 // A lock that the kernel holds for this process alone: neither a program that it starts nor its own end by any signal
 // leaves it behind. The file holds the number of the process, for whoever looks.
@@ -26,6 +30,7 @@ private:
 
     QString m_file;
     int m_lock = -1;
+    std::unique_ptr<InstanceSocket> m_socket; // of the one instance
 };
 
 } // namespace quillmount

@@ -1,20 +1,29 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxSingleInstance.h"
+#include "Platform/Linux/PrivateFolder.h"
 #include "Platform/PlatformError.h"
 #include "Tests/Support/TestFiles.h"
+#include "Tests/Support/WaitFor.h"
 
+#include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
 #include <cstdio>
+#include <future>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 using namespace quillmount;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 using Outcome = SingleInstance::Outcome;
 
@@ -26,7 +35,21 @@ private Q_SLOTS:
     void aSecondStartIsRefusedUntilTheFirstEnds();
     void whatCannotBeLocked_data();
     void whatCannotBeLocked();
+    void theFirstIsToldOfAnotherStart_data();
+    void theFirstIsToldOfAnotherStart();
+    void strangeMessagesAreIgnored();
 };
+
+namespace {
+
+// What another start would do, which waits for the answer.
+bool tell(const QString &file, bool inBackground, const QByteArray &token) {
+    auto told =
+        std::async(std::launch::async, [&] { return LinuxSingleInstance(file).tellOther(inBackground, token); });
+    return waitFor([&told] { return told.wait_for(0s) == std::future_status::ready; }) && told.get();
+}
+
+} // namespace
 
 void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds_data() {
     QTest::addColumn<int>("signal");
@@ -59,13 +82,76 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
     QCOMPARE(::stat(QFile::encodeName(folder.path() + u"/state home/Quillmount"_s).constData(), &parent), 0);
     QCOMPARE(int(parent.st_mode & 07777), 0700);
 
+    if (signal == SIGKILL) {
+        // It hears nothing, for it has no event loop.
+        QElapsedTimer sinceCall;
+        sinceCall.start();
+        QVERIFY(!second.tellOther(false, {}));
+        QVERIFY(sinceCall.elapsed() < 5000);
+    }
+
     ::kill(pid_t(first.processId()), signal);
     QTRY_COMPARE(second.acquire(), Outcome::acquired);
+    // Whatever the first has left behind.
+    QVERIFY(tell(file, false, {}));
     QCOMPARE(contentOf(u"/proc/%1/cmdline"_s.arg(child)), QByteArray(WAITING_PROGRAM) + '\0');
     QCOMPARE(second.acquire(), Outcome::acquired);
     QCOMPARE(LinuxSingleInstance(file).acquire(), Outcome::heldByOther);
     input.close();
     QTRY_COMPARE(first.state(), QProcess::NotRunning);
+}
+
+void LinuxSingleInstanceTest::theFirstIsToldOfAnotherStart_data() {
+    QTest::addColumn<bool>("hasRuntimeFolder");
+    QTest::addColumn<int>("lengthOfPath");
+    QTest::newRow("runtime folder") << true << 1;
+    QTest::newRow("state folder") << false << 1;
+    QTest::newRow("longer than an address") << false << 200;
+}
+
+void LinuxSingleInstanceTest::theFirstIsToldOfAnotherStart() {
+    QFETCH(bool, hasRuntimeFolder);
+    QFETCH(int, lengthOfPath);
+    const QTemporaryDir folder;
+    const QString run = folder.filePath(u"run"_s);
+    QVERIFY(makePrivateFolder(run));
+    qputenv("XDG_RUNTIME_DIR", hasRuntimeFolder ? QFile::encodeName(run) : QByteArray());
+    const QString state = folder.path() + u'/' + QString(lengthOfPath, u'x') + u'/';
+    LinuxSingleInstance first(state + u"a/lock"_s);
+    LinuxSingleInstance ofAnotherHome(state + u"b/lock"_s);
+    QCOMPARE(first.acquire(), Outcome::acquired);
+    QCOMPARE(ofAnotherHome.acquire(), Outcome::acquired);
+    QSignalSpy again(&first, &SingleInstance::startedAgain);
+    QVERIFY(tell(state + u"a/lock"_s, true, {}));
+    QVERIFY(tell(state + u"a/lock"_s, false, "token"));
+    QCOMPARE(again, QList<QVariantList>({{true, QByteArray()}, {false, QByteArray("token")}}));
+    const QFileInfoList sockets = QDir(hasRuntimeFolder ? run : state + u'a').entryInfoList(QDir::System);
+    QCOMPARE(sockets.size(), hasRuntimeFolder ? 2 : 1);
+    QCOMPARE(sockets.first().permissions() & ~0x7000, QFile::ReadUser | QFile::WriteUser);
+}
+
+void LinuxSingleInstanceTest::strangeMessagesAreIgnored() {
+    const QTemporaryDir folder;
+    qunsetenv("XDG_RUNTIME_DIR");
+    const QString file = folder.filePath(u"lock"_s);
+    LinuxSingleInstance first(file);
+    QCOMPARE(first.acquire(), Outcome::acquired);
+    QSignalSpy again(&first, &SingleInstance::startedAgain);
+    QList<int> strangers;
+    for (const QByteArray &message : {QByteArray("x"), QByteArray(5000, 'f'), QByteArray(), QByteArray()}) {
+        const int stranger = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+        sockaddr_un address = {AF_UNIX, {}};
+        qstrncpy(address.sun_path, QFile::encodeName(folder.filePath(u"instance.socket"_s)).constData(), 100);
+        QCOMPARE(::connect(stranger, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        if (!message.isEmpty())
+            QCOMPARE(::send(stranger, message.constData(), size_t(message.size()), 0), ssize_t(message.size()));
+        strangers.append(stranger);
+    }
+    ::close(strangers.takeLast());
+    QVERIFY(tell(file, false, "token"));
+    QCOMPARE(again.size(), 1);
+    for (const int stranger : std::as_const(strangers))
+        ::close(stranger);
 }
 
 void LinuxSingleInstanceTest::whatCannotBeLocked_data() {
