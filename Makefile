@@ -1,5 +1,5 @@
 # The front door. Each target does its own set-up and is safe to run again.
-.PHONY: run test bench clean
+.PHONY: run test bench gallery clean
 .NOTPARALLEL:
 
 run:
@@ -10,6 +10,9 @@ test:
 
 bench:
 	@Scripts/bench
+
+gallery:
+	@Scripts/gallery
 
 clean:
 	rm -rf build

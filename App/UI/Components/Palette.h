@@ -30,6 +30,10 @@ class Palette : public QObject {
     Q_PROPERTY(QColor primary READ primary NOTIFY changed FINAL)
     Q_PROPERTY(QColor secondary READ secondary NOTIFY changed FINAL)
     Q_PROPERTY(QColor hairline READ hairline NOTIFY changed FINAL)
+    Q_PROPERTY(QColor bandEdge READ bandEdge CONSTANT FINAL)
+    Q_PROPERTY(QColor pill READ pill CONSTANT FINAL)
+    Q_PROPERTY(QColor pillText READ pillText CONSTANT FINAL)
+    Q_PROPERTY(QColor buttonText READ buttonText CONSTANT FINAL)
 
 public:
     // `appearance` has to outlive it.
@@ -44,7 +48,7 @@ public:
     [[nodiscard]] QColor transit() const { return dynamic(0xC98A00, 0xF2A900); }
     [[nodiscard]] QColor fault() const { return dynamic(0xC81E33, 0xFF5A6E); }
     [[nodiscard]] QColor band() const { return dynamic(0x111214, 0x000000); }
-    [[nodiscard]] QColor bandText() const { return Qt::white; }
+    [[nodiscard]] static QColor bandText() { return Qt::white; }
     [[nodiscard]] QColor rail() const { return dynamic(0xD9DCE0, 0x3A3D42); }
     [[nodiscard]] QColor station() const { return dynamic(0x111214, 0xF4F5F6); }
 
@@ -53,6 +57,13 @@ public:
     [[nodiscard]] QColor primary() const;
     [[nodiscard]] QColor secondary() const;
     [[nodiscard]] QColor hairline() const { return faint(primary(), 0.08); }
+
+    // On the band: the line along its lower edge, and the pill with its text.
+    [[nodiscard]] static QColor bandEdge() { return faint(Qt::white, 0.08); }
+    [[nodiscard]] static QColor pill() { return faint(Qt::white, 0.08); }
+    [[nodiscard]] static QColor pillText() { return faint(Qt::white, 0.9); }
+    // On a primary button.
+    [[nodiscard]] static QColor buttonText() { return Qt::white; }
 
     // The same colour, more translucent: `opacity` is multiplied with what it has.
     Q_INVOKABLE static QColor faint(QColor color, qreal opacity);

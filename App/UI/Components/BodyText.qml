@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+import QtQuick
+import Quillmount.Components
+
+PlainText {
+    spoken: true
+    color: Colors.secondary
+    wrapMode: Text.Wrap
+}

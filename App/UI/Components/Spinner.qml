@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+import QtQuick
+import Quillmount.Components
+
+SpinnerRing {
+    color: Colors.secondary
+    rail: Colors.hairline
+    seconds: time.seconds
+    still: Motion.reduceMotion
+
+    FrameTime {
+        id: time
+
+        wanted: true
+    }
+}

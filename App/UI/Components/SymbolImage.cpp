@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/UI/Components/SymbolImage.h"
+
+#include <QLoggingCategory>
+#include <QPainter>
+#include <QSvgRenderer>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Q_LOGGING_CATEGORY(logUi, "quillmount.ui")
+
+// The sizes that bars and lists of windows ask for, at one and two pixels a point.
+constexpr int iconSizes[] = {16, 20, 22, 24, 32, 40, 44, 48, 64};
+
+QImage drawn(const QString &name, int pixels) {
+    QSvgRenderer drawing(u":/symbols/%1.svg"_s.arg(name));
+    if (!drawing.isValid()) {
+        qCWarning(logUi, "there is no symbol %ls", qUtf16Printable(name));
+        return {};
+    }
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    drawing.render(&painter, QRectF(0, 0, pixels, pixels));
+    return image;
+}
+
+} // namespace
+
+QImage SymbolImage::tinted(const QString &name, int pixels, const QColor &color) {
+    QImage image = drawn(name, pixels);
+    for (int y = 0; y < image.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            // What is premultiplied says how much white there is: the rest of the coverage is ink.
+            const int ink = qAlpha(line[x]) - qGreen(line[x]);
+            line[x] = qPremultiply(qRgba(color.red(), color.green(), color.blue(), ink * color.alpha() / 255));
+        }
+    }
+    return image;
+}
+
+QIcon SymbolImage::icon(const QString &name, const QColor &color) {
+    QIcon icon;
+    for (const int size : iconSizes)
+        icon.addPixmap(QPixmap::fromImage(tinted(name, size, color)));
+    return icon;
+}
+
+QIcon SymbolImage::application() {
+    QIcon icon;
+    for (const int size : {16, 22, 24, 32, 48, 64, 128, 256})
+        icon.addPixmap(QPixmap::fromImage(drawn(u"AppIcon"_s, size)));
+    return icon;
+}
+
+} // namespace quillmount
