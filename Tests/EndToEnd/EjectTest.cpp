@@ -62,5 +62,5 @@ void EjectTest::waitsForUploadsUntilCancelledOrForced() {
                           u"starting"_s, u"live"_s, u"ejecting"_s, u"stopped"_s, u"starting"_s, u"live"_s}));
 }
 
-QTEST_GUILESS_MAIN(EjectTest)
+QTEST_MAIN(EjectTest)
 #include "EjectTest.moc"

@@ -126,5 +126,5 @@ void GoogleTroubleTest::fullGoogleLosesNothing() {
     QCOMPARE(drive.engine().stats().pendingUploads(), 0);
 }
 
-QTEST_GUILESS_MAIN(GoogleTroubleTest)
+QTEST_MAIN(GoogleTroubleTest)
 #include "GoogleTroubleTest.moc"
