@@ -8,26 +8,28 @@
 namespace quillmount {
 
 // The body of a live drive.
-class LiveBodyModel : public PanelBodyModel {
+class LiveBodyModel : public quillmount::PanelBodyModel {
     Q_OBJECT
-    Q_PROPERTY(quillmount::RouteLine::Style line READ line NOTIFY contentChanged)
-    Q_PROPERTY(int moving READ moving NOTIFY contentChanged)
-    Q_PROPERTY(QString subline READ subline NOTIFY contentChanged)
-    Q_PROPERTY(QString quotaText READ quotaText NOTIFY contentChanged)
-    Q_PROPERTY(double quotaFraction READ quotaFraction NOTIFY contentChanged)
-    Q_PROPERTY(QString cacheText READ cacheText NOTIFY contentChanged)
-    Q_PROPERTY(double cacheFraction READ cacheFraction NOTIFY contentChanged)
-    Q_PROPERTY(bool offersHelp READ offersHelp NOTIFY contentChanged)
-    Q_PROPERTY(quillmount::TransferListModel *transfers READ transfers CONSTANT)
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the panel")
+    Q_PROPERTY(int line READ line NOTIFY contentChanged FINAL)
+    Q_PROPERTY(int moving READ moving NOTIFY contentChanged FINAL)
+    Q_PROPERTY(QString subline READ subline NOTIFY contentChanged FINAL)
+    Q_PROPERTY(QString quotaText READ quotaText NOTIFY contentChanged FINAL)
+    Q_PROPERTY(double quotaFraction READ quotaFraction NOTIFY contentChanged FINAL)
+    Q_PROPERTY(QString cacheText READ cacheText NOTIFY contentChanged FINAL)
+    Q_PROPERTY(double cacheFraction READ cacheFraction NOTIFY contentChanged FINAL)
+    Q_PROPERTY(bool offersHelp READ offersHelp NOTIFY contentChanged FINAL)
+    Q_PROPERTY(quillmount::TransferListModel *transfers READ transfers CONSTANT FINAL)
 
 public:
     explicit LiveBodyModel(const DriveSnapshot &drive, QObject *parent = nullptr);
 
-    [[nodiscard]] bool isLive() const override { return true; }
     [[nodiscard]] QString headline() const override { return m_content.headline; }
     void update(const DriveSnapshot &drive) override;
 
-    [[nodiscard]] RouteLine::Style line() const { return m_content.line; }
+    // A RouteDiagram::LineStyle.
+    [[nodiscard]] int line() const { return static_cast<int>(m_content.line); }
     [[nodiscard]] int moving() const { return m_content.moving; }
     [[nodiscard]] QString subline() const { return m_content.subline; }
     [[nodiscard]] QString quotaText() const { return m_content.quotaText; }

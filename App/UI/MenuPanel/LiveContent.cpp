@@ -12,10 +12,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-RouteLine::Style lineOf(const DriveSnapshot &drive) {
+using Line = RouteDiagram::LineStyle;
+
+Line lineOf(const DriveSnapshot &drive) {
     if (!drive.isOnline)
-        return RouteLine::offline;
-    return drive.hasErrors() ? RouteLine::fault : RouteLine::live;
+        return Line::offline;
+    return drive.hasErrors() ? Line::fault : Line::live;
 }
 
 QString headlineOf(const DriveSnapshot &drive) {

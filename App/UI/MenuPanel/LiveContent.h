@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "App/UI/Components/RouteDiagram.h"
 #include "App/UI/MenuPanel/DriveSnapshot.h"
-#include "App/UI/MenuPanel/RouteLine.h"
 
 namespace quillmount {
 
 // The texts and figures of the body of a live drive.
 struct LiveContent {
-    RouteLine::Style line = RouteLine::live;
+    RouteDiagram::LineStyle line = RouteDiagram::LineStyle::live;
     int moving = 0; // files on the line
     QString headline;
     QString subline;

@@ -5,6 +5,7 @@
 #include "App/UI/MenuPanel/StatusBodyModel.h"
 
 #include <QAccessible>
+#include <QQuickWindow>
 
 #include <utility>
 
@@ -28,45 +29,46 @@ MenuPanelModel::MenuPanelModel(const DriveSnapshot &drive, QObject *parent)
     , m_stateKey(keyOf(drive))
     , m_pill(StatusPillContent::of(drive))
     , m_email(drive.email) {
-    replaceBody(drive);
+    m_bodies.replaceBy(makeBody(drive));
+    m_announced = m_bodies.current()->headline();
 }
 
 void MenuPanelModel::update(const DriveSnapshot &drive) {
-    if (std::exchange(m_state, drive.state) == drive.state)
-        body()->update(drive);
+    const bool isSameState = std::exchange(m_state, drive.state) == drive.state;
+    if (isSameState)
+        m_bodies.current()->update(drive);
     else
-        replaceBody(drive);
+        m_bodies.replaceBy(makeBody(drive));
     const StatusPillContent pill = StatusPillContent::of(drive);
     if (std::exchange(m_pill, pill) != pill)
         Q_EMIT pillChanged();
     if (std::exchange(m_email, drive.email) != drive.email)
         Q_EMIT emailChanged();
-    // Last: whoever looks now finds the new content.
     const QString key = keyOf(drive);
-    if (std::exchange(m_stateKey, key) != key)
-        Q_EMIT stateKeyChanged();
+    if (std::exchange(m_stateKey, key) == key)
+        return;
+    Q_EMIT stateKeyChanged();
+    if (isSameState)
+        Q_EMIT m_bodies.current()->kindChanged();
 }
 
-void MenuPanelModel::replaceBody(const DriveSnapshot &drive) {
-    if (body())
-        body()->retire();
-    m_current = 1 - m_current;
-    PanelBodyModel *next = nullptr;
+PanelBodyModel *MenuPanelModel::makeBody(const DriveSnapshot &drive) {
+    PanelBodyModel *body = nullptr;
     if (drive.isLive()) {
         auto *live = new LiveBodyModel(drive, this);
         connect(live, &LiveBodyModel::revealRequested, this, &MenuPanelModel::revealRequested);
-        next = live;
+        body = live;
     } else {
-        next = new StatusBodyModel(drive, this);
+        body = new StatusBodyModel(drive, this);
     }
-    connect(next, &PanelBodyModel::actionRequested, this, &MenuPanelModel::actionRequested);
-    PanelBodyModel *const beforeLast = std::exchange(m_bodies[m_current], next);
-    Q_EMIT bodiesChanged();
-    if (beforeLast)
-        beforeLast->deleteLater();
+    connect(body, &PanelBodyModel::actionRequested, this, &MenuPanelModel::actionRequested);
+    return body;
 }
 
-void MenuPanelModel::announce(QObject *item) {
+void MenuPanelModel::announce(QQuickItem *item) {
+    const QString headline = m_bodies.current()->headline();
+    if (!item->window() || !item->window()->isVisible() || std::exchange(m_announced, headline) == headline)
+        return;
     QAccessibleEvent event(item, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);
 }

@@ -1,25 +1,26 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include "App/UI/MenuPanel/PanelBodyModel.h"
+#include "App/UI/MenuPanel/PanelBodies.h"
 #include "App/UI/MenuPanel/StatusPillContent.h"
 
 #include <QObject>
+#include <QQuickItem>
+#include <QtQml/qqmlregistration.h>
 
 namespace quillmount {
 
-// The status panel: its pill, its body, its footer. The body is made anew with each state of the drive, in one of two
-// places in turn, so that the former one can fade out in the other.
+// The status panel: its pill, its body, its footer. The body is made anew with each state of the drive.
 class MenuPanelModel : public QObject {
     Q_OBJECT
-    Q_PROPERTY(QString stateKey READ stateKey NOTIFY stateKeyChanged)
-    Q_PROPERTY(QString pillLabel READ pillLabel NOTIFY pillChanged)
-    Q_PROPERTY(QString pillColor READ pillColor NOTIFY pillChanged)
-    Q_PROPERTY(bool isPillPulsing READ isPillPulsing NOTIFY pillChanged)
-    Q_PROPERTY(QString email READ email NOTIFY emailChanged)
-    Q_PROPERTY(quillmount::PanelBodyModel *firstBody READ firstBody NOTIFY bodiesChanged)
-    Q_PROPERTY(quillmount::PanelBodyModel *secondBody READ secondBody NOTIFY bodiesChanged)
-    Q_PROPERTY(bool showsSecondBody READ showsSecondBody NOTIFY bodiesChanged)
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the panel")
+    Q_PROPERTY(QString stateKey READ stateKey NOTIFY stateKeyChanged FINAL)
+    Q_PROPERTY(QString pillLabel READ pillLabel NOTIFY pillChanged FINAL)
+    Q_PROPERTY(QString pillColor READ pillColor NOTIFY pillChanged FINAL)
+    Q_PROPERTY(bool isPillPulsing READ isPillPulsing NOTIFY pillChanged FINAL)
+    Q_PROPERTY(QString email READ email NOTIFY emailChanged FINAL)
+    Q_PROPERTY(quillmount::PanelBodies *bodies READ bodies CONSTANT FINAL)
 
 public:
     explicit MenuPanelModel(const DriveSnapshot &drive, QObject *parent = nullptr);
@@ -35,33 +36,29 @@ public:
     [[nodiscard]] bool isPillPulsing() const { return m_pill.isPulsing; }
     // Of the account; empty when it is not known.
     [[nodiscard]] QString email() const { return m_email; }
-    [[nodiscard]] PanelBodyModel *firstBody() const { return m_bodies[0]; }
-    [[nodiscard]] PanelBodyModel *secondBody() const { return m_bodies[1]; }
-    [[nodiscard]] bool showsSecondBody() const { return m_current == 1; }
-    [[nodiscard]] PanelBodyModel *body() const { return m_bodies[m_current]; }
+    [[nodiscard]] PanelBodies *bodies() { return &m_bodies; }
 
     Q_INVOKABLE void openSettings() { Q_EMIT actionRequested(PanelAction::openSettings); }
     Q_INVOKABLE void quit() { Q_EMIT actionRequested(PanelAction::quit); }
-    // Tells a screen reader of the headline that `item` shows.
-    Q_INVOKABLE void announce(QObject *item);
+    // Tells a screen reader of the present headline, which `item` shows, unless it was told already or nobody sees it.
+    Q_INVOKABLE void announce(QQuickItem *item);
 
 Q_SIGNALS:
     void stateKeyChanged();
     void pillChanged();
     void emailChanged();
-    void bodiesChanged();
     void actionRequested(quillmount::PanelAction action);
     void revealRequested(const QString &transferId);
 
 private:
-    void replaceBody(const DriveSnapshot &drive);
+    [[nodiscard]] PanelBodyModel *makeBody(const DriveSnapshot &drive);
 
     DriveState m_state;
     QString m_stateKey;
     StatusPillContent m_pill;
     QString m_email;
-    PanelBodyModel *m_bodies[2] = {};
-    int m_current = 1;
+    PanelBodies m_bodies;
+    QString m_announced;
 };
 
 } // namespace quillmount

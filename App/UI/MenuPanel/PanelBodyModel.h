@@ -5,6 +5,7 @@
 #include "App/UI/MenuPanel/PanelAction.h"
 
 #include <QObject>
+#include <QtQml/qqmlregistration.h>
 
 namespace quillmount {
 
@@ -12,14 +13,13 @@ namespace quillmount {
 // nothing any more.
 class PanelBodyModel : public QObject {
     Q_OBJECT
-    Q_PROPERTY(bool isLive READ isLive CONSTANT)
-    Q_PROPERTY(QString headline READ headline NOTIFY contentChanged)
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the panel")
+    Q_PROPERTY(QString headline READ headline NOTIFY contentChanged FINAL)
 
 public:
     using QObject::QObject;
 
-    // Whether it is the live drive's, a LiveBodyModel; else it is a StatusBodyModel.
-    [[nodiscard]] virtual bool isLive() const = 0;
     [[nodiscard]] virtual QString headline() const = 0;
     // Shows the drive as it is now.
     virtual void update(const DriveSnapshot &drive) = 0;
@@ -29,6 +29,8 @@ public:
 
 Q_SIGNALS:
     void contentChanged();
+    // What it shows is of another kind now, and not only in its figures.
+    void kindChanged();
     void actionRequested(quillmount::PanelAction action);
 
 protected:

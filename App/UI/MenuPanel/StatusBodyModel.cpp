@@ -19,4 +19,11 @@ void StatusBodyModel::update(const DriveSnapshot &drive) {
         Q_EMIT buttonsChanged();
 }
 
+QVariantList StatusBodyModel::buttons() const {
+    QVariantList buttons;
+    for (const PanelButton &button : m_content.buttons)
+        buttons.append(QVariant::fromValue(button));
+    return buttons;
+}
+
 } // namespace quillmount

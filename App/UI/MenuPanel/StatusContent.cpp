@@ -10,11 +10,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+using Line = RouteDiagram::LineStyle;
+
 using Action = PanelAction;
 using Kind = ErrorMapper::Kind;
 
 StatusContent signedOut() {
-    return {.line = RouteLine::idle,
+    return {.line = Line::idle,
             .destination = u"Google Drive"_s,
             .title = u"Use your Google Drive space as a drive"_s,
             .detail =
@@ -24,7 +26,7 @@ StatusContent signedOut() {
 }
 
 StatusContent stopped() {
-    return {.line = RouteLine::idle,
+    return {.line = Line::idle,
             .title = u"Drive ejected"_s,
             .detail =
                 u"Your files are safe on Google Drive and your account stays signed in. Connect again to use the drive "
@@ -33,7 +35,7 @@ StatusContent stopped() {
 }
 
 StatusContent starting() {
-    return {.line = RouteLine::pending,
+    return {.line = Line::pending,
             .title = u"Connecting your drive"_s,
             .detail = u"This takes a few seconds."_s,
             .isWorking = true,
@@ -42,12 +44,12 @@ StatusContent starting() {
 
 StatusContent ejecting(int pending) {
     if (pending == 0)
-        return {.line = RouteLine::pending,
+        return {.line = Line::pending,
                 .title = u"Ejecting"_s,
                 .detail = u"Disconnecting the drive from Finder."_s,
                 .isWorking = true,
                 .buttons = {}};
-    return {.line = RouteLine::pending,
+    return {.line = Line::pending,
             .moving = pending,
             .title = u"Uploading "_s + fileCount(pending) + u", then ejecting"_s,
             .detail = u"You can eject now instead: unfinished uploads stay on this Mac and continue the next time you "
@@ -72,7 +74,7 @@ QList<PanelButton> faultButtons(Kind kind) {
 
 StatusContent failed(Kind kind, const QString &supportAddress) {
     const FaultText text = FaultText::of(kind, supportAddress);
-    return {.line = RouteLine::fault, .title = text.title, .detail = text.detail, .buttons = faultButtons(kind)};
+    return {.line = Line::fault, .title = text.title, .detail = text.detail, .buttons = faultButtons(kind)};
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "App/UI/Components/RouteDiagram.h"
 #include "App/UI/MenuPanel/DriveSnapshot.h"
 #include "App/UI/MenuPanel/PanelButton.h"
-#include "App/UI/MenuPanel/RouteLine.h"
 
 #include <QList>
 
@@ -11,7 +11,7 @@ namespace quillmount {
 
 // The texts and buttons of every body but the live one.
 struct StatusContent {
-    RouteLine::Style line = RouteLine::idle;
+    RouteDiagram::LineStyle line = RouteDiagram::LineStyle::idle;
     int moving = 0; // files on the line
     QString destination = QStringLiteral("Drive");
     QString title;

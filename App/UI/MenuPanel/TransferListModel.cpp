@@ -2,6 +2,7 @@
 #include "App/UI/MenuPanel/TransferListModel.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quillmount {
 
@@ -33,8 +34,13 @@ void TransferListModel::update(const QList<DriveTransfer> &transfers) {
     for (const DriveTransfer &transfer : transfers)
         if (wanted.size() < maxRows && std::ranges::none_of(wanted, sameUpload(transfer.id)))
             wanted.append(transfer);
+    if (!wanted.isEmpty())
+        take(wanted);
+    if (std::exchange(m_isShown, !wanted.isEmpty()) != m_isShown)
+        Q_EMIT shownChanged();
+}
 
-    const int formerCount = count();
+void TransferListModel::take(const QList<DriveTransfer> &wanted) {
     removeMissing(wanted);
     for (int row = 0; row < wanted.size(); ++row) {
         const auto found = std::find_if(m_transfers.cbegin() + row, m_transfers.cend(), sameUpload(wanted[row].id));
@@ -55,12 +61,10 @@ void TransferListModel::update(const QList<DriveTransfer> &transfers) {
             Q_EMIT dataChanged(index(row), index(row));
         }
     }
-    if (count() != formerCount)
-        Q_EMIT countChanged();
 }
 
 void TransferListModel::removeMissing(const QList<DriveTransfer> &wanted) {
-    for (int row = count() - 1; row >= 0; --row) {
+    for (int row = rowCount() - 1; row >= 0; --row) {
         if (std::ranges::any_of(wanted, sameUpload(m_transfers[row].id)))
             continue;
         beginRemoveRows({}, row, row);

@@ -4,6 +4,7 @@
 #include "App/Engine/DriveState.h"
 
 #include <QAbstractListModel>
+#include <QtQml/qqmlregistration.h>
 
 namespace quillmount {
 
@@ -11,7 +12,9 @@ namespace quillmount {
 // happens around it.
 class TransferListModel : public QAbstractListModel {
     Q_OBJECT
-    Q_PROPERTY(int count READ count NOTIFY countChanged)
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the panel")
+    Q_PROPERTY(bool shown READ isShown NOTIFY shownChanged FINAL)
 
 public:
     enum Role {
@@ -26,18 +29,23 @@ public:
 
     void update(const QList<DriveTransfer> &transfers);
 
-    [[nodiscard]] int count() const { return static_cast<int>(m_transfers.size()); }
-    [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override { return parent.isValid() ? 0 : count(); }
+    // False when nothing is uploaded. The last rows are kept meanwhile, so that they can fade out.
+    [[nodiscard]] bool isShown() const { return m_isShown; }
+    [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override {
+        return parent.isValid() ? 0 : static_cast<int>(m_transfers.size());
+    }
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
 Q_SIGNALS:
-    void countChanged();
+    void shownChanged();
 
 private:
+    void take(const QList<DriveTransfer> &wanted);
     void removeMissing(const QList<DriveTransfer> &wanted);
 
     QList<DriveTransfer> m_transfers;
+    bool m_isShown = false;
 };
 
 } // namespace quillmount

@@ -13,6 +13,7 @@ using namespace quillmount;
 using namespace Qt::StringLiterals;
 
 using Kind = ErrorMapper::Kind;
+using Line = RouteDiagram::LineStyle;
 
 constexpr qint64 gigabyte = 1'000'000'000;
 
@@ -85,7 +86,7 @@ void PanelContentTest::labelAndPill() {
 void PanelContentTest::live_data() {
     QTest::addColumn<DriveSnapshot>("snapshot");
     QTest::addColumn<double>("speed");
-    QTest::addColumn<RouteLine::Style>("line");
+    QTest::addColumn<Line>("line");
     QTest::addColumn<int>("moving");
     QTest::addColumn<QString>("headline");
     QTest::addColumn<QString>("subline");
@@ -93,19 +94,18 @@ void PanelContentTest::live_data() {
     const auto offline = [](qint64 queued, qint64 errored) { return drive(DriveState::live, queued, errored, false); };
     const QString keepWorking = u"Keep working; your changes are already saved on this Mac."_s;
     constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
-    QTest::newRow("idle") << online(0, 0) << 5.0 << RouteLine::live << 0 << u"Everything is on Google Drive"_s
+    QTest::newRow("idle") << online(0, 0) << 5.0 << Line::live << 0 << u"Everything is on Google Drive"_s
                           << u"Files you save upload a few seconds later."_s;
-    QTest::newRow("one") << online(1, 0) << 0.0 << RouteLine::live << 1 << u"Uploading 1 file"_s << keepWorking;
-    QTest::newRow("five") << online(5, 0) << 2'500'000.9 << RouteLine::live << 5 << u"Uploading 5 files"_s
+    QTest::newRow("one") << online(1, 0) << 0.0 << Line::live << 1 << u"Uploading 1 file"_s << keepWorking;
+    QTest::newRow("five") << online(5, 0) << 2'500'000.9 << Line::live << 5 << u"Uploading 5 files"_s
                           << u"2.5 MB/s. "_s + keepWorking;
-    QTest::newRow("no speed") << online(5, 0) << unknown << RouteLine::live << 5 << u"Uploading 5 files"_s
-                              << keepWorking;
-    QTest::newRow("failed") << online(4, 2) << 5.0 << RouteLine::fault << 4 << u"2 files couldn't upload yet"_s
+    QTest::newRow("no speed") << online(5, 0) << unknown << Line::live << 5 << u"Uploading 5 files"_s << keepWorking;
+    QTest::newRow("failed") << online(4, 2) << 5.0 << Line::fault << 4 << u"2 files couldn't upload yet"_s
                             << u"They're saved on this Mac and Quillmount keeps retrying. If this doesn't clear, get "
                                "help."_s;
-    QTest::newRow("offline") << offline(0, 0) << 0.0 << RouteLine::offline << 0 << u"You're offline"_s
+    QTest::newRow("offline") << offline(0, 0) << 0.0 << Line::offline << 0 << u"You're offline"_s
                              << u"Recent files still open. New changes upload when you're back online."_s;
-    QTest::newRow("offline, failed") << offline(1, 1) << 5.0 << RouteLine::offline << 0 << u"You're offline"_s
+    QTest::newRow("offline, failed") << offline(1, 1) << 5.0 << Line::offline << 0 << u"You're offline"_s
                                      << u"1 file are saved on this Mac and will upload when you're back online."_s;
 }
 

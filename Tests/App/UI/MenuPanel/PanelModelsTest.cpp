@@ -40,25 +40,28 @@ private:
 
 void PanelModelsTest::aReplacedBodyIsDead() {
     MenuPanelModel panel(drive(DriveState::live));
+    const QAbstractItemModelTester tester(panel.bodies());
     QSignalSpy actions(&panel, &MenuPanelModel::actionRequested);
-    auto *const live = qobject_cast<LiveBodyModel *>(panel.body());
+    auto *const live = qobject_cast<LiveBodyModel *>(panel.bodies()->current());
     QVERIFY(live);
     live->eject();
     QCOMPARE(actions.size(), 1);
 
     panel.update(drive(DriveState::ejecting, 1));
-    QVERIFY(panel.firstBody() != panel.secondBody() && panel.body() != live);
-    QCOMPARE(panel.body()->headline(), u"Uploading 1 file, then ejecting"_s);
+    QCOMPARE(panel.bodies()->rowCount(), 2);
+    QCOMPARE(panel.bodies()->current()->headline(), u"Uploading 1 file, then ejecting"_s);
     QCOMPARE(live->headline(), u"Everything is on Google Drive"_s);
     live->eject();
     QCOMPARE(actions.size(), 1);
+    panel.update(drive(DriveState::stopped));
+    QCOMPARE(panel.bodies()->rowCount(), 2);
 }
 
 void PanelModelsTest::onlyWhatDiffersIsTold() {
     MenuPanelModel panel(drive(DriveState::live, 2));
     const QSignalSpy key(&panel, &MenuPanelModel::stateKeyChanged);
     const QSignalSpy pill(&panel, &MenuPanelModel::pillChanged);
-    const QSignalSpy content(panel.body(), &PanelBodyModel::contentChanged);
+    const QSignalSpy content(panel.bodies()->current(), &PanelBodyModel::contentChanged);
     panel.update(drive(DriveState::live, 2));
     QCOMPARE(content.size(), 0);
     panel.update(drive(DriveState::live, 1));
@@ -102,7 +105,12 @@ void PanelModelsTest::transfersKeepTheirRows() {
     QCOMPARE(second.row(), 2);
     QCOMPARE(third.row(), 0);
     QCOMPARE(second.data(TransferListModel::spokenText).toString(), u"Uploading b, 50 percent"_s);
+    QVERIFY(model.isShown());
+    update({});
+    QVERIFY(!model.isShown());
+    QCOMPARE(ids().size(), 3);
     update({u"two\nlines \u202egnp.exe"_s});
+    QCOMPARE(model.rowCount(), 1);
     QCOMPARE(model.index(0).data(TransferListModel::name).toString(), u"two\ufffdlines \ufffdgnp.exe"_s);
 }
 
