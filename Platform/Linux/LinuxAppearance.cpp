@@ -69,8 +69,12 @@ bool LinuxAppearance::eventFilter(QObject *watched, QEvent *event) {
 
 void LinuxAppearance::watchSettings() {
     QDBusConnection bus = QDBusConnection::sessionBus();
+    // The slot is found by the names of its types, and this one has none before its first use.
+    qRegisterMetaType<QDBusVariant>();
     // From any sender: with a name Qt would first wait for the bus to say whose it is.
-    bus.connect(QString(), portalPath, settings, u"SettingChanged"_s, this, SLOT(take(QString, QString, QDBusVariant)));
+    if (!bus.connect(QString(), portalPath, settings, u"SettingChanged"_s, this,
+                     SLOT(take(QString, QString, QDBusVariant))))
+        qCWarning(platformLog, "changes of the desktop's appearance will not be noticed");
     // A portal that was too slow for the first question, or has been started again, is asked when it is there.
     auto *watcher = new QDBusServiceWatcher(portal, bus, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, &LinuxAppearance::readSettings);
