@@ -54,8 +54,7 @@ void MonospacedDigits::paint(QPainter *painter) {
     painter->setPen(m_color);
     const QFontMetricsF metrics(m_font);
     layOut(m_text, metrics, [&](const QString &piece, qreal x, qreal advance) {
-        // A narrow digit stands at the right of its cell.
-        painter->drawText(QPointF(x + advance - metrics.horizontalAdvance(piece), baselineOffset()), piece);
+        painter->drawText(QPointF(x + (advance - metrics.horizontalAdvance(piece)) / 2, baselineOffset()), piece);
     });
 }
 
