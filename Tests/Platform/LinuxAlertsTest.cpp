@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LinuxAlerts.h"
+#include "Tests/Support/PrivateBus.h"
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QMessageBox>
-#include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -23,13 +23,15 @@ class NotificationServer : public QObject {
 public:
     QStringList capabilities;
     QStringList shown;
+    QList<uint> replaces;
 
 public Q_SLOTS:
     QStringList GetCapabilities() { return capabilities; }
-    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &body,
+    uint Notify(const QString &, uint replaced, const QString &, const QString &summary, const QString &body,
                 const QStringList &, const QVariantMap &, int) {
         shown.append(summary + u'|' + body);
-        return uint(shown.size());
+        replaces.append(replaced);
+        return replaced != 0 ? replaced : uint(shown.size());
     }
 };
 
@@ -76,10 +78,7 @@ void LinuxAlertsTest::asks() {
 }
 
 void LinuxAlertsTest::notifies() {
-    QProcess bus;
-    bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
-    QVERIFY(bus.waitForReadyRead());
-    qputenv("DBUS_SESSION_BUS_ADDRESS", bus.readLine().trimmed());
+    PrivateBus bus;
 
     // Nobody shows notifications: the text is not lost.
     static QStringList logged;
@@ -90,8 +89,7 @@ void LinuxAlertsTest::notifies() {
     qInstallMessageHandler(former);
 
     NotificationServer server;
-    auto connection = QDBusConnection::connectToBus(QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")),
-                                                    u"notification server"_s);
+    auto connection = bus.join(u"notification server"_s);
     QVERIFY(connection.registerObject(u"/org/freedesktop/Notifications"_s, &server, QDBusConnection::ExportAllSlots));
     QVERIFY(connection.registerService(u"org.freedesktop.Notifications"_s));
 
@@ -102,9 +100,17 @@ void LinuxAlertsTest::notifies() {
     QTRY_COMPARE(server.shown.size(), 2);
     QCOMPARE(server.shown.last(), u"A & B|&lt;b&gt;1&lt;/b&gt; &amp; 2"_s);
 
-    QDBusConnection::disconnectFromBus(u"notification server"_s);
-    bus.kill();
-    QVERIFY(bus.waitForFinished());
+    LinuxAlerts alerts;
+    for (const QString &kind : {u"fault"_s, u"fault"_s, u"files"_s, u"fault"_s, QString(), QString()}) {
+        const qsizetype before = server.shown.size();
+        alerts.notify(u"Title"_s, {}, kind);
+        QTRY_COMPARE(server.shown.size(), before + 1);
+        // The number of the notice has arrived when a later answer has.
+        const QDBusPendingCall answer = QDBusConnection::sessionBus().asyncCall(
+            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s, u"org.freedesktop.DBus"_s, u"GetId"_s));
+        QTRY_VERIFY(answer.isFinished());
+    }
+    QCOMPARE(server.replaces.mid(2), QList<uint>({0, 3, 0, 3, 0, 0}));
 }
 
 QTEST_MAIN(LinuxAlertsTest)
