@@ -27,5 +27,6 @@ struct GalleryState {
 
 // Each module's states; main.cpp puts them together.
 [[nodiscard]] QList<GalleryState> componentStates();
+[[nodiscard]] QList<GalleryState> menuPanelStates();
 
 } // namespace quillmount

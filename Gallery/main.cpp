@@ -36,7 +36,7 @@ int main(int argc, char **argv) {
     QGuiApplication::setFont(QFont(u"Inter"_s));
     folder.mkpath(u"."_s);
 
-    const QList<GalleryState> states = componentStates();
+    const QList<GalleryState> states = componentStates() + menuPanelStates();
     Studio studio;
     qsizetype count = 0;
     for (const int scale : {1, 2}) {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-pragma ComponentBehavior: Bound
 import QtQuick
 import Quillmount.MenuPanel
 
@@ -17,6 +16,9 @@ FocusScope {
     opacity: root.shown && root.isCurrent ? 1 : 0
     visible: root.opacity > 0
     Component.onCompleted: {
+        loader.setSource(root.body.view, {
+            body: root.body
+        });
         root.shown = true;
         root.panel.announce(root.view.headlineItem);
     }
@@ -30,21 +32,6 @@ FocusScope {
         id: loader
 
         width: root.width
-        sourceComponent: root.body instanceof LiveBodyModel ? live : status
-    }
-    Component {
-        id: live
-
-        LiveBody {
-            body: root.body as LiveBodyModel
-        }
-    }
-    Component {
-        id: status
-
-        StatusBody {
-            body: root.body as StatusBodyModel
-        }
     }
     Connections {
         target: root.body

@@ -53,9 +53,10 @@ RouteBody {
     PrimaryButton {
         id: openDrive
 
-        x: 16
         anchors.top: capacity.bottom
         anchors.topMargin: 24
+        anchors.left: root.left
+        anchors.leftMargin: 16
         anchors.right: actions.left
         anchors.rightMargin: 8
         text: "Open Drive"

@@ -25,6 +25,7 @@ class LiveBodyModel : public quillmount::PanelBodyModel {
 public:
     explicit LiveBodyModel(const DriveSnapshot &drive, QObject *parent = nullptr);
 
+    [[nodiscard]] QString view() const override { return QStringLiteral("LiveBody.qml"); }
     [[nodiscard]] QString headline() const override { return m_content.headline; }
     void update(const DriveSnapshot &drive) override;
 

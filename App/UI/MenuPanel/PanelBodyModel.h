@@ -15,11 +15,14 @@ class PanelBodyModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("made by the panel")
+    Q_PROPERTY(QString view READ view CONSTANT FINAL)
     Q_PROPERTY(QString headline READ headline NOTIFY contentChanged FINAL)
 
 public:
     using QObject::QObject;
 
+    // The file of the view that shows it, which takes it as its `body`.
+    [[nodiscard]] virtual QString view() const = 0;
     [[nodiscard]] virtual QString headline() const = 0;
     // Shows the drive as it is now.
     virtual void update(const DriveSnapshot &drive) = 0;

@@ -4,21 +4,14 @@
 #include "App/UI/MenuPanel/PanelAction.h"
 
 #include <QString>
-#include <QtQml/qqmlregistration.h>
 
 namespace quillmount {
 
-// One button of the panel's body: for QML its looks alone.
-class PanelButton {
-    Q_GADGET
-    QML_VALUE_TYPE(panelButton)
-    Q_PROPERTY(QString title MEMBER title CONSTANT)
-    Q_PROPERTY(bool isPrimary MEMBER isPrimary CONSTANT)
-
-public:
+// One button of the panel's body.
+struct PanelButton {
     QString title;
     PanelAction action = PanelAction::none;
-    bool isPrimary = false;
+    bool isPrimary = false; // at most one, the first
 
     friend bool operator==(const PanelButton &, const PanelButton &) = default;
 };

@@ -28,33 +28,21 @@ RouteBody {
             visible: root.body.isWorking
             anchors.verticalCenter: actions.verticalCenter
         }
+        PrimaryButton {
+            visible: text !== ""
+            text: root.body.primaryButton
+            onClicked: root.body.press(text)
+        }
         Repeater {
-            model: root.body.buttons
+            model: root.body.secondaryButtons
 
-            delegate: Loader {
-                id: slot
+            delegate: SecondaryButton {
+                id: button
 
-                required property panelButton modelData
-                required property int index
+                required property string modelData
 
-                sourceComponent: slot.modelData.isPrimary ? primary : secondary
-
-                Component {
-                    id: primary
-
-                    PrimaryButton {
-                        text: slot.modelData.title
-                        onClicked: root.body.press(slot.index)
-                    }
-                }
-                Component {
-                    id: secondary
-
-                    SecondaryButton {
-                        text: slot.modelData.title
-                        onClicked: root.body.press(slot.index)
-                    }
-                }
+                text: button.modelData
+                onClicked: root.body.press(button.modelData)
             }
         }
     }

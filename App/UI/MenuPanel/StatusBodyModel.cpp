@@ -19,11 +19,23 @@ void StatusBodyModel::update(const DriveSnapshot &drive) {
         Q_EMIT buttonsChanged();
 }
 
-QVariantList StatusBodyModel::buttons() const {
-    QVariantList buttons;
+QString StatusBodyModel::primaryButton() const {
+    const PanelButton first = m_content.buttons.value(0);
+    return first.isPrimary ? first.title : QString();
+}
+
+QStringList StatusBodyModel::secondaryButtons() const {
+    QStringList titles;
     for (const PanelButton &button : m_content.buttons)
-        buttons.append(QVariant::fromValue(button));
-    return buttons;
+        if (!button.isPrimary)
+            titles.append(button.title);
+    return titles;
+}
+
+void StatusBodyModel::press(const QString &title) {
+    for (const PanelButton &button : m_content.buttons)
+        if (button.title == title)
+            perform(button.action);
 }
 
 } // namespace quillmount

@@ -16,11 +16,13 @@ class StatusBodyModel : public quillmount::PanelBodyModel {
     Q_PROPERTY(QString destination READ destination NOTIFY contentChanged FINAL)
     Q_PROPERTY(QString detail READ detail NOTIFY contentChanged FINAL)
     Q_PROPERTY(bool isWorking READ isWorking NOTIFY contentChanged FINAL)
-    Q_PROPERTY(QVariantList buttons READ buttons NOTIFY buttonsChanged FINAL)
+    Q_PROPERTY(QString primaryButton READ primaryButton NOTIFY buttonsChanged FINAL)
+    Q_PROPERTY(QStringList secondaryButtons READ secondaryButtons NOTIFY buttonsChanged FINAL)
 
 public:
     explicit StatusBodyModel(const DriveSnapshot &drive, QObject *parent = nullptr);
 
+    [[nodiscard]] QString view() const override { return QStringLiteral("StatusBody.qml"); }
     [[nodiscard]] QString headline() const override { return m_content.title; }
     void update(const DriveSnapshot &drive) override;
 
@@ -30,11 +32,13 @@ public:
     [[nodiscard]] QString destination() const { return m_content.destination; }
     [[nodiscard]] QString detail() const { return m_content.detail; }
     [[nodiscard]] bool isWorking() const { return m_content.isWorking; }
-    // Each a PanelButton.
-    [[nodiscard]] QVariantList buttons() const;
+    // The title; empty when there is none.
+    [[nodiscard]] QString primaryButton() const;
+    // The titles.
+    [[nodiscard]] QStringList secondaryButtons() const;
 
-    // Carries out what the button of this number is for.
-    Q_INVOKABLE void press(int button) { perform(m_content.buttons.value(button).action); }
+    // Carries out what the button of this title is for.
+    Q_INVOKABLE void press(const QString &title);
 
 Q_SIGNALS:
     void buttonsChanged();
