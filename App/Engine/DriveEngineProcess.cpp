@@ -7,6 +7,7 @@
 #include "App/Engine/EngineLog.h"
 #include "App/Engine/EngineProcess.h"
 #include "App/Support/Paths.h"
+#include "Platform/OwnEnvironment.h"
 
 #include <QLoggingCategory>
 #include <QPointer>
@@ -49,7 +50,7 @@ void DriveEngine::launch() {
     auto *process = new EngineProcess(this);
     const quint64 run = m_run + 1;
     QObject::connect(process, &EngineProcess::ended, this, [this, run] { engineExited(run); });
-    if (!process->start(*binary, settings.arguments(), settings.environment(QProcessEnvironment::systemEnvironment()),
+    if (!process->start(*binary, settings.arguments(), settings.environment(OwnEnvironment::forChildren()),
                         lock->descriptor())) {
         qCWarning(engineLog, "the engine could not be started");
         delete process;

@@ -3,6 +3,7 @@
 
 #include "App/Concurrency/Background.h"
 #include "App/Engine/ChildProcess.h"
+#include "Platform/OwnEnvironment.h"
 
 #include <QFile>
 #include <QLoggingCategory>
@@ -105,7 +106,7 @@ std::optional<pid_t> start(const Command &command, const ErrorOutput &errors) {
     ChildProcess::keepEnded();
     const SpawnSettings settings(errors);
     pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(), environ) != 0)
+    if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(), OwnEnvironment::rawForChildren().data()) != 0)
         return std::nullopt;
     return pid;
 }

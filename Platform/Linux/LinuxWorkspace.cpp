@@ -4,6 +4,7 @@
 #include "Platform/Linux/CoreFiles.h"
 #include "Platform/Linux/PlatformLog.h"
 #include "Platform/Linux/SessionBus.h"
+#include "Platform/OwnEnvironment.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -48,7 +49,7 @@ void LinuxWorkspace::openURL(const QUrl &url, std::function<void()> failed) {
     opener->setStandardInputFile(QProcess::nullDevice());
     opener->setStandardOutputFile(QProcess::nullDevice());
     opener->setStandardErrorFile(QProcess::nullDevice());
-    opener->setProcessEnvironment(SessionBus::usersEnvironment());
+    opener->setProcessEnvironment(OwnEnvironment::forChildren());
     opener->setChildProcessModifier(prepareChild);
     const auto end = [opener, failed](bool isFailure) {
         opener->deleteLater();

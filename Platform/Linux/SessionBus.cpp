@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/SessionBus.h"
 
+#include "Platform/OwnEnvironment.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -27,14 +29,7 @@ bool SessionBus::isThere() {
 
 void SessionBus::startNone() {
     if (!isThere())
-        qputenv(variable, noBus);
-}
-
-QProcessEnvironment SessionBus::usersEnvironment() {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    if (environment.value(QString::fromLatin1(variable)) == QLatin1StringView(noBus))
-        environment.remove(QString::fromLatin1(variable));
-    return environment;
+        OwnEnvironment::set(variable, noBus);
 }
 
 } // namespace quillmount

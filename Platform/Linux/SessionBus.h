@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QProcessEnvironment>
-
 namespace quillmount {
 
 // The desktop's message bus. Libraries that find none start one of their own, which nobody else is on and which stays
@@ -12,12 +10,9 @@ namespace SessionBus {
 // Whether the environment names a bus that is there already. An address that asks for a start names none.
 [[nodiscard]] bool isThere();
 
-// Without a bus, keeps every library of this process from starting one. Before the application object is made.
+// Without a bus, keeps every library of this process from starting one. Before the application object is made. The
+// programs that it starts decide for themselves.
 void startNone();
-
-// The environment for a program that belongs to the user rather than to the application: that program decides about the
-// bus for itself.
-[[nodiscard]] QProcessEnvironment usersEnvironment();
 
 } // namespace SessionBus
 } // namespace quillmount

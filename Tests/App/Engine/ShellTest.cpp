@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/Shell.h"
+#include "Platform/OwnEnvironment.h"
 #include "Tests/Support/Started.h"
 #include "Tests/Support/TestFiles.h"
 #include "Tests/Support/WaitFor.h"
@@ -109,7 +110,11 @@ void ShellTest::commandsStartWithDefaultSignals() {
 
 void ShellTest::commandsKeepNothingOfTheirParent() {
     const int leaked = open("/dev/null", O_RDONLY);
-    const QString look = u"[ ! -e /proc/self/fd/%1 ] && [ \"$(pwd)\" = / ]"_s.arg(leaked);
+    OwnEnvironment::set("SHELL_TEST_OWN", "1");
+    qputenv("SHELL_TEST_OTHER", "1");
+    const QString look =
+        u"[ ! -e /proc/self/fd/%1 ] && [ \"$(pwd)\" = / ] && [ \"$SHELL_TEST_OWN$SHELL_TEST_OTHER\" = 1 ]"_s.arg(
+            leaked);
     const int status = runScript(look, {});
     close(leaked);
     QCOMPARE(status, 0);
