@@ -12,7 +12,6 @@ ButtonBase {
     font.pixelSize: 12
     font.weight: Font.Medium
     foreground: Colors.route
-    Accessible.role: Accessible.Link
 
     HoverHandler {
         cursorShape: Qt.PointingHandCursor

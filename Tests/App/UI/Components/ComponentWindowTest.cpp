@@ -2,6 +2,7 @@
 #include "App/UI/Components/FrameTime.h"
 #include "Platform/Testing/ScopedPlatform.h"
 
+#include <QAccessible>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -21,6 +22,7 @@ private Q_SLOTS:
     void nothingMovesUnseen();
     void returnPressesTheFocusedButton();
     void coloursFollowTheAppearance();
+    void screenReadersSeeOneElementEach();
 
 private:
     // A window with this in it, shown.
@@ -109,6 +111,32 @@ void ComponentWindowTest::coloursFollowTheAppearance() {
     QCOMPARE(window->property("route").value<QColor>(), QColor(0x1F, 0xB5, 0x7A));
     // The theme is light: its window would be unreadable.
     QCOMPARE(window->property("ground").value<QColor>(), QColor(0x1F, 0x21, 0x23));
+}
+
+void ComponentWindowTest::screenReadersSeeOneElementEach() {
+    QAccessible::setActive(true);
+    const ScopedPlatform platform;
+    QQmlEngine engine;
+    const auto window = open(engine, uR"(Column {
+        StatusPill { label: "Connected" }
+        RouteDiagram { movingCount: 7; leftLabel: "Mac"; rightLabel: "Drive" }
+        HeadlineText { text: "Headline" }
+        PlainText { text: "part of a row" }
+        CellBar { width: 100; cells: 10; fraction: 0.259 }
+        SecondaryButton { text: "Eject"; symbol: "eject"; tip: "Disconnect" }
+    })"_s);
+    QStringList found;
+    QAccessibleInterface *root = QAccessible::queryAccessibleInterface(window.get());
+    for (int i = 0; i < root->childCount(); ++i) {
+        const QAccessibleInterface *child = root->child(i);
+        found.append(QStringList{QVariant::fromValue(child->role()).toString(), child->text(QAccessible::Name),
+                                 child->text(QAccessible::Description), QString::number(child->childCount())}
+                         .join(u'/'));
+    }
+    const QStringList expected{u"StaticText/Status: Connected//0"_s, u"Graphic/7 files uploading to Google Drive//0"_s,
+                               u"StaticText/Headline//0"_s, u"ProgressBar//25 percent/0"_s,
+                               u"Button/Eject/Disconnect/0"_s};
+    QCOMPARE(found, expected);
 }
 
 QTEST_MAIN(ComponentWindowTest)
