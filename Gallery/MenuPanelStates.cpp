@@ -116,7 +116,6 @@ QList<GalleryState> liveStates() {
         button(u"focus-link"_s, live(), u"See your files on Google Drive"_s, u"focusShown"_s),
         button(u"focus-quit"_s, live(), u"Quit"_s, u"focusShown"_s),
         button(u"hover-settings"_s, live(), u"Settings"_s, u"hovering"_s),
-        button(u"pressed-open"_s, live(), u"Open Drive"_s, u"down"_s),
     };
     GalleryState still = panel(u"uploading-reduced-motion"_s, uploading(12, seven.first(1)));
     still.reduceMotion = true;

@@ -31,6 +31,15 @@ std::unique_ptr<QQuickItem> build(const GalleryState &state, QQmlContext &contex
     return std::unique_ptr<QQuickItem>(qobject_cast<QQuickItem *>(object.release()));
 }
 
+// Goes by the items that are seen: what a view makes from a model is no child of it as an object.
+void setMoment(const QQuickItem &item, double seconds) {
+    for (QQuickItem *child : item.childItems()) {
+        if (auto *time = qobject_cast<FrameTime *>(child))
+            time->setSeconds(seconds);
+        setMoment(*child, seconds);
+    }
+}
+
 } // namespace
 
 QImage Studio::picture(const GalleryState &state, Appearance::ColorScheme scheme, int scale) {
@@ -46,8 +55,7 @@ QImage Studio::picture(const GalleryState &state, Appearance::ColorScheme scheme
     QQuickWindow window(&control);
     const std::unique_ptr<QQuickItem> view = build(state, context);
     view->setParentItem(window.contentItem());
-    for (FrameTime *time : view->findChildren<FrameTime *>())
-        time->setSeconds(state.seconds);
+    setMoment(*view, state.seconds);
     // Layouts settle and tooltips open from the event loop.
     QCoreApplication::processEvents();
 

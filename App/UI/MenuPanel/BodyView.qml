@@ -23,7 +23,7 @@ FocusScope {
         root.panel.announce(root.view.headlineItem);
     }
     // What fades out takes no keys.
-    onIsCurrentChanged: root.focus = root.isCurrent
+    onIsCurrentChanged: root.focus = false
 
     Behavior on opacity {
         StateFade {}

@@ -42,6 +42,14 @@ Item {
         interactive: content.contentHeight > content.height
         boundsBehavior: Flickable.StopAtBounds
 
+        // What is reached by keys does not stay out of sight.
+        function show(item: Item): void {
+            const top = item.mapToItem(content.contentItem, 0, 0).y;
+            const highest = Math.max(0, Math.min(top - 8, content.contentHeight - content.height));
+            const lowest = Math.max(0, top + item.height + 8 - content.height);
+            content.contentY = Math.max(lowest, Math.min(content.contentY, highest));
+        }
+
         Repeater {
             id: bodies
 
@@ -52,6 +60,20 @@ Item {
                 panel: root.panel
             }
         }
+    }
+    Connections {
+        target: root.Window.window
+
+        function onActiveFocusItemChanged() {
+            const item = root.Window.activeFocusItem;
+            if (item && content.interactive && bodies.itemAt(bodies.count - 1).activeFocus)
+                content.show(item);
+        }
+    }
+    Hairline {
+        anchors.bottom: footer.top
+        width: root.width
+        visible: content.interactive
     }
     PanelFooter {
         id: footer
