@@ -11,7 +11,7 @@ Row {
     property alias font: title.font
     property alias color: title.color
 
-    spacing: 6
+    spacing: 5
 
     Symbol {
         id: sign

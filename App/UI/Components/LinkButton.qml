@@ -6,7 +6,8 @@ ButtonBase {
     id: root
 
     implicitHeight: 16
-    leftPadding: 0
+    // What is drawn of a symbol begins one point to the right of its left edge.
+    leftPadding: root.symbol === "" ? 0 : -1
     rightPadding: 0
     corner: 3
     font.pixelSize: 12

@@ -53,8 +53,10 @@ void MonospacedDigits::paint(QPainter *painter) {
     painter->setFont(m_font);
     painter->setPen(m_color);
     const QFontMetricsF metrics(m_font);
+    const qreal left = width() - layOut(m_text, metrics, [](const QString &, qreal, qreal) {});
     layOut(m_text, metrics, [&](const QString &piece, qreal x, qreal advance) {
-        painter->drawText(QPointF(x + (advance - metrics.horizontalAdvance(piece)) / 2, baselineOffset()), piece);
+        painter->drawText(QPointF(left + x + (advance - metrics.horizontalAdvance(piece)) / 2, baselineOffset()),
+                          piece);
     });
 }
 

@@ -7,7 +7,8 @@
 
 namespace quillmount {
 
-// A line of text in which every digit is as wide as the widest, so that it does not tremble as numbers change.
+// A line of text, right-aligned, in which every digit is as wide as the widest, so that it does not tremble as numbers
+// change.
 class MonospacedDigits : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT

@@ -3,6 +3,7 @@
 #include "Platform/Testing/ScopedPlatform.h"
 
 #include <QAccessible>
+#include <QPalette>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -111,6 +112,11 @@ void ComponentWindowTest::coloursFollowTheAppearance() {
     QCOMPARE(window->property("route").value<QColor>(), QColor(0x1F, 0xB5, 0x7A));
     // The theme is light: its window would be unreadable.
     QCOMPARE(window->property("ground").value<QColor>(), QColor(0x1F, 0x21, 0x23));
+    const QPalette theme = QGuiApplication::palette();
+    QGuiApplication::setPalette(
+        QPalette(Qt::white, QColor(0x2A, 0x2E, 0x32), {}, {}, {}, Qt::white, {}, {}, QColor(0x2A, 0x2E, 0x32)));
+    QTRY_COMPARE(window->property("ground").value<QColor>(), QColor(0x2A, 0x2E, 0x32));
+    QGuiApplication::setPalette(theme);
 }
 
 void ComponentWindowTest::screenReadersSeeOneElementEach() {
