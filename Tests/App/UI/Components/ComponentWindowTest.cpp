@@ -113,9 +113,14 @@ void ComponentWindowTest::coloursFollowTheAppearance() {
     // The theme is light: its window would be unreadable.
     QCOMPARE(window->property("ground").value<QColor>(), QColor(0x1F, 0x21, 0x23));
     const QPalette theme = QGuiApplication::palette();
-    QGuiApplication::setPalette(
-        QPalette(Qt::white, QColor(0x2A, 0x2E, 0x32), {}, {}, {}, Qt::white, {}, {}, QColor(0x2A, 0x2E, 0x32)));
-    QTRY_COMPARE(window->property("ground").value<QColor>(), QColor(0x2A, 0x2E, 0x32));
+    QPalette dark = theme;
+    dark.setColor(QPalette::Window, QColor(0x2A, 0x2E, 0x32));
+    dark.setColor(QPalette::WindowText, Qt::white);
+    QGuiApplication::setPalette(dark);
+    // The toolkit sends it by itself only once the application's event loop runs.
+    QEvent told(QEvent::ApplicationPaletteChange);
+    QCoreApplication::sendEvent(qGuiApp, &told);
+    QCOMPARE(window->property("ground").value<QColor>(), QColor(0x2A, 0x2E, 0x32));
     QGuiApplication::setPalette(theme);
 }
 
