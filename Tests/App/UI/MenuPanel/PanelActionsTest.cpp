@@ -19,6 +19,7 @@ private Q_SLOTS:
     void aDoubleClickIsOneEject();
     void aPollIsOneChange();
     void opensTheDriveAndItsPage();
+    void waitsForTheFrame();
 };
 
 void PanelActionsTest::aDoubleClickIsOneEject() {
@@ -65,6 +66,22 @@ void PanelActionsTest::opensTheDriveAndItsPage() {
     actions.perform(Action::openDrive);
     QVERIFY(world.advanceUntil([&] { return opened.size() == 2; }));
     QCOMPARE(opened.last(), QUrl::fromLocalFile(drive.mountPoint()));
+}
+
+void PanelActionsTest::waitsForTheFrame() {
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    DriveWorld world(DriveWorld::signedOut);
+    PanelActions actions(world.makeDrive());
+    QQuickWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    actions.setWindow(&window);
+    const QSignalSpy quits(&actions, &PanelActions::quitRequested);
+    const QSignalSpy frames(&window, &QQuickWindow::frameSwapped);
+    actions.perform(Action::quit);
+    // The clock stands still, so it is the frame alone that lets it happen.
+    QTRY_COMPARE(quits.size(), 1);
+    QVERIFY(!frames.isEmpty());
 }
 
 QTEST_MAIN(PanelActionsTest)
