@@ -138,9 +138,7 @@ void LinuxMenuBarExtra::connectToBus() {
         !m_connection->registerObject(menuPath, &m_menu, exported))
         qCWarning(platformLog, "the menu-bar item cannot be put on the session bus");
     watchBars();
-    // The older tray is an affair of widgets.
-    if (QGuiApplication::platformName() == "xcb"_L1 && qobject_cast<QApplication *>(QCoreApplication::instance()))
-        m_legacyTimer = std::make_unique<RepeatingTimer>(m_clock, legacyPause, [this] { lookForLegacyTray(); });
+    waitForLegacyTray();
 }
 
 void LinuxMenuBarExtra::watchBars() {
@@ -177,7 +175,10 @@ void LinuxMenuBarExtra::setOwner(const QString &owner) {
     m_hasHost = false;
     m_isRefused = false;
     m_legacy.reset();
-    if (!owner.isEmpty()) {
+    if (owner.isEmpty()) {
+        waitForLegacyTray();
+    } else {
+        m_legacyTimer.reset();
         askForHost();
         if (!m_image.isEmpty())
             registerItem();
@@ -213,9 +214,13 @@ void LinuxMenuBarExtra::registerItem() {
     });
 }
 
+void LinuxMenuBarExtra::waitForLegacyTray() {
+    // The older tray is an affair of widgets.
+    if (QGuiApplication::platformName() == "xcb"_L1 && qobject_cast<QApplication *>(QCoreApplication::instance()))
+        m_legacyTimer = std::make_unique<RepeatingTimer>(m_clock, legacyPause, [this] { lookForLegacyTray(); });
+}
+
 void LinuxMenuBarExtra::lookForLegacyTray() {
-    if (!m_owner.isEmpty())
-        return;
     if (!m_legacy && LegacyTrayIcon::isTrayThere()) {
         m_legacy = std::make_unique<LegacyTrayIcon>();
         connect(m_legacy.get(), &LegacyTrayIcon::activated, this, [this] { activate(std::nullopt, {}); });

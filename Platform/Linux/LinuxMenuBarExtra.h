@@ -40,6 +40,7 @@ private:
     // `owner`: the bus's name of the program that keeps the list of items; empty when there is none.
     void setOwner(const QString &owner);
     void registerItem();
+    void waitForLegacyTray();
     void lookForLegacyTray();
     void updateAvailable();
     void activate(const std::optional<QPoint> &told, const QByteArray &token);

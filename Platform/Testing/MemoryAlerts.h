@@ -5,6 +5,9 @@
 
 #include <QList>
 
+#include <functional>
+#include <utility>
+
 namespace quillmount {
 
 // Answers from a script and remembers what was said.
@@ -23,6 +26,8 @@ public:
 
     [[nodiscard]] int ask(const QString &message, const QString &informative, const QStringList &buttons) override {
         m_questions.append({message, informative, buttons});
+        if (m_whileAsking)
+            m_whileAsking();
         return m_answers.isEmpty() ? 0 : m_answers.takeFirst();
     }
     void raise() override { ++m_raised; }
@@ -33,6 +38,9 @@ public:
     // The button for the next question that has none yet. Without one a question is answered by its default button.
     void answerNext(int button) { m_answers.append(button); }
 
+    // Called inside every question, as what happens while it stands.
+    void whileAsking(std::function<void()> action) { m_whileAsking = std::move(action); }
+
     [[nodiscard]] const QList<Question> &questions() const { return m_questions; }
     [[nodiscard]] const QList<Notice> &notices() const { return m_notices; }
     // How often `raise` was called.
@@ -40,6 +48,7 @@ public:
 
 private:
     QList<int> m_answers;
+    std::function<void()> m_whileAsking;
     QList<Question> m_questions;
     QList<Notice> m_notices;
     int m_raised = 0;

@@ -67,6 +67,11 @@ void AppDelegateTest::quit() {
     QVERIFY(goLive(world, delegate));
     QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == queued + inProgress; }));
     world.platform.alerts().answerNext(answer);
+    // A second wish to quit while the question stands only raises it.
+    world.platform.alerts().whileAsking([&delegate] {
+        QEvent again(QEvent::Quit);
+        QVERIFY(delegate.eventFilter(QCoreApplication::instance(), &again));
+    });
     // As the desktop's end, or a quit of the toolkit, arrives.
     QEvent event(QEvent::Quit);
     QCOMPARE(delegate.eventFilter(QCoreApplication::instance(), &event), !ends);
@@ -74,6 +79,7 @@ void AppDelegateTest::quit() {
     QCOMPARE(delegate.engine().isMounted(), !ends);
     const auto questions = world.platform.alerts().questions();
     QCOMPARE(questions.size(), question.isEmpty() ? 0 : 1);
+    QCOMPARE(world.platform.alerts().raised(), questions.size());
     for (const auto &asked : questions) {
         QCOMPARE(asked.message, question);
         QCOMPARE(asked.informative,
