@@ -95,14 +95,19 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
         if (choice == keepRunning)
             return TerminateReply::cancel;
     }
-    m_engine.shutdownNow();
+    shutDown();
     return TerminateReply::now;
+}
+
+void AppDelegate::shutDown() {
+    Q_EMIT willShutDown();
+    m_engine.shutdownNow();
 }
 
 void AppDelegate::watchTerminationSignals() {
     TerminationSignals &termination = *Platform::current().terminationSignals;
     connect(&termination, &TerminationSignals::received, this, [this] {
-        m_engine.shutdownNow();
+        shutDown();
         Q_EMIT terminated(0);
     });
     termination.install();

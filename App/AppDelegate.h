@@ -38,11 +38,15 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 Q_SIGNALS:
+    // The drive is about to be shut down, which takes seconds in which nothing else is done: the time to take everything
+    // off the screen.
+    void willShutDown();
     // The drive has been shut down, on a signal or at the end of the desktop session: the application is to end with
     // this status.
     void terminated(int status);
 
 private:
+    void shutDown();
     void watchTerminationSignals();
     // The ways in which the toolkit says that the application is to end.
     void watchTheEnd();

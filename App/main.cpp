@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "App/AccountConnection.h"
 #include "App/AppDelegate.h"
+#include "App/QuillmountApp.h"
 #include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
+#include "App/UI/Components/SymbolImage.h"
 #include "Platform/Platform.h"
 #include "Platform/PlatformError.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QQuickWindow>
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,11 +20,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Runs the application and returns its exit status. `signIn`: when there is no account, the user is asked for one.
-int run(bool signIn) {
+int run(bool inBackground, bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
+    QuillmountApp app(delegate);
     DriveEngine &engine = delegate.engine();
     QObject::connect(&delegate, &AppDelegate::terminated, qApp, &QCoreApplication::exit);
+    QObject::connect(Platform::current().singleInstance.get(), &SingleInstance::startedAgain, &app,
+                     &QuillmountApp::startedAgain);
     bool announced = false;
     QObject::connect(&engine, &DriveEngine::stateChanged, &delegate, [&] {
         if (engine.state() != DriveState::live || std::exchange(announced, true))
@@ -30,9 +35,8 @@ int run(bool signIn) {
         std::printf("Drive: %s\n", qUtf8Printable(engine.mountPoint()));
         std::fflush(stdout);
     });
-    AccountConnection account(engine);
-    QObject::connect(&account, &AccountConnection::stateChanged, &delegate, [&] {
-        for (const QString &sentence : {account.errorText(), account.noticeText()})
+    QObject::connect(&app.account(), &AccountConnection::stateChanged, &delegate, [&] {
+        for (const QString &sentence : {app.account().errorText(), app.account().noticeText()})
             if (!sentence.isEmpty())
                 std::puts(qUtf8Printable(sentence));
         std::fflush(stdout);
@@ -41,8 +45,9 @@ int run(bool signIn) {
         &delegate,
         [&] {
             delegate.applicationDidFinishLaunching();
+            app.launch(inBackground);
             if (signIn && !Paths::hasEngineConfig())
-                account.start();
+                app.account().start();
         },
         Qt::QueuedConnection);
     return QApplication::exec();
@@ -53,17 +58,19 @@ int run(bool signIn) {
 int main(int argc, char **argv) {
     preparePlatform();
     qSetMessagePattern(u"%{time hh:mm:ss.zzz} %{category}: %{message}"_s);
+    // An OpenGL context that cannot be made would end the application, and with it the drive.
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"Quillmount"_s);
     QApplication::setDesktopFileName(u"com.orvane.quillmount"_s);
+    QApplication::setWindowIcon(SymbolImage::application());
     QApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser options;
     options.setApplicationDescription(u"Makes a folder of Google Drive appear as a drive."_s);
     options.addHelpOption();
     const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
-    // For development: there is no window yet in which the user could begin it.
     const QCommandLineOption signIn(u"sign-in"_s, u"Begin the sign-in at once when there is no account."_s);
     options.addOptions({background, signIn});
     options.process(application);
@@ -71,10 +78,11 @@ int main(int argc, char **argv) {
     Platform::install(makePlatform());
     int status = 0;
     try {
-        if (Platform::current().singleInstance->acquire() == SingleInstance::Outcome::acquired)
-            status = run(options.isSet(signIn));
-        else
-            std::puts("Quillmount is already running for this home.");
+        SingleInstance &instance = *Platform::current().singleInstance;
+        if (instance.acquire() == SingleInstance::Outcome::acquired)
+            status = run(options.isSet(background), options.isSet(signIn));
+        else if (!instance.tellOther(options.isSet(background), Platform::current().activation->startToken()))
+            std::puts("Quillmount is already running for this home, but does not answer.");
     } catch (const PlatformError &error) {
         std::fprintf(stderr, "Quillmount cannot start: %s.\n", error.what());
         status = EXIT_FAILURE;

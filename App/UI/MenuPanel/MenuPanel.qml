@@ -10,6 +10,8 @@ Item {
 
     required property MenuPanelModel panel
     property real maximumHeight: Infinity
+    // Draws its own edge, in a window that has none.
+    property bool framed: false
     // The user wants the panel out of the way.
     signal closeRequested
 
@@ -81,6 +83,13 @@ Item {
         anchors.bottom: root.bottom
         width: root.width
         panel: root.panel
+    }
+    Rectangle {
+        anchors.fill: parent
+        visible: root.framed
+        color: "transparent"
+        border.width: 1
+        border.color: Colors.rail
     }
     Shortcut {
         sequence: "Ctrl+,"

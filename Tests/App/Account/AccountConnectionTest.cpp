@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "App/AccountConnection.h"
+#include "App/Account/AccountConnection.h"
 #include "App/Auth/GoogleAuth.h"
 #include "App/Engine/DriveEngine.h"
 #include "App/Engine/EngineConfig.h"

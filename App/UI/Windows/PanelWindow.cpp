@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "App/UI/Windows/PanelWindow.h"
+
+#include "App/UI/Windows/ViewLoading.h"
+#include "Platform/Platform.h"
+
+#include <QGuiApplication>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+
+#include <utility>
+
+namespace quillmount {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// A bar that takes the focus closes the panel before its click arrives; and the second click of two belongs to the first.
+constexpr Clock::Duration oneClick = 300ms;
+
+Clock::Duration uptime() {
+    return Platform::current().clock->uptime();
+}
+
+QScreen *screenOf(const MenuBarExtra::Anchor &anchor) {
+    const std::optional<QPoint> point = anchor.icon ? anchor.icon->center() : anchor.pointer;
+    QScreen *screen = point ? QGuiApplication::screenAt(*point) : nullptr;
+    return screen ? screen : QGuiApplication::primaryScreen();
+}
+
+} // namespace
+
+PanelWindow::PanelWindow(QQmlEngine &engine, const QUrl &view, const QVariantMap &properties)
+    : m_view(std::make_unique<QQuickView>(&engine, nullptr)) {
+    m_view->setTitle(QStringLiteral("Quillmount"));
+    loadView(*m_view, view, properties);
+    m_view->installEventFilter(this);
+    connect(m_view->rootObject(), &QQuickItem::implicitHeightChanged, this, &PanelWindow::place);
+    connect(m_view->rootObject(), SIGNAL(closeRequested()), this, SLOT(close()));
+    connect(m_view.get(), &QWindow::activeChanged, this, &PanelWindow::activeChanged, Qt::QueuedConnection);
+    place();
+}
+
+PanelWindow::~PanelWindow() {
+    // The view goes first: what it is bound to may be going too.
+    m_view->setSource({});
+}
+
+bool PanelWindow::isVisible() const {
+    return m_view->isVisible();
+}
+
+void PanelWindow::toggle(const MenuBarExtra::Anchor &anchor) {
+    const Clock::Duration now = uptime();
+    if (m_lastToggle && now - *m_lastToggle < oneClick)
+        return;
+    if (!isVisible() && m_lostFocus && now - *m_lostFocus < oneClick)
+        return;
+    m_lastToggle = now;
+    if (isVisible()) {
+        close();
+        return;
+    }
+    QScreen *screen = screenOf(anchor);
+    m_view->setScreen(screen);
+    m_placement = PanelPlacement::of(anchor, screen->geometry(), screen->availableGeometry());
+    show(false, anchor.activationToken);
+}
+
+void PanelWindow::open(const QByteArray &activationToken) {
+    if (isVisible()) {
+        Platform::current().activation->bringToFront(*m_view, activationToken);
+        return;
+    }
+    const bool hasBar = Platform::current().menuBarExtra->isAvailable();
+    QScreen *screen = QGuiApplication::primaryScreen();
+    m_placement.reset();
+    if (hasBar)
+        m_placement = PanelPlacement::of({}, screen->geometry(), screen->availableGeometry());
+    show(!hasBar, activationToken);
+}
+
+void PanelWindow::show(bool isOrdinary, const QByteArray &activationToken) {
+    m_isOrdinary = isOrdinary;
+    m_view->rootObject()->setProperty("framed", !isOrdinary);
+    m_wasActive = false;
+    if (!Platform::current().activation->placesWindows())
+        m_placement.reset();
+    m_view->setFlags(isOrdinary ? Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                                      Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint
+                                : Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    place();
+    m_view->show();
+    Platform::current().activation->bringToFront(*m_view, activationToken);
+}
+
+void PanelWindow::close() {
+    m_view->hide();
+}
+
+void PanelWindow::place() {
+    const QRect available = m_view->screen()->availableGeometry();
+    QQuickItem &panel = *m_view->rootObject();
+    panel.setProperty("maximumHeight", available.height());
+    const QSize size(qRound(panel.implicitWidth()), qRound(panel.implicitHeight()));
+    if (size == m_view->size() && !m_placement)
+        return;
+    m_view->setMinimumSize(size);
+    m_view->setMaximumSize(size);
+    if (m_placement)
+        m_view->setGeometry(m_placement->geometry(size, available));
+    else
+        m_view->resize(size);
+}
+
+void PanelWindow::activeChanged() {
+    if (m_view->isActive()) {
+        m_wasActive = true;
+    } else if (isVisible() && !m_isOrdinary && m_wasActive && !QGuiApplication::modalWindow()) {
+        m_lostFocus = uptime();
+        close();
+    }
+}
+
+bool PanelWindow::eventFilter(QObject *watched, QEvent *event) {
+    if (watched == m_view.get() && event->type() == QEvent::Close) {
+        // Closing destroys what a window has of the system's; hiding keeps it for the next opening.
+        event->ignore();
+        close();
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace quillmount
