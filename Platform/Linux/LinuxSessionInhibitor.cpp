@@ -42,10 +42,11 @@ QDBusMessage portalQuestion(const QString &reason) {
 // What ends that which the answer grants: the session manager grants a number, the portal an object.
 QDBusMessage undoOf(const QDBusMessage &answer) {
     const QVariant granted = answer.arguments().value(0);
-    if (granted.metaType() == QMetaType::fromType<QDBusObjectPath>())
-        return QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s,
-                                              granted.value<QDBusObjectPath>().path(),
+    if (granted.metaType() == QMetaType::fromType<QDBusObjectPath>()) {
+        const QString path = granted.value<QDBusObjectPath>().path();
+        return QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, path,
                                               u"org.freedesktop.portal.Request"_s, u"Close"_s);
+    }
     QDBusMessage undo = sessionManagerCall(u"Uninhibit"_s);
     undo << granted.toUInt();
     return undo;

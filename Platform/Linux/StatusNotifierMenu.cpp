@@ -91,10 +91,12 @@ QString StatusNotifierMenu::status() const {
 uint StatusNotifierMenu::GetLayout(int parent, int depth, const QStringList &names, NotifierMenuLayout &layout) const {
     if (parent == 0) {
         layout.item.properties = pick({{u"children-display"_s, u"submenu"_s}}, names);
-        if (depth != 0)
-            for (const NotifierMenuItem &item : m_described)
-                layout.children.append(QDBusVariant(
-                    QVariant::fromValue(NotifierMenuLayout{{item.number, pick(item.properties, names)}, {}})));
+        if (depth == 0)
+            return m_revision;
+        for (const NotifierMenuItem &item : m_described) {
+            const NotifierMenuLayout child = {{item.number, pick(item.properties, names)}, {}};
+            layout.children.append(QDBusVariant(QVariant::fromValue(child)));
+        }
         return m_revision;
     }
     const QList<NotifierMenuItem> found = GetGroupProperties({parent}, names);
