@@ -43,12 +43,13 @@ StatusContent starting() {
 }
 
 StatusContent ejecting(int pending) {
-    if (pending == 0)
+    if (pending == 0) {
         return {.line = Line::pending,
                 .title = u"Ejecting"_s,
                 .detail = u"Disconnecting the drive from Finder."_s,
                 .isWorking = true,
                 .buttons = {}};
+    }
     return {.line = Line::pending,
             .moving = pending,
             .title = u"Uploading "_s + fileCount(pending) + u", then ejecting"_s,
