@@ -6,7 +6,7 @@
 namespace quillmount {
 
 namespace {
-constexpr int sheetWidth = 1440;
+constexpr int sheetWidth = 2880;
 constexpr int space = 16;
 constexpr int nameHeight = 18;
 } // namespace

@@ -57,6 +57,6 @@ T.Button {
     }
     Tip {
         text: root.tip
-        shown: root.hovered || root.visualFocus
+        shown: root.hovered && !root.down
     }
 }
