@@ -87,6 +87,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
         const QString message =
             pending == 1 ? u"1 file still uploading"_s : QString::number(pending) + u" files still uploading"_s;
         m_isAsking = true;
+        Q_EMIT willAsk();
         const int choice = Platform::current().alerts->ask(
             message,
             u"Quitting ejects the drive. Unfinished uploads are kept on this Mac and finish the next time Quillmount opens."_s,

@@ -38,6 +38,8 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 Q_SIGNALS:
+    // The user is about to be asked whether the application is to end.
+    void willAsk();
     // The drive is about to be shut down, which takes seconds in which nothing else is done: the time to take everything
     // off the screen.
     void willShutDown();

@@ -23,7 +23,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // After the start: the bar has answered by then, and nothing more urgent is to be done.
-constexpr Clock::Duration settleTime = 1s;
+constexpr Clock::Duration settleTime = 500ms;
 
 constexpr std::array iconSizes{16, 22, 24, 32, 48, 64}; // pixels
 
@@ -47,6 +47,7 @@ QuillmountApp::QuillmountApp(AppDelegate &delegate, QObject *parent)
     , m_signIn(m_account) {
     connectModels();
     connectMenuBarExtra();
+    connect(&delegate, &AppDelegate::willAsk, this, [this] { m_inhibitor.release(); });
     connect(&delegate, &AppDelegate::willShutDown, this, &QuillmountApp::hideAll);
 }
 

@@ -16,10 +16,11 @@ public:
 
     // The drive as it is now.
     void update(const DriveSnapshot &drive);
+    // Keeps nobody until uploads get on again: the application asks the user itself.
+    void release();
 
 private:
     void hold(qint64 pending);
-    void release();
 
     Clock &m_clock;
     DriveStats m_stats; // at the last look

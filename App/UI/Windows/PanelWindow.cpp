@@ -5,6 +5,7 @@
 #include "Platform/Platform.h"
 
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QScreen>
@@ -16,6 +17,8 @@ namespace quillmount {
 using namespace std::chrono_literals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(log, "quillmount.panel", QtInfoMsg)
 
 // A bar that takes the focus closes the panel before its click arrives; and the second click of two belongs to the first.
 constexpr Clock::Duration oneClick = 300ms;
@@ -92,6 +95,10 @@ void PanelWindow::show(bool isOrdinary, const QByteArray &activationToken) {
                                       Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint
                                 : Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     place();
+    connect(
+        m_view.get(), &QQuickWindow::frameSwapped, this,
+        [begin = uptime()] { qCDebug(log, "first frame after %lld ms", static_cast<long long>((uptime() - begin).count())); },
+        Qt::SingleShotConnection);
     m_view->show();
     Platform::current().activation->bringToFront(*m_view, activationToken);
 }
