@@ -7,8 +7,10 @@ void PanelBodies::replaceBy(PanelBodyModel *next) {
     next->setParent(this);
     if (m_bodies.size() == 2) {
         beginRemoveRows({}, 0, 0);
-        m_bodies.takeFirst()->deleteLater();
+        PanelBodyModel *const gone = m_bodies.takeFirst();
         endRemoveRows();
+        // After its view, which goes from the event loop as well.
+        gone->deleteLater();
     }
     const int row = rowCount();
     beginInsertRows({}, row, row);
