@@ -4,7 +4,7 @@ import Quillmount.Components
 
 SpinnerRing {
     color: Colors.secondary
-    rail: Colors.hairline
+    rail: Colors.rail
     seconds: time.seconds
     still: Motion.reduceMotion
 
