@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QQuickView>
 
 #include <array>
@@ -21,6 +22,8 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(log, "quillmount.panel", QtInfoMsg)
 
 // After the start: the bar has answered by then, and nothing more urgent is to be done.
 constexpr Clock::Duration settleTime = 500ms;
@@ -123,9 +126,12 @@ void QuillmountApp::openPanel(const QByteArray &activationToken) {
 
 PanelWindow &QuillmountApp::panel() {
     if (!m_panel) {
+        const Clock &clock = *Platform::current().clock;
+        const Clock::Duration begin = clock.uptime();
         m_panel = std::make_unique<PanelWindow>(m_engine, view("MenuPanel/MenuPanel.qml"_L1),
                                                 QVariantMap{{u"panel"_s, QVariant::fromValue(&m_panelModel)}});
         m_actions.setWindow(&m_panel->view());
+        qCDebug(log, "made in %lld ms", static_cast<long long>((clock.uptime() - begin).count()));
     }
     return *m_panel;
 }
