@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <functional>
@@ -22,9 +22,9 @@ public:
     // Opens a folder in the user's file manager. `failed` as above.
     virtual void openFolder(const QString &path, std::function<void()> failed) = 0;
 
-    // Shows a file in the user's file manager, selected where that can be done; else opens its folder. A failure is
-    // logged.
-    virtual void reveal(const QString &path) = 0;
+    // Shows files of one folder in the user's file manager, selected where that can be done; else opens the folder.
+    // `paths` is not empty. A failure is logged.
+    virtual void reveal(const QStringList &paths) = 0;
 };
 
 } // namespace quillmount

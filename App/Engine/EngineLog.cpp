@@ -14,7 +14,7 @@ constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner;
 }
 
 void EngineLog::rotate() {
-    const QString former = Paths::engineLog() + u".1"_s;
+    const QString former = Paths::formerEngineLog();
     if (QFile::exists(Paths::engineLog())) {
         QFile::remove(former);
         QFile::rename(Paths::engineLog(), former);

@@ -45,6 +45,10 @@ QString Paths::engineLog() {
     return logs() + u"/engine.log"_s;
 }
 
+QString Paths::formerEngineLog() {
+    return engineLog() + u".1"_s;
+}
+
 QString Paths::homeMountPoint() {
     return Platform::current().directories->home() + u"/Quillmount"_s;
 }

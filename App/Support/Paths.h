@@ -19,6 +19,8 @@ namespace Paths {
 [[nodiscard]] QString cacheDirectory();
 [[nodiscard]] QString logs();
 [[nodiscard]] QString engineLog();
+// Of the run of the engine before.
+[[nodiscard]] QString formerEngineLog();
 // The mount point in the home folder, used until the drive has been set up as a location of the file manager.
 [[nodiscard]] QString homeMountPoint();
 // The file that tells which folder was made for the mount point, so that no other is taken for it.

@@ -41,8 +41,14 @@ void Support::contact() {
     platform.pasteboard->setText(address());
     if (const QUrl url = message(address()); url.isValid())
         platform.workspace->openURL(url, [] { qCWarning(log, "no mail program opened the message to the support"); });
-    if (QFileInfo::exists(Paths::engineLog()))
-        platform.workspace->reveal(Paths::engineLog());
+    // What went wrong before a new start is in the former log.
+    QStringList logs;
+    for (const QString &path : {Paths::engineLog(), Paths::formerEngineLog()}) {
+        if (QFileInfo::exists(path))
+            logs.append(path);
+    }
+    if (!logs.isEmpty())
+        platform.workspace->reveal(logs);
 }
 
 QUrl Support::driveWebURL() {

@@ -76,8 +76,8 @@ void LinuxWorkspace::openFolder(const QString &path, std::function<void()> faile
     openURL(QUrl::fromLocalFile(path), std::move(failed));
 }
 
-void LinuxWorkspace::reveal(const QString &path) {
-    const auto openParent = [path] {
+void LinuxWorkspace::reveal(const QStringList &paths) {
+    const auto openParent = [path = paths.first()] {
         // The one who opens has logged its failure.
         LinuxWorkspace().openFolder(QFileInfo(path).path(), [] {});
     };
@@ -88,7 +88,10 @@ void LinuxWorkspace::reveal(const QString &path) {
     const QString service = u"org.freedesktop.FileManager1"_s;
     QDBusMessage message =
         QDBusMessage::createMethodCall(service, u"/org/freedesktop/FileManager1"_s, service, u"ShowItems"_s);
-    message << QStringList(QString::fromLatin1(QUrl::fromLocalFile(path).toEncoded())) << QString();
+    QStringList addresses;
+    for (const QString &path : paths)
+        addresses.append(QString::fromLatin1(QUrl::fromLocalFile(path).toEncoded()));
+    message << addresses << QString();
     auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, openParent] {
         watcher->deleteLater();

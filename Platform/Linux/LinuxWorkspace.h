@@ -11,7 +11,7 @@ class LinuxWorkspace final : public Workspace {
 public:
     void openURL(const QUrl &url, std::function<void()> failed) override;
     void openFolder(const QString &path, std::function<void()> failed) override;
-    void reveal(const QString &path) override;
+    void reveal(const QStringList &paths) override;
 };
 
 } // namespace quillmount

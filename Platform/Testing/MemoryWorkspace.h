@@ -19,7 +19,7 @@ public:
     void openFolder(const QString &path, std::function<void()> failed) override {
         openURL(QUrl::fromLocalFile(path), std::move(failed));
     }
-    void reveal(const QString &path) override { m_revealed.append(path); }
+    void reveal(const QStringList &paths) override { m_revealed += paths; }
 
     // Addresses and folders.
     [[nodiscard]] const QList<QUrl> &opened() const { return m_opened; }

@@ -68,7 +68,7 @@ void LinuxFileManagerTest::revealsAFile() {
                                                    "'\nprintf %s \"$1\" >part; mv part opened");
     qputenv("PATH", QFile::encodeName(folder.path()) + ':' + path);
 
-    LinuxWorkspace().reveal(u"/home/a user/Logs #1/engine.log"_s);
+    LinuxWorkspace().reveal({u"/home/a user/Logs #1/engine.log"_s});
     if (hasFileManager)
         QTRY_COMPARE(fileManager.shown, QStringList(u"file:///home/a%20user/Logs%20%231/engine.log"_s));
     if (!hasFileManager || refuses) {

@@ -115,7 +115,7 @@ void PanelActions::openWebDrive() {
 
 void PanelActions::revealTransfer(const QString &id) {
     if (m_engine.state() == DriveState::live)
-        Platform::current().workspace->reveal(m_engine.mountPoint() + u'/' + id);
+        Platform::current().workspace->reveal({m_engine.mountPoint() + u'/' + id});
 }
 
 } // namespace quillmount

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/UI/MenuPanel/UploadInhibitor.h"
 
-#include "App/Support/FileCount.h"
 #include "Platform/Platform.h"
 
 #include <utility>
@@ -39,19 +38,19 @@ void UploadInhibitor::update(const DriveSnapshot &drive) {
     }
     if (!getsOn(former, drive.stats))
         return;
-    hold(drive.stats.pendingUploads());
+    hold();
     m_clock.cancel(m_timer);
     m_timer = m_clock.schedule(maxStandstill, [this] { release(); });
 }
 
-void UploadInhibitor::hold(qint64 pending) {
-    if (std::exchange(m_held, pending) != pending)
-        Platform::current().sessionInhibitor->hold(fileCount(pending) + u" still uploading"_s);
+void UploadInhibitor::hold() {
+    if (!std::exchange(m_isHeld, true))
+        Platform::current().sessionInhibitor->hold(u"Files are still uploading to Google Drive"_s);
 }
 
 void UploadInhibitor::release() {
     m_clock.cancel(std::exchange(m_timer, 0));
-    if (std::exchange(m_held, 0) != 0)
+    if (std::exchange(m_isHeld, false))
         Platform::current().sessionInhibitor->release();
 }
 

@@ -20,11 +20,11 @@ public:
     void release();
 
 private:
-    void hold(qint64 pending);
+    void hold();
 
     Clock &m_clock;
     DriveStats m_stats; // at the last look
-    qint64 m_held = 0;  // how many files the desktop was told of
+    bool m_isHeld = false;
     Clock::TimerId m_timer = 0;
 };
 

@@ -29,9 +29,11 @@ private Q_SLOTS:
     void log() {
         const ScopedPlatform platform;
         Paths::ensureDirectories();
-        QVERIFY(QFile(Paths::engineLog()).open(QIODevice::WriteOnly));
+        const QStringList logs{Paths::engineLog(), Paths::formerEngineLog()};
+        for (const QString &path : logs)
+            QVERIFY(QFile(path).open(QIODevice::WriteOnly));
         Support::contact();
-        QCOMPARE(platform.workspace().revealed(), QStringList(Paths::engineLog()));
+        QCOMPARE(platform.workspace().revealed(), logs);
     }
 };
 
