@@ -24,6 +24,7 @@ T.Button {
     bottomPadding: 0
     Accessible.name: root.text
     Accessible.description: root.tip
+    Accessible.onPressAction: root.clicked()
     // A focused button takes the key before a shortcut of the window does.
     Keys.onShortcutOverride: event => event.accepted = event.key === Qt.Key_Return || event.key === Qt.Key_Enter
     Keys.onReturnPressed: event => {
