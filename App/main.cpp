@@ -3,6 +3,7 @@
 #include "App/QuillmountApp.h"
 #include "App/Support/Paths.h"
 #include "App/Support/VolumeSetup.h"
+#include "App/TerminalOutput.h"
 #include "App/UI/Components/SymbolImage.h"
 #include "Platform/Platform.h"
 #include "Platform/PlatformError.h"
@@ -24,23 +25,10 @@ int run(bool inBackground, bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
     QuillmountApp app(delegate);
-    DriveEngine &engine = delegate.engine();
+    const TerminalOutput terminal(delegate.engine(), app.account());
     QObject::connect(&delegate, &AppDelegate::terminated, qApp, &QCoreApplication::exit);
     QObject::connect(Platform::current().singleInstance.get(), &SingleInstance::startedAgain, &app,
                      &QuillmountApp::startedAgain);
-    bool announced = false;
-    QObject::connect(&engine, &DriveEngine::stateChanged, &delegate, [&] {
-        if (engine.state() != DriveState::live || std::exchange(announced, true))
-            return;
-        std::printf("Drive: %s\n", qUtf8Printable(engine.mountPoint()));
-        std::fflush(stdout);
-    });
-    QObject::connect(&app.account(), &AccountConnection::stateChanged, &delegate, [&] {
-        for (const QString &sentence : {app.account().errorText(), app.account().noticeText()})
-            if (!sentence.isEmpty())
-                std::puts(qUtf8Printable(sentence));
-        std::fflush(stdout);
-    });
     QMetaObject::invokeMethod(
         &delegate,
         [&] {
