@@ -17,6 +17,7 @@ Desktop::Desktop(Bar bar) {
 }
 
 Desktop::~Desktop() {
+    QDBusConnection::disconnectFromBus(m_variables.value(u"DBUS_SESSION_BUS_ADDRESS"_s));
     m_script.closeWriteChannel();
     if (!m_script.waitForFinished())
         qWarning("the desktop does not end");
@@ -35,6 +36,11 @@ void Desktop::exportEnvironment() const {
     for (const QString &name : m_variables.keys())
         qputenv(name.toLocal8Bit().constData(), m_variables.value(name).toLocal8Bit());
     qputenv("QT_QPA_PLATFORM", "xcb");
+}
+
+QDBusConnection Desktop::bus() const {
+    const QString address = m_variables.value(u"DBUS_SESSION_BUS_ADDRESS"_s);
+    return QDBusConnection::connectToBus(address, address);
 }
 
 void Desktop::setBar(Bar bar) {
@@ -68,6 +74,10 @@ QPoint Desktop::centreOf(QRgb colour) const {
 void Desktop::click(const QPoint &position, int button) const {
     run(u"xdotool"_s, {u"mousemove"_s, QString::number(position.x()), QString::number(position.y()), u"click"_s,
                        QString::number(button)});
+}
+
+void Desktop::movePointer(const QPoint &position) const {
+    run(u"xdotool"_s, {u"mousemove"_s, QString::number(position.x()), QString::number(position.y())});
 }
 
 void Desktop::press(const QString &key) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include <QDBusConnection>
 #include <QImage>
 #include <QPoint>
 #include <QProcess>
@@ -25,6 +26,9 @@ public:
     // The same for this process, before its application object is made.
     void exportEnvironment() const;
 
+    // Its session bus.
+    [[nodiscard]] QDBusConnection bus() const;
+
     // Ends the bar, or starts it. Returns when it is gone, or takes items.
     void setBar(Bar bar);
 
@@ -34,6 +38,7 @@ public:
     // none.
     [[nodiscard]] QPoint centreOf(QRgb colour) const;
     void click(const QPoint &position, int button = 1) const;
+    void movePointer(const QPoint &position) const;
     // A key by the name that X gives it, "Escape" or "ctrl+comma".
     void press(const QString &key) const;
 
