@@ -6,50 +6,8 @@
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDBusVariant>
-
-// An object of any program on the bus.
-struct AccessibleReference {
-    QString service;
-    QDBusObjectPath path;
-};
-struct AccessibleAction {
-    QString name;
-    QString description;
-    QString keys;
-};
-Q_DECLARE_METATYPE(AccessibleReference)
-Q_DECLARE_METATYPE(AccessibleAction)
-
-static QDBusArgument &operator<<(QDBusArgument &argument, const AccessibleReference &reference) {
-    argument.beginStructure();
-    argument << reference.service << reference.path;
-    argument.endStructure();
-    return argument;
-}
-
-static const QDBusArgument &operator>>(const QDBusArgument &argument, AccessibleReference &reference) {
-    argument.beginStructure();
-    argument >> reference.service >> reference.path;
-    argument.endStructure();
-    return argument;
-}
-
-static QDBusArgument &operator<<(QDBusArgument &argument, const AccessibleAction &action) {
-    argument.beginStructure();
-    argument << action.name << action.description << action.keys;
-    argument.endStructure();
-    return argument;
-}
-
-static const QDBusArgument &operator>>(const QDBusArgument &argument, AccessibleAction &action) {
-    argument.beginStructure();
-    argument >> action.name >> action.description >> action.keys;
-    argument.endStructure();
-    return argument;
-}
 
 namespace quillmount {
 
@@ -75,18 +33,34 @@ QDBusMessage call(const QDBusConnection &bus, const QString &service, const QStr
     return bus.call(message, QDBus::Block, 5000);
 }
 
-QList<AccessibleReference> childrenOf(const QDBusConnection &bus, const QString &service, const QString &path) {
-    return QDBusReply<QList<AccessibleReference>>(call(bus, service, path, accessible, u"GetChildren"_s)).value();
+// An object of any program on the bus.
+struct Reference {
+    QString service;
+    QDBusObjectPath path;
+};
+
+QList<Reference> childrenOf(const QDBusConnection &bus, const QString &service, const QDBusObjectPath &path) {
+    const QVariant first = call(bus, service, path.path(), accessible, u"GetChildren"_s).arguments().value(0);
+    QList<Reference> children;
+    if (!first.canConvert<QDBusArgument>())
+        return children;
+    const auto list = first.value<QDBusArgument>();
+    list.beginArray();
+    while (!list.atEnd()) {
+        Reference child;
+        list.beginStructure();
+        list >> child.service >> child.path;
+        list.endStructure();
+        children.append(child);
+    }
+    list.endArray();
+    return children;
 }
 
 } // namespace
 
 ScreenReader::ScreenReader(const Desktop &desktop)
     : m_bus(onTheBus) {
-    qDBusRegisterMetaType<AccessibleReference>();
-    qDBusRegisterMetaType<QList<AccessibleReference>>();
-    qDBusRegisterMetaType<AccessibleAction>();
-    qDBusRegisterMetaType<QList<AccessibleAction>>();
     const QString service = u"org.a11y.Bus"_s;
     const QString path = u"/org/a11y/bus"_s;
     const QDBusConnection session = desktop.bus();
@@ -105,12 +79,13 @@ ScreenReader::~ScreenReader() {
 
 QList<ScreenReader::Item> ScreenReader::read(pid_t program) const {
     QList<Item> items;
-    const auto programs = childrenOf(m_bus, u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/accessible/root"_s);
-    for (const AccessibleReference &root : programs) {
+    const auto programs =
+        childrenOf(m_bus, u"org.a11y.atspi.Registry"_s, QDBusObjectPath(u"/org/a11y/atspi/accessible/root"_s));
+    for (const Reference &root : programs) {
         if (m_bus.interface()->servicePid(root.service) != uint(program))
             continue;
-        const auto windows = childrenOf(m_bus, root.service, root.path.path());
-        for (const AccessibleReference &window : windows)
+        const auto windows = childrenOf(m_bus, root.service, root.path);
+        for (const Reference &window : windows)
             read(window.service, window.path, true, items);
     }
     return items;
@@ -128,19 +103,16 @@ void ScreenReader::read(const QString &service, const QDBusObjectPath &path, boo
     if (isWindow || !text.isEmpty())
         items.append({service, path, text, role.value() == pushButton || role.value() == link,
                       (bits >> focusedState & 1) != 0, isWindow});
-    const auto children = childrenOf(m_bus, service, path.path());
-    for (const AccessibleReference &child : children)
+    const auto children = childrenOf(m_bus, service, path);
+    for (const Reference &child : children)
         read(child.service, child.path, false, items);
 }
 
 bool ScreenReader::press(const Item &button) const {
-    const QString action = u"org.a11y.atspi.Action"_s;
-    const QDBusReply<QList<AccessibleAction>> actions =
-        call(m_bus, button.service, button.path.path(), action, u"GetActions"_s);
-    for (int i = 0; i < actions.value().size(); ++i)
-        if (actions.value()[i].name == u"Press"_s)
-            return QDBusReply<bool>(call(m_bus, button.service, button.path.path(), action, u"DoAction"_s, {i}));
-    return false;
+    // A button's first action; the other one gives it the focus.
+    constexpr int pressAction = 0;
+    return QDBusReply<bool>(
+        call(m_bus, button.service, button.path.path(), u"org.a11y.atspi.Action"_s, u"DoAction"_s, {pressAction}));
 }
 
 QRect ScreenReader::geometry(const Item &window) const {

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: LicenseRef-Quillmount
+#include "Tests/EndToEnd/PanelUser.h"
+
+#include "Tests/EndToEnd/TestHome.h"
+#include "Tests/Support/Desktop.h"
+
+#include <QTest>
+
+#include <algorithm>
+#include <utility>
+
+namespace quillmount {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int limit = 30'000; // ms
+
+} // namespace
+
+PanelUser::PanelUser(Desktop &desktop)
+    : m_desktop(desktop)
+    , m_reader(desktop) {}
+
+QList<ScreenReader::Item> PanelUser::items() {
+    const QList<ScreenReader::Item> all = m_reader.read(m_home->application());
+    for (const ScreenReader::Item &item : all)
+        if (item.isButton)
+            m_buttons.insert(item.name);
+    return all;
+}
+
+QStringList PanelUser::texts() {
+    QStringList names;
+    const QList<ScreenReader::Item> all = items();
+    for (const ScreenReader::Item &item : all)
+        names.append(item.name);
+    return names;
+}
+
+bool PanelUser::shows(const QStringList &wanted) {
+    const auto shown = [&] {
+        const QStringList names = texts();
+        return std::ranges::all_of(wanted, [&](const QString &text) { return names.contains(text); });
+    };
+    return QTest::qWaitFor(shown, limit);
+}
+
+bool PanelUser::showsNothing() {
+    return QTest::qWaitFor([this] { return items().isEmpty(); });
+}
+
+bool PanelUser::press(const QString &name) {
+    m_pressed.insert(name);
+    const auto pressed = [&] {
+        QList<ScreenReader::Item> found = items();
+        found.removeIf([&](const ScreenReader::Item &item) { return !item.isButton || item.name != name; });
+        return found.size() == 1 && m_reader.press(found.first());
+    };
+    return QTest::qWaitFor(pressed, limit);
+}
+
+QString PanelUser::focused() {
+    const QList<ScreenReader::Item> all = items();
+    const auto found = std::ranges::find_if(all, [](const auto &item) { return item.isFocused && !item.isWindow; });
+    return found == all.end() ? QString() : found->name;
+}
+
+bool PanelUser::clickIcon() {
+    // The tint of the icon, which alone on the screen has this colour until the first window opens.
+    constexpr QRgb route = 0xff00875a;
+    if (m_icon.isNull() && !QTest::qWaitFor([this] { return !(m_icon = m_desktop.centreOf(route)).isNull(); }, limit))
+        return false;
+    // A click that comes with the loss of the focus is none.
+    bool isOpen = false;
+    for (int attempt = 0; attempt < 3 && !isOpen; ++attempt) {
+        m_desktop.click(m_icon);
+        isOpen = QTest::qWaitFor([this] { return !items().isEmpty(); });
+    }
+    m_desktop.movePointer({10, 790});
+    return isOpen;
+}
+
+void PanelUser::takePicture(const QString &name) {
+    const QString folder = qEnvironmentVariable("QUILLMOUNT_PICTURES");
+    const QList<ScreenReader::Item> all = folder.isEmpty() ? QList<ScreenReader::Item>() : items();
+    if (all.isEmpty())
+        return;
+    // One body fades into another; some never stand still.
+    QImage screen;
+    const auto isStill = [&] { return std::exchange(screen, m_desktop.screenshot()) == screen; };
+    (void)QTest::qWaitFor(isStill, 2000);
+    if (!screen.copy(m_reader.geometry(all.first())).save(folder + u'/' + name + u".png"_s))
+        qWarning("no picture is saved in %ls", qUtf16Printable(folder));
+}
+
+QStringList PanelUser::buttonsNotPressed() const {
+    QStringList names;
+    std::ranges::set_difference(m_buttons, m_pressed, std::back_inserter(names));
+    return names;
+}
+
+} // namespace quillmount
