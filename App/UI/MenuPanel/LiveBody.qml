@@ -89,6 +89,7 @@ RouteBody {
     Shortcut {
         sequences: ["Return", "Enter"]
         enabled: root.visible
+        autoRepeat: false
         onActivated: root.body.openDrive()
     }
 }

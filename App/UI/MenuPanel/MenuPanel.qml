@@ -93,14 +93,17 @@ Item {
     }
     Shortcut {
         sequence: "Ctrl+,"
+        autoRepeat: false
         onActivated: root.panel.openSettings()
     }
     Shortcut {
         sequence: "Ctrl+Q"
+        autoRepeat: false
         onActivated: root.panel.quit()
     }
     Shortcut {
         sequence: "Escape"
+        autoRepeat: false
         onActivated: root.closeRequested()
     }
 }

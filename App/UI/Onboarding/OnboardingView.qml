@@ -22,6 +22,7 @@ Rectangle {
     Shortcut {
         sequences: ["Return", "Enter"]
         enabled: start.visible
+        autoRepeat: false
         onActivated: root.model.start()
     }
     SignageBand {

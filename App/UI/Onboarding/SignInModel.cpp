@@ -19,14 +19,13 @@ QString SignInModel::text() const {
     switch (m_account.state()) {
     case AccountConnection::State::idle:
     case AccountConnection::State::failed:
+    case AccountConnection::State::done: // of a sign-in before this one, as its window closes at the end
         return u"Quillmount opens Google's page in your browser. Agree there, and your drive is ready."_s;
     case AccountConnection::State::waitingForBrowser:
         return u"Waiting for you to agree on Google's page in your browser."_s;
     case AccountConnection::State::exchanging:
     case AccountConnection::State::connecting:
         return u"Connecting your drive."_s;
-    case AccountConnection::State::done:
-        return u"Your drive is connected."_s;
     }
     return {};
 }

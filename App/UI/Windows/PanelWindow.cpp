@@ -20,7 +20,8 @@ namespace {
 
 Q_LOGGING_CATEGORY(log, "quillmount.panel", QtInfoMsg)
 
-// A bar that takes the focus closes the panel before its click arrives; and the second click of two belongs to the first.
+// A bar that takes the focus closes the panel before its click arrives; and the second click of two belongs to the
+// first.
 constexpr Clock::Duration oneClick = 300ms;
 
 Clock::Duration uptime() {
@@ -80,8 +81,10 @@ void PanelWindow::open(const QByteArray &activationToken) {
     const bool hasBar = Platform::current().menuBarExtra->isAvailable();
     QScreen *screen = QGuiApplication::primaryScreen();
     m_placement.reset();
-    if (hasBar)
+    if (hasBar) {
+        m_view->setScreen(screen);
         m_placement = PanelPlacement::of({}, screen->geometry(), screen->availableGeometry());
+    }
     show(!hasBar, activationToken);
 }
 
@@ -89,6 +92,9 @@ void PanelWindow::show(bool isOrdinary, const QByteArray &activationToken) {
     m_isOrdinary = isOrdinary;
     m_view->rootObject()->setProperty("framed", !isOrdinary);
     m_wasActive = false;
+    // What had the focus when it was last open would take the Return key, and not look like it.
+    if (QQuickItem *focused = m_view->contentItem()->scopedFocusItem())
+        focused->setFocus(false);
     if (!Platform::current().activation->placesWindows())
         m_placement.reset();
     m_view->setFlags(isOrdinary ? Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -97,7 +103,9 @@ void PanelWindow::show(bool isOrdinary, const QByteArray &activationToken) {
     place();
     connect(
         m_view.get(), &QQuickWindow::frameSwapped, this,
-        [begin = uptime()] { qCDebug(log, "first frame after %lld ms", static_cast<long long>((uptime() - begin).count())); },
+        [begin = uptime()] {
+            qCDebug(log, "first frame after %lld ms", static_cast<long long>((uptime() - begin).count()));
+        },
         Qt::SingleShotConnection);
     m_view->show();
     Platform::current().activation->bringToFront(*m_view, activationToken);

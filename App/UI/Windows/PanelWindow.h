@@ -15,8 +15,8 @@ class QQuickView;
 
 namespace quillmount {
 
-// The window of the status panel: under its item in the bar, without a frame, until the user turns to something else; or
-// an ordinary window where there is no bar. Its height follows the panel in one step, away from the bar.
+// The window of the status panel: under its item in the bar, without a frame, until the user turns to something else;
+// or an ordinary window where there is no bar. Its height follows the panel in one step, away from the bar.
 class PanelWindow : public QObject {
     Q_OBJECT
 
@@ -35,12 +35,10 @@ public:
     // Opens the panel, beside the bar if there is one, and brings it to the front. The token is for `Activation`.
     void open(const QByteArray &activationToken);
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 public Q_SLOTS:
     void close();
-
-public:
-
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void show(bool isOrdinary, const QByteArray &activationToken);
@@ -50,9 +48,9 @@ private:
     std::unique_ptr<QQuickView> m_view;
     std::optional<PanelPlacement> m_placement; // absent for an ordinary window, and where the system places windows
     bool m_isOrdinary = false;
-    bool m_wasActive = false;                     // since it was opened
-    std::optional<Clock::Duration> m_lastToggle;  // uptime of the last click that was heeded
-    std::optional<Clock::Duration> m_lostFocus;   // uptime of the last time that it closed by itself
+    bool m_wasActive = false;                    // since it was opened
+    std::optional<Clock::Duration> m_lastToggle; // uptime of the last click that was heeded
+    std::optional<Clock::Duration> m_lostFocus;  // uptime of the last time that it closed by itself
 };
 
 } // namespace quillmount

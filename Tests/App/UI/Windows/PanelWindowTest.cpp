@@ -49,7 +49,7 @@ void PanelWindowTest::init() {
     QFile view(m_directory.filePath(u"View.qml"_s));
     QVERIFY(view.open(QIODevice::WriteOnly));
     view.write("import QtQuick\nItem {\n property real maximumHeight\n property bool framed\n signal closeRequested\n"
-               " implicitWidth: 340\n implicitHeight: 200\n}\n");
+               " implicitWidth: 340\n implicitHeight: 200\n FocusScope { Item { objectName: \"button\" } }\n}\n");
     view.close();
     m_platform = std::make_unique<ScopedPlatform>();
     m_engine = std::make_unique<QQmlEngine>();
@@ -83,14 +83,13 @@ void PanelWindowTest::placement_data() {
     QTest::addRow("icon at the right end") << icon(1255, 5) << screen << topBar << QPoint(940, 30);
     QTest::addRow("pointer below") << pointer(600, 790) << screen << bottomBar << QPoint(430, 360);
     QTest::addRow("pointer inside") << pointer(600, 400) << screen << bottomBar << QPoint(940, 360);
-    QTest::addRow("pointer at the left")
-        << pointer(10, 300) << screen << screen.adjusted(48, 0, 0, 0) << QPoint(48, 300);
+    QTest::addRow("pointer at the left") << pointer(10, 300) << screen << screen.adjusted(48, 0, 0, 0)
+                                         << QPoint(48, 300);
     QTest::addRow("pointer low at the right")
         << pointer(1270, 780) << screen << screen.adjusted(0, 0, -48, 0) << QPoint(892, 400);
     QTest::addRow("nothing known") << MenuBarExtra::Anchor() << screen << topBar << QPoint(940, 30);
     QTest::addRow("no bar") << MenuBarExtra::Anchor() << screen << screen << QPoint(940, 0);
-    QTest::addRow("second screen") << pointer(2000, 110) << second << second.adjusted(0, 24, 0, 0)
-                                   << QPoint(1830, 124);
+    QTest::addRow("second screen") << pointer(2000, 110) << second << second.adjusted(0, 24, 0, 0) << QPoint(1830, 124);
     QTest::addRow("icon of another screen") << icon(600, 5) << second << second << QPoint(1964, 100);
 }
 
@@ -117,8 +116,13 @@ void PanelWindowTest::clicks() {
     elapse(301ms);
     m_panel->toggle({});
     QVERIFY(!m_panel->isVisible());
+    // It opens without a focus, whatever had it before.
+    auto *button = m_panel->view().rootObject()->findChild<QQuickItem *>(u"button"_s);
+    button->forceActiveFocus();
+    QVERIFY(button->hasActiveFocus());
     elapse(301ms);
     m_panel->toggle({});
+    QVERIFY(!button->hasActiveFocus());
     QMetaObject::invokeMethod(m_panel->view().rootObject(), "closeRequested");
     QVERIFY(!m_panel->isVisible());
 }
