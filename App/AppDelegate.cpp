@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/AppDelegate.h"
 
+#include "App/Support/FileCount.h"
 #include "App/Support/Paths.h"
 #include "Platform/Platform.h"
 
@@ -82,10 +83,10 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
         return TerminateReply::cancel;
     }
     const qint64 pending = m_engine.stats().pendingUploads();
-    if (pending > 0 && (!mayAsk || mayAsk())) {
+    // While it shuts down, another wish to quit asks nothing any more.
+    if (pending > 0 && !m_isShuttingDown && (!mayAsk || mayAsk())) {
         constexpr int keepRunning = 0;
-        const QString message =
-            pending == 1 ? u"1 file still uploading"_s : QString::number(pending) + u" files still uploading"_s;
+        const QString message = fileCount(pending) + u" still uploading"_s;
         m_isAsking = true;
         Q_EMIT willAsk();
         const int choice = Platform::current().alerts->ask(
@@ -101,6 +102,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
 }
 
 void AppDelegate::shutDown() {
+    m_isShuttingDown = true;
     Q_EMIT willShutDown();
     m_engine.shutdownNow();
 }
@@ -128,11 +130,10 @@ void AppDelegate::tellOfMountPointTaken(const QString &path) {
 }
 
 void AppDelegate::tellOfRecoveredFiles(const QString &path, qint64 count) {
-    const QString files = count == 1 ? u"1 file"_s : QString::number(count) + u" files"_s;
     Platform::current().alerts->notify(
         u"Files in the local cache were damaged"_s,
         u"Quillmount could not tell where %1 belonged, so it has not uploaded what is left of them. It is kept in %2."_s
-            .arg(files, path));
+            .arg(fileCount(count), path));
 }
 
 } // namespace quillmount

@@ -40,8 +40,8 @@ public:
 Q_SIGNALS:
     // The user is about to be asked whether the application is to end.
     void willAsk();
-    // The drive is about to be shut down, which takes seconds in which nothing else is done: the time to take everything
-    // off the screen.
+    // The drive is about to be shut down, which takes seconds in which nothing else is done: the time to take
+    // everything off the screen.
     void willShutDown();
     // The drive has been shut down, on a signal or at the end of the desktop session: the application is to end with
     // this status.
@@ -58,6 +58,7 @@ private:
 
     DriveEngine m_engine;
     bool m_isAsking = false;
+    bool m_isShuttingDown = false;
 };
 
 } // namespace quillmount

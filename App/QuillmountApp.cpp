@@ -45,7 +45,9 @@ QuillmountApp::QuillmountApp(AppDelegate &delegate, QObject *parent)
     , m_label(m_watcher.snapshot(), *Platform::current().clock)
     , m_panelModel(m_watcher.snapshot())
     , m_actions(delegate.engine())
-    , m_notifier([this] { return m_panel && m_panel->isVisible(); })
+    , m_notifier([this] {
+        return m_panel && m_panel->isVisible() && !m_panel->view().windowStates().testFlag(Qt::WindowMinimized);
+    })
     , m_inhibitor(*Platform::current().clock)
     , m_signIn(m_account) {
     connectModels();
@@ -78,8 +80,10 @@ void QuillmountApp::connectModels() {
 
 void QuillmountApp::connectMenuBarExtra() {
     MenuBarExtra &extra = *Platform::current().menuBarExtra;
-    connect(&extra, &MenuBarExtra::activated, this,
-            [this](const MenuBarExtra::Anchor &anchor) { panel().toggle(anchor); });
+    connect(&extra, &MenuBarExtra::activated, this, [this](const MenuBarExtra::Anchor &anchor) {
+        if (!m_isHidden)
+            panel().toggle(anchor);
+    });
     connect(&extra, &MenuBarExtra::secondaryActivated, this, [this] { m_actions.perform(PanelAction::openDrive); });
     connect(&extra, &MenuBarExtra::menuItemChosen, this,
             [this](const QString &id) { m_actions.perform(static_cast<PanelAction>(id.toInt())); });
@@ -106,6 +110,8 @@ void QuillmountApp::startedAgain(bool inBackground, const QByteArray &activation
 }
 
 void QuillmountApp::openWindow(const QString &id, const QByteArray &activationToken) {
+    if (m_isHidden)
+        return;
     std::unique_ptr<SceneWindow> &window = id == u"settings" ? m_settingsWindow : m_onboardingWindow;
     if (!window && id == u"settings") {
         window = std::make_unique<SceneWindow>(m_engine, view("Settings/SettingsView.qml"_L1),
@@ -121,7 +127,8 @@ void QuillmountApp::openWindow(const QString &id, const QByteArray &activationTo
 }
 
 void QuillmountApp::openPanel(const QByteArray &activationToken) {
-    panel().open(activationToken);
+    if (!m_isHidden)
+        panel().open(activationToken);
 }
 
 PanelWindow &QuillmountApp::panel() {
@@ -168,6 +175,7 @@ void QuillmountApp::showMenu() {
 }
 
 void QuillmountApp::hideAll() {
+    m_isHidden = true;
     Platform::current().clock->cancel(std::exchange(m_timer, 0));
     if (m_panel)
         m_panel->close();
@@ -176,7 +184,8 @@ void QuillmountApp::hideAll() {
             window->hide();
     }
     Platform::current().menuBarExtra->hide();
-    // What follows may take seconds, in which nobody answers the desktop.
+    // What follows may take seconds, in which nobody answers the desktop. Events that have come already are handled
+    // here.
     QGuiApplication::sync();
 }
 

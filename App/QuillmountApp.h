@@ -34,8 +34,8 @@ public:
     ~QuillmountApp() override;
     Q_DISABLE_COPY_MOVE(QuillmountApp)
 
-    // Shows the item in the bar and, unless `inBackground`, what the user needs to see: the panel where there is no bar,
-    // or no account.
+    // Shows the item in the bar and, unless `inBackground`, what the user needs to see: the panel where there is no
+    // bar, or no account.
     void launch(bool inBackground);
     // The user has started the application again.
     void startedAgain(bool inBackground, const QByteArray &activationToken);
@@ -69,6 +69,7 @@ private:
     UploadInhibitor m_inhibitor;
     SignInModel m_signIn;
     SettingsModel m_settings;
+    bool m_isHidden = false;    // for good
     Clock::TimerId m_timer = 0; // until the panel is made ahead of its first use
     // Windows go before what they show.
     QQmlEngine m_engine;
