@@ -13,9 +13,6 @@ namespace {
 
 Q_LOGGING_CATEGORY(logUi, "quillmount.ui")
 
-// The sizes that bars and lists of windows ask for, at one and two pixels a point.
-constexpr int iconSizes[] = {16, 20, 22, 24, 32, 40, 44, 48, 64};
-
 QImage drawn(const QString &name, int pixels) {
     QSvgRenderer drawing(u":/symbols/%1.svg"_s.arg(name));
     if (!drawing.isValid()) {
@@ -42,13 +39,6 @@ QImage SymbolImage::tinted(const QString &name, int pixels, const QColor &color)
         }
     }
     return image;
-}
-
-QIcon SymbolImage::icon(const QString &name, const QColor &color) {
-    QIcon icon;
-    for (const int size : iconSizes)
-        icon.addPixmap(QPixmap::fromImage(tinted(name, size, color)));
-    return icon;
 }
 
 QIcon SymbolImage::application() {

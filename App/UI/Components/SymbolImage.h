@@ -14,8 +14,6 @@ namespace SymbolImage {
 
 // The symbol in one colour, as a square of so many pixels. Empty, with a warning, when there is no such symbol.
 [[nodiscard]] QImage tinted(const QString &name, int pixels, const QColor &color);
-// The same in the sizes that the icons of a desktop have, from 16 to 64 pixels.
-[[nodiscard]] QIcon icon(const QString &name, const QColor &color);
 // The application's icon, in its own colours.
 [[nodiscard]] QIcon application();
 

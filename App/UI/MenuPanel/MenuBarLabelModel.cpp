@@ -26,16 +26,18 @@ MenuBarLabelModel::~MenuBarLabelModel() {
 
 void MenuBarLabelModel::update(const DriveSnapshot &drive) {
     const MenuBarLabel former = std::exchange(m_label, MenuBarLabel::of(drive));
+    const bool isOtherStatus = m_label.statusText != former.statusText;
+    // Before anything is told: whoever hears of the image looks at the texts as well.
+    if (isOtherStatus)
+        takeDetail();
     if (m_label.image != former.image || m_label.opacity != former.opacity)
         Q_EMIT imageChanged();
     if (m_label.menu != former.menu)
         Q_EMIT menuChanged();
-    if (m_label.statusText == former.statusText) {
-        updateDetail();
-    } else {
-        takeDetail();
+    if (isOtherStatus)
         Q_EMIT tooltipChanged();
-    }
+    else
+        updateDetail();
 }
 
 void MenuBarLabelModel::updateDetail() {

@@ -15,7 +15,7 @@ class DriveEngine;
 
 // Carries out what the panel and the menu of its item ask for. An action is carried out after the frame that shows its
 // button pressed, and looks at the drive only then: one that no longer fits is dropped. While it waits the same one is
-// not taken again, so a double click is one action.
+// not taken again.
 class PanelActions : public QObject {
     Q_OBJECT
 
