@@ -4,9 +4,12 @@
 #include "Tests/EndToEnd/TestHome.h"
 #include "Tests/Support/Desktop.h"
 
+#include <QDeadlineTimer>
 #include <QTest>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 namespace quillmount {
@@ -16,6 +19,18 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int limit = 30'000; // ms
+
+// Waits for what is read from the screen. Reading keeps the application busy, so it is done ten times a second.
+bool waitForScreen(const std::function<bool()> &condition, int timeout) {
+    QDeadlineTimer next;
+    const auto look = [&] {
+        if (!next.hasExpired())
+            return false;
+        next.setRemainingTime(100);
+        return condition();
+    };
+    return QTest::qWaitFor(look, timeout);
+}
 
 } // namespace
 
@@ -44,11 +59,11 @@ bool PanelUser::shows(const QStringList &wanted) {
         const QStringList names = texts();
         return std::ranges::all_of(wanted, [&](const QString &text) { return names.contains(text); });
     };
-    return QTest::qWaitFor(shown, limit);
+    return waitForScreen(shown, limit);
 }
 
 bool PanelUser::showsNothing() {
-    return QTest::qWaitFor([this] { return items().isEmpty(); });
+    return waitForScreen([this] { return items().isEmpty(); }, 5000);
 }
 
 bool PanelUser::press(const QString &name) {
@@ -58,7 +73,7 @@ bool PanelUser::press(const QString &name) {
         found.removeIf([&](const ScreenReader::Item &item) { return !item.isButton || item.name != name; });
         return found.size() == 1 && m_reader.press(found.first());
     };
-    return QTest::qWaitFor(pressed, limit);
+    return waitForScreen(pressed, limit);
 }
 
 QString PanelUser::focused() {
@@ -70,13 +85,13 @@ QString PanelUser::focused() {
 bool PanelUser::clickIcon() {
     // The tint of the icon, which alone on the screen has this colour until the first window opens.
     constexpr QRgb route = 0xff00875a;
-    if (m_icon.isNull() && !QTest::qWaitFor([this] { return !(m_icon = m_desktop.centreOf(route)).isNull(); }, limit))
+    if (m_icon.isNull() && !waitForScreen([this] { return !(m_icon = m_desktop.centreOf(route)).isNull(); }, limit))
         return false;
     // A click that comes with the loss of the focus is none.
     bool isOpen = false;
-    for (int attempt = 0; attempt < 3 && !isOpen; ++attempt) {
+    for (int attempt = 0; attempt < 5 && !isOpen; ++attempt) {
         m_desktop.click(m_icon);
-        isOpen = QTest::qWaitFor([this] { return !items().isEmpty(); });
+        isOpen = waitForScreen([this] { return !items().isEmpty(); }, 1500);
     }
     m_desktop.movePointer({10, 790});
     return isOpen;
