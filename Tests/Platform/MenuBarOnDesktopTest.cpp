@@ -60,14 +60,19 @@ void MenuBarOnDesktopTest::isSeenAndClicked() {
     QCOMPARE(activated[0][0].value<MenuBarExtra::Anchor>().pointer, std::optional(icon));
 
     QSignalSpy chosen(&extra, &MenuBarExtra::menuItemChosen);
-    m_desktop.click(icon, 3);
-    // The first item that can be chosen. Keys that come before the menu is there are lost.
+    // The first item that can be chosen. Keys that come before the menu is there are lost, and a busy bar may lose a
+    // click.
     const auto choose = [&] {
         m_desktop.press(u"Down"_s);
         m_desktop.press(u"Return"_s);
         return !chosen.isEmpty();
     };
-    QTRY_VERIFY(choose());
+    for (int attempt = 0; attempt < 5 && chosen.isEmpty(); ++attempt) {
+        m_desktop.click(icon, 3);
+        (void)QTest::qWaitFor(choose, 4000);
+        m_desktop.press(u"Escape"_s);
+    }
+    QVERIFY(!chosen.isEmpty());
     QCOMPARE(chosen[0][0].toString(), u"open"_s);
 
     extra.hide();
