@@ -87,15 +87,16 @@ void QuillmountApp::connectMenuBarExtra() {
     connect(&extra, &MenuBarExtra::secondaryActivated, this, [this] { m_actions.perform(PanelAction::openDrive); });
     connect(&extra, &MenuBarExtra::menuItemChosen, this,
             [this](const QString &id) { m_actions.perform(static_cast<PanelAction>(id.toInt())); });
-    connect(&m_label, &MenuBarLabelModel::imageChanged, this, &QuillmountApp::showLabel);
-    connect(&m_label, &MenuBarLabelModel::tooltipChanged, this, &QuillmountApp::showLabel);
+    connect(&m_label, &MenuBarLabelModel::imageChanged, this, &QuillmountApp::showImage);
+    connect(&m_label, &MenuBarLabelModel::tooltipChanged, this, &QuillmountApp::showToolTip);
     connect(&m_label, &MenuBarLabelModel::menuChanged, this, &QuillmountApp::showMenu);
-    connect(&m_palette, &Palette::changed, this, &QuillmountApp::showLabel);
+    connect(&m_palette, &Palette::changed, this, &QuillmountApp::showImage);
 }
 
 void QuillmountApp::launch(bool inBackground) {
     showMenu();
-    showLabel();
+    showToolTip();
+    showImage();
     m_timer = Platform::current().clock->schedule(settleTime, [this, inBackground] {
         m_timer = 0;
         panel(); // so that the first click finds it there
@@ -151,16 +152,18 @@ void QuillmountApp::driveChanged() {
     m_inhibitor.update(drive);
 }
 
-void QuillmountApp::showLabel() {
+void QuillmountApp::showToolTip() {
+    Platform::current().menuBarExtra->setToolTip(m_label.label().accessibleText(), m_label.tooltipDetail());
+}
+
+void QuillmountApp::showImage() {
     const MenuBarLabel &label = m_label.label();
     QColor tint = m_palette.route();
     tint.setAlphaF(static_cast<float>(label.opacity));
     QList<QImage> images;
     for (const int size : iconSizes)
         images.append(SymbolImage::tinted(label.image, size, tint));
-    MenuBarExtra &extra = *Platform::current().menuBarExtra;
-    extra.setToolTip(label.accessibleText(), m_label.tooltipDetail());
-    extra.setImage(images);
+    Platform::current().menuBarExtra->setImage(images);
 }
 
 void QuillmountApp::showMenu() {

@@ -52,7 +52,8 @@ public:
 private:
     void connectModels();
     void connectMenuBarExtra();
-    void showLabel();
+    void showToolTip();
+    void showImage();
     void showMenu();
     void driveChanged();
     // Made when it is asked for.

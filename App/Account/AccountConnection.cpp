@@ -82,6 +82,8 @@ void AccountConnection::start() {
 }
 
 void AccountConnection::cancel() {
+    if (m_state == State::failed)
+        setState(State::idle); // its sentence has been read
     if (!isRunning() || m_state == State::connecting)
         return;
     ++m_attempt;

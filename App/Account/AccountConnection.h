@@ -46,7 +46,7 @@ public:
     // the drive would be mounted; and when the account turns out to be another than the one that the drive has: files
     // of that one may still be waiting for their upload.
     void start();
-    // Gives the attempt up, at once. Harmless when none runs.
+    // Gives the attempt up, at once; one that has failed is forgotten. Harmless when none runs.
     void cancel();
     // Whether `reopenBrowser` sends the browser to Google's page again.
     [[nodiscard]] bool canReopenBrowser() const { return m_state == State::waitingForBrowser; }

@@ -106,7 +106,8 @@ std::optional<pid_t> start(const Command &command, const ErrorOutput &errors) {
     ChildProcess::keepEnded();
     const SpawnSettings settings(errors);
     pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(), OwnEnvironment::rawForChildren().data()) != 0)
+    if (posix_spawn(&pid, argv[0], &settings.actions, &settings.attributes, argv.data(),
+                    OwnEnvironment::rawForChildren().data()) != 0)
         return std::nullopt;
     return pid;
 }

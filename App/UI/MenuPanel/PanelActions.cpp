@@ -22,6 +22,15 @@ Q_LOGGING_CATEGORY(log, "quillmount.panel")
 // A window that draws no frame after all does not keep an action waiting.
 constexpr Clock::Duration maxFrame = 200ms;
 
+// A second press within this time belongs to a double click.
+constexpr Clock::Duration doubleClick = 300ms;
+
+// Whether it opens something of another program's, which would stand there twice.
+bool opensSomething(PanelAction action) {
+    return action == PanelAction::openDrive || action == PanelAction::openWebDrive ||
+           action == PanelAction::contactSupport;
+}
+
 } // namespace
 
 PanelActions::PanelActions(DriveEngine &engine, QObject *parent)
@@ -35,6 +44,13 @@ PanelActions::~PanelActions() {
 void PanelActions::perform(PanelAction action) {
     if (action == PanelAction::none || m_waiting.contains(action))
         return;
+    if (opensSomething(action)) {
+        const Clock::Duration now = Platform::current().clock->uptime();
+        const bool isSecond = m_lastOpening.action == action && now - m_lastOpening.time < doubleClick;
+        m_lastOpening = {action, now};
+        if (isSecond)
+            return;
+    }
     m_waiting.append(action);
     if (m_waiting.size() == 1)
         waitForFrame();

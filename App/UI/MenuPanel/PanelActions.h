@@ -48,6 +48,10 @@ private:
     DriveEngine &m_engine;
     QPointer<QQuickWindow> m_window;
     QList<PanelAction> m_waiting;
+    struct {
+        PanelAction action = PanelAction::none;
+        Clock::Duration time{}; // uptime
+    } m_lastOpening;
     QMetaObject::Connection m_frame;
     Clock::TimerId m_timer = 0;
 };
