@@ -80,8 +80,9 @@ func member[T any](structure any, name string) (*T, error) {
 
 // adaptVFSStats makes "vfs/stats" answer at once, whatever the directory tree waits for, and lets its numbers mean what
 // they say: a file is pending from its first byte until Google has it, also while it is open, and errored from the
-// first failed upload until one succeeds. rclone's own answer waits for each listing, holds up all look-ups meanwhile,
-// loses sight of a file that is written, and counts only broken cache entries as errored.
+// first failed upload until one succeeds, and the size of the cache is that of now. rclone's own answer waits for each
+// listing, holds up all look-ups meanwhile, loses sight of a file that is written, counts only broken cache entries as
+// errored, and measures the cache once a minute.
 func adaptVFSStats() {
 	adapted := *rc.Calls.Get("vfs/stats")
 	adapted.Fn = func(context.Context, rc.Params) (rc.Params, error) {
@@ -112,16 +113,31 @@ func (s *servedDrive) stats() rc.Params {
 			uploading++
 		}
 	}
+	used := int64(0)
 	for _, item := range s.items() {
 		if item.IsDirty() {
 			pending[item.GetName()] = true
 		}
+		used += presentBytes(item)
 	}
+	figures["bytesUsed"] = used
 	figures["uploadsInProgress"] = uploading
 	figures["uploadsQueued"] = max(len(pending)-uploading, 0)
 	broken, _ := figures["erroredFiles"].(int)
 	figures["erroredFiles"] = broken + failedUploads(queue, time.Duration(s.drive.Opt.WriteBack))
 	return out
+}
+
+// presentBytes returns how much of a file is in the cache.
+func presentBytes(item *vfscache.Item) int64 {
+	mutex, mutexErr := member[sync.Mutex](item, "mu")
+	info, infoErr := member[vfscache.Info](item, "info")
+	if mutexErr != nil || infoErr != nil {
+		return 0 // another release of rclone; noteHoles says so in the log
+	}
+	mutex.Lock()
+	defer mutex.Unlock()
+	return info.Rs.Size()
 }
 
 // failedUploads counts the entries that failed and wait for another try or are being tried again.

@@ -98,6 +98,9 @@ func TestPendingFromTheFirstByteUntilUploaded(t *testing.T) {
 	if gaps.Load() > 0 {
 		t.Errorf("%d times nothing was pending", gaps.Load())
 	}
+	if used := s.stats()["diskCache"].(rc.Params)["bytesUsed"]; used != int64(299+len("more")) {
+		t.Errorf("the cache is said to hold %v bytes", used)
+	}
 	close(slow.mayPut)
 	for begin := time.Now(); pendingOf(s) != 0; time.Sleep(time.Millisecond) {
 		if time.Since(begin) > 10*time.Second {
