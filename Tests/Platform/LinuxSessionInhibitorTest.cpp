@@ -75,7 +75,10 @@ void LinuxSessionInhibitorTest::asksTheSessionManager() {
     inhibitor.hold(u"2 files"_s);
     inhibitor.release();
     QTRY_COMPARE(manager.asked.size(), 4);
-    QCOMPARE(manager.asked.mid(1), QStringList({u"end 1"_s, u"1 2 files"_s, u"end 3"_s}));
+    // The first answer may be on its way when the second question is asked.
+    QStringList rest = manager.asked.mid(1);
+    rest.sort();
+    QCOMPARE(rest, QStringList({u"1 2 files"_s, u"end 1"_s, u"end 3"_s}));
     m_bus.leave(u"manager"_s);
 }
 
