@@ -19,9 +19,12 @@ public:
 public Q_SLOTS:
     uint Inhibit(const QString &, uint, const QString &reason, uint what) {
         asked.append(u"%1 %2"_s.arg(what).arg(reason));
-        return uint(asked.size());
+        return ++m_cookie;
     }
     void Uninhibit(uint cookie) { asked.append(u"end %1"_s.arg(cookie)); }
+
+private:
+    uint m_cookie = 0;
 };
 
 class InhibitPortal : public QObject {
@@ -78,7 +81,7 @@ void LinuxSessionInhibitorTest::asksTheSessionManager() {
     // The first answer may be on its way when the second question is asked.
     QStringList rest = manager.asked.mid(1);
     rest.sort();
-    QCOMPARE(rest, QStringList({u"1 2 files"_s, u"end 1"_s, u"end 3"_s}));
+    QCOMPARE(rest, QStringList({u"1 2 files"_s, u"end 1"_s, u"end 2"_s}));
     m_bus.leave(u"manager"_s);
 }
 

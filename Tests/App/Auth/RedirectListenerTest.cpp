@@ -80,7 +80,7 @@ void RedirectListenerTest::cleanup() {
     m_auth.reset();
     // Nothing of it is left behind, whatever the test did.
     m_platform->clock().advance(12s);
-    QVERIFY(waitFor([] { return !qApp->findChild<RedirectListener *>(); }));
+    QVERIFY(waitFor([] { return !QCoreApplication::instance()->findChild<RedirectListener *>(); }));
     m_platform.reset();
 }
 
