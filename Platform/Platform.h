@@ -18,6 +18,7 @@
 #include "Platform/SingleInstance.h"
 #include "Platform/SystemCommands.h"
 #include "Platform/TerminationSignals.h"
+#include "Platform/Updater.h"
 #include "Platform/UserDefaults.h"
 #include "Platform/Workspace.h"
 
@@ -46,6 +47,7 @@ struct Platform {
     std::unique_ptr<MenuBarExtra> menuBarExtra;
     std::unique_ptr<Activation> activation;
     std::unique_ptr<Appearance> appearance;
+    std::unique_ptr<Updater> updater;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
     [[nodiscard]] static Platform &current();

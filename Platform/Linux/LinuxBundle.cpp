@@ -30,12 +30,17 @@ std::optional<QString> LinuxBundle::infoString(const QString &key) const {
     return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 
-std::optional<QString> LinuxBundle::auxiliaryExecutable(const QString &name) const {
-    const QFileInfo file(m_folder + u'/' + name);
+std::optional<QString> LinuxBundle::resource(const QString &fileName) const {
+    const QFileInfo file(m_folder + u'/' + fileName);
     // A name with a slash would lead out of the bundle.
-    if (name.isEmpty() || name.contains(u'/') || !file.isFile() || !file.isExecutable())
+    if (fileName.isEmpty() || fileName.contains(u'/') || !file.isFile())
         return std::nullopt;
     return file.absoluteFilePath();
+}
+
+std::optional<QString> LinuxBundle::auxiliaryExecutable(const QString &name) const {
+    std::optional<QString> path = resource(name);
+    return path && QFileInfo(*path).isExecutable() ? path : std::nullopt;
 }
 
 } // namespace quillmount

@@ -16,6 +16,7 @@
 #include "Platform/Linux/LinuxSingleInstance.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Linux/LinuxTerminationSignals.h"
+#include "Platform/Linux/LinuxUpdater.h"
 #include "Platform/Linux/LinuxUserDefaults.h"
 #include "Platform/Linux/LinuxWorkspace.h"
 #include "Platform/Linux/SessionBus.h"
@@ -59,6 +60,7 @@ std::unique_ptr<Platform> makePlatform() {
     platform->menuBarExtra = std::make_unique<LinuxMenuBarExtra>(*platform->clock);
     platform->activation = std::make_unique<LinuxActivation>();
     platform->appearance = std::make_unique<LinuxAppearance>();
+    platform->updater = std::make_unique<LinuxUpdater>(*platform->clock, *platform->bundle);
     platform->directories = std::move(directories);
     return platform;
 }

@@ -11,11 +11,15 @@ namespace quillmount {
 class MemoryBundle final : public Bundle {
 public:
     [[nodiscard]] std::optional<QString> infoString(const QString &key) const override { return find(m_info, key); }
+    [[nodiscard]] std::optional<QString> resource(const QString &fileName) const override {
+        return find(m_resources, fileName);
+    }
     [[nodiscard]] std::optional<QString> auxiliaryExecutable(const QString &name) const override {
         return find(m_executables, name);
     }
 
     void setInfoString(const QString &key, const QString &value) { m_info.insert(key, value); }
+    void setResource(const QString &fileName, const QString &path) { m_resources.insert(fileName, path); }
     void setExecutable(const QString &name, const QString &path) { m_executables.insert(name, path); }
     void removeExecutable(const QString &name) { m_executables.remove(name); }
 
@@ -26,6 +30,7 @@ private:
     }
 
     QHash<QString, QString> m_info;
+    QHash<QString, QString> m_resources;
     QHash<QString, QString> m_executables;
 };
 

@@ -26,6 +26,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->menuBarExtra = std::make_unique<MemoryMenuBarExtra>();
     platform->activation = std::make_unique<MemoryActivation>();
     platform->appearance = std::make_unique<MemoryAppearance>();
+    platform->updater = std::make_unique<MemoryUpdater>();
     return platform;
 }
 
@@ -123,6 +124,10 @@ MemoryActivation &ScopedPlatform::activation() const {
 
 MemoryAppearance &ScopedPlatform::appearance() const {
     return as<MemoryAppearance>(Platform::current().appearance);
+}
+
+MemoryUpdater &ScopedPlatform::updater() const {
+    return as<MemoryUpdater>(Platform::current().updater);
 }
 
 } // namespace quillmount

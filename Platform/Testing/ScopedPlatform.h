@@ -18,6 +18,7 @@
 #include "Platform/Testing/MemorySessionInhibitor.h"
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
+#include "Platform/Testing/MemoryUpdater.h"
 #include "Platform/Testing/MemoryUserDefaults.h"
 #include "Platform/Testing/MemoryWorkspace.h"
 #include "Platform/Testing/ScriptedSystemCommands.h"
@@ -54,6 +55,7 @@ public:
     [[nodiscard]] MemoryMenuBarExtra &menuBarExtra() const;
     [[nodiscard]] MemoryActivation &activation() const;
     [[nodiscard]] MemoryAppearance &appearance() const;
+    [[nodiscard]] MemoryUpdater &updater() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
     void useSystemClock();
