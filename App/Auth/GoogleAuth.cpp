@@ -213,7 +213,7 @@ TokenEndpoint::Fields refreshFields(const QString &refresh, const GoogleAuth::Cr
 QCoro::Task<GoogleAuth::Result> GoogleAuth::exchange(QString code, QString verifier, QString redirect,
                                                      Credentials credentials, QUrl endpoint, std::stop_token stop) {
     TokenEndpoint::Fields fields = codeFields(code, verifier, redirect, credentials);
-    const TokenEndpoint::Answer answer = co_await TokenEndpoint::post(endpoint, std::move(fields), stop);
+    const Http::Answer answer = co_await TokenEndpoint::post(endpoint, std::move(fields), stop);
     if (answer.status != 200)
         throw AuthError(AuthError::exchangeFailed);
     co_return TokenAnswer::result(answer.body, Platform::current().clock->now());
@@ -225,7 +225,7 @@ QCoro::Task<std::optional<QString>> GoogleAuth::idToken(QString refresh) {
         co_return std::nullopt;
     try {
         TokenEndpoint::Fields fields = refreshFields(refresh, Credentials::current());
-        const TokenEndpoint::Answer answer = co_await TokenEndpoint::post(endpoints->token, std::move(fields), {});
+        const Http::Answer answer = co_await TokenEndpoint::post(endpoints->token, std::move(fields), {});
         if (answer.status == 200)
             co_return TokenAnswer::idToken(answer.body);
     } catch (const std::exception &error) {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Auth/GoogleEndpoints.h"
 
+#include "App/Network/Http.h"
 #include "Platform/Platform.h"
-
-#include <QHostAddress>
 
 namespace quillmount {
 
@@ -13,10 +12,7 @@ namespace {
 
 bool isUsable(const QUrl &url) {
     // The query is ours; the other parts have no place in an endpoint.
-    if (!url.isValid() || url.host().isEmpty() || url.hasQuery() || url.hasFragment() || !url.userInfo().isEmpty())
-        return false;
-    // A name such as localhost is up to the resolver; only an address says where the request goes.
-    return url.scheme() == "https"_L1 || (url.scheme() == "http"_L1 && QHostAddress(url.host()).isLoopback());
+    return Http::isPrivate(url) && !url.hasQuery() && !url.hasFragment() && url.userInfo().isEmpty();
 }
 
 } // namespace

@@ -2,106 +2,11 @@
 #include "App/Auth/TokenEndpoint.h"
 
 #include "App/Auth/AuthError.h"
-#include "App/Auth/OneTimeBody.h"
-#include "App/Support/NetworkError.h"
-#include "Platform/Platform.h"
-
-#include <QCoreApplication>
-#include <QCoroNetworkReply>
-#include <QHostAddress>
-#include <QNetworkAccessManager>
-#include <QNetworkProxyFactory>
-#include <QNetworkReply>
-#include <QPointer>
-
-#include <memory>
+#include "App/Network/NetworkError.h"
 
 namespace quillmount {
 
-using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr auto requestTimeout = std::chrono::seconds(60);
-constexpr qint64 maxAnswer = 1024 * 1024;
-
-// The user's proxy, but none on the way to the machine itself.
-class ProxyToOthers final : public QNetworkProxyFactory {
-public:
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override {
-        if (QHostAddress(query.peerHostName()).isLoopback())
-            return {QNetworkProxy(QNetworkProxy::NoProxy)};
-        return proxyForQuery(query);
-    }
-};
-
-// One a request, because it would use a connection again that the other side is just closing; a request that is lost on
-// one cannot be repeated. It goes with its reply, and neither before the event loop turns: the reply is often still on
-// the stack.
-struct Session {
-    Session()
-        : manager(new QNetworkAccessManager(QCoreApplication::instance())) {
-        manager->setProxyFactory(new ProxyToOthers);
-    }
-    ~Session() { manager->deleteLater(); }
-    Q_DISABLE_COPY_MOVE(Session)
-
-    QNetworkAccessManager *const manager;
-};
-
-QNetworkRequest requestFor(const QUrl &endpoint, qint64 bodySize) {
-    QNetworkRequest request(endpoint);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded"_ba);
-    request.setHeader(QNetworkRequest::ContentLengthHeader, bodySize);
-    // A packed answer would escape the limit on its size.
-    request.setRawHeader("Accept-Encoding", "identity");
-    request.setRawHeader("Connection", "close");
-    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    // QNetworkAccessManager posts again when the connection ends unanswered; it cannot when it does not hold the body.
-    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    return request;
-}
-
-// What is known about a request that runs; shared with the callbacks that outlive neither it nor each other.
-struct Exchange {
-    QByteArray body;
-    bool isTooLarge = false;
-    bool isLate = false;
-};
-
-// From the event loop, because an aborted reply resumes its coroutine at once, and the one who stops a request is often
-// a destructor.
-void abortLater(QNetworkReply *reply) {
-    QMetaObject::invokeMethod(
-        reply, [reply] { reply->abort(); }, Qt::QueuedConnection);
-}
-
-// An answer of no stated length ends with its connection, which QNetworkAccessManager sometimes takes for a lost
-// request that it fails to repeat.
-bool isWhole(const QNetworkReply &reply) {
-    return reply.error() == QNetworkReply::NoError ||
-           (reply.error() == QNetworkReply::ContentReSendError && !reply.hasRawHeader("Content-Length") &&
-            !reply.hasRawHeader("Transfer-Encoding"));
-}
-
-void collect(QNetworkReply *reply, const std::shared_ptr<Exchange> &exchange) {
-    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, exchange] {
-        if (exchange->isTooLarge)
-            return;
-        exchange->body += reply->readAll();
-        if (exchange->body.size() <= maxAnswer)
-            return;
-        exchange->isTooLarge = true;
-        exchange->body.clear();
-        abortLater(reply);
-    });
-}
-
-} // namespace
+using namespace std::chrono_literals;
 
 QByteArray TokenEndpoint::formEncode(const Fields &fields) {
     QByteArray form;
@@ -113,42 +18,22 @@ QByteArray TokenEndpoint::formEncode(const Fields &fields) {
     return form;
 }
 
-QCoro::Task<TokenEndpoint::Answer> TokenEndpoint::post(QUrl endpoint, Fields fields, std::stop_token stop) {
-    if (stop.stop_requested())
-        throw AuthError(AuthError::cancelled);
-    auto body = std::make_unique<OneTimeBody>(formEncode(fields));
+QCoro::Task<Http::Answer> TokenEndpoint::post(QUrl endpoint, Fields fields, std::stop_token stop) {
+    Http::Post request;
+    request.url = std::move(endpoint);
+    request.contentType = "application/x-www-form-urlencoded";
+    request.body = formEncode(fields);
+    request.timeout = 60s;
+    request.maxAnswer = 1024 * 1024; // longer than any answer with tokens is
     fields.clear();
-    const Session session;
-    QNetworkReply *const reply = session.manager->post(requestFor(endpoint, body->size()), body.get());
-    body.release()->setParent(reply);
-
-    const auto exchange = std::make_shared<Exchange>();
-    collect(reply, exchange);
-    Clock &clock = *Platform::current().clock;
-    const Clock::TimerId timer = clock.schedule(requestTimeout, [exchange, late = QPointer(reply)] {
-        if (!late)
-            return;
-        exchange->isLate = true;
-        abortLater(late);
-    });
-    {
-        const std::stop_callback onStop(stop, [running = reply] { abortLater(running); });
-        co_await reply;
+    try {
+        Http::Answer answer = co_await Http::post(std::move(request), stop);
+        co_return answer;
+    } catch (const NetworkError &) {
+        if (stop.stop_requested())
+            throw AuthError(AuthError::cancelled);
+        throw;
     }
-    clock.cancel(timer);
-
-    if (stop.stop_requested())
-        throw AuthError(AuthError::cancelled);
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (exchange->isTooLarge)
-        co_return Answer{status, {}};
-    if (exchange->isLate)
-        throw NetworkError(QNetworkReply::TimeoutError);
-    // Everything but 200 is known by its status alone, whatever else went wrong with it.
-    if (status == 0 || (status == 200 && !isWhole(*reply)))
-        throw NetworkError(reply->error());
-    exchange->body += reply->readAll();
-    co_return Answer{status, exchange->body};
 }
 
 } // namespace quillmount

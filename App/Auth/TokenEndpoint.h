@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "App/Network/Http.h"
+
 #include <QCoroTask>
 #include <QList>
 #include <QString>
@@ -16,18 +18,12 @@ namespace TokenEndpoint {
 
 using Fields = QList<std::pair<QString, QString>>;
 
-struct Answer {
-    int status = 0;
-    QByteArray body; // empty when it was longer than any answer with tokens is
-};
-
 // The fields as "application/x-www-form-urlencoded"; everything but letters, digits and "-._~" is percent-encoded.
 [[nodiscard]] QByteArray formEncode(const Fields &fields);
 
-// Posts the fields, once: a code may be used only once, so a request that is not answered is never repeated. No
-// redirect is followed. Throws NetworkError when there is no whole answer within 60 seconds, and AuthError::cancelled
-// when `stop` is requested.
-[[nodiscard]] QCoro::Task<Answer> post(QUrl endpoint, Fields fields, std::stop_token stop);
+// Posts the fields, once: a code may be used only once. Throws NetworkError when there is no whole answer within 60
+// seconds, and AuthError::cancelled when `stop` is requested.
+[[nodiscard]] QCoro::Task<Http::Answer> post(QUrl endpoint, Fields fields, std::stop_token stop);
 
 } // namespace TokenEndpoint
 } // namespace quillmount

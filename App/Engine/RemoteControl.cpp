@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Engine/RemoteControl.h"
 
-#include "App/Support/NetworkError.h"
+#include "App/Network/NetworkError.h"
 
 #include <QCoreApplication>
 #include <QCoroNetworkReply>

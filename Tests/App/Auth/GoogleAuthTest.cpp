@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Auth/GoogleAuth.h"
-#include "App/Support/NetworkError.h"
+#include "App/Network/NetworkError.h"
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/App/Auth/Browser.h"
 #include "Tests/App/Auth/TokenServer.h"

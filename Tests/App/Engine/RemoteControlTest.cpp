@@ -2,7 +2,7 @@
 #include "App/Engine/RemoteControl.h"
 #include "App/Engine/EngineLaunch.h"
 #include "App/Engine/EngineProcess.h"
-#include "App/Support/NetworkError.h"
+#include "App/Network/NetworkError.h"
 #include "App/Support/Paths.h"
 #include "Platform/Testing/ScopedPlatform.h"
 #include "Tests/App/Engine/EngineScript.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
-#include "App/Auth/OneTimeBody.h"
+#include "App/Network/OneTimeBody.h"
 
 #include <algorithm>
 #include <cstring>
