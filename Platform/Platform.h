@@ -4,6 +4,7 @@
 #include "Platform/Activation.h"
 #include "Platform/Alerts.h"
 #include "Platform/Appearance.h"
+#include "Platform/Authorization.h"
 #include "Platform/Bundle.h"
 #include "Platform/Clock.h"
 #include "Platform/Directories.h"
@@ -48,6 +49,7 @@ struct Platform {
     std::unique_ptr<Activation> activation;
     std::unique_ptr<Appearance> appearance;
     std::unique_ptr<Updater> updater;
+    std::unique_ptr<Authorization> authorization;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
     [[nodiscard]] static Platform &current();

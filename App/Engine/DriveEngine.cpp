@@ -90,7 +90,7 @@ std::optional<DriveEngine::State> DriveEngine::handle(Event event, ErrorMapper::
 DriveTransition::Circumstances DriveEngine::circumstances() const {
     return {.hasAccount = Paths::hasEngineConfig(),
             .hasEngine = m_process != nullptr,
-            .isSettingUpVolume = m_isSettingUpVolume,
+            .isSettingUpVolume = m_isSettingUp,
             .isMounted = isMounted(),
             .stopRequested = m_stopRequested,
             .hasShutDown = m_hasShutDown,
@@ -100,7 +100,7 @@ DriveTransition::Circumstances DriveEngine::circumstances() const {
 void DriveEngine::start() {
     if (m_process || m_hasShutDown || m_signOuts > 0)
         return;
-    if (m_isSettingUpVolume) {
+    if (m_isSettingUp) {
         m_startWish = m_wish;
         return;
     }
@@ -109,38 +109,54 @@ void DriveEngine::start() {
         handle(Event::start);
         return;
     }
-    const bool isSetUp = m_volumeSetup.isInstalled() && m_volumeSetup.resolvesLocally();
-    if (isSetUp || Preferences::volumeSetupDeclined() || !m_volumeSetup.isAvailable()) {
+    const bool mayOffer = m_volumeSetup.isAvailable() && m_volumeSetup.offersAtStart();
+    if (!mayOffer || Preferences::volumeSetupDeclined()) {
         launch();
         return;
     }
     handle(Event::volumeSetupOffered);
-    m_isSettingUpVolume = true;
+    setSettingUp(true);
     spawn(launchAfterVolumeSetup());
 }
 
 QCoro::Task<> DriveEngine::launchAfterVolumeSetup() {
     const QPointer self(this);
-    const bool completed = co_await runVolumeSetup();
+    const bool isComplete = co_await m_volumeSetup.resolvesLocally();
     if (!self)
         co_return;
-    if (!completed)
-        Preferences::setVolumeSetupDeclined(true);
-    m_isSettingUpVolume = false;
-    // The user may have ejected or signed out while the offer was open.
+    if (!isComplete) {
+        co_await runVolumeSetup();
+        if (!self)
+            co_return;
+    }
+    setSettingUp(false);
+    launchIfWished();
+}
+
+void DriveEngine::launchIfWished() {
+    // The user may have ejected or signed out while the set-up was under way.
     if (m_startWish == m_wish && Paths::hasEngineConfig())
         launch();
     else
         handle(Event::startWithdrawn);
 }
 
-QCoro::Task<bool> DriveEngine::runVolumeSetup() {
+QCoro::Task<VolumeSetup::Outcome> DriveEngine::runVolumeSetup() {
+    const QPointer self(this);
+    auto outcome = VolumeSetup::Outcome::failed;
     try {
-        co_return co_await m_volumeSetup.run();
+        outcome = co_await m_volumeSetup.run();
     } catch (const std::exception &error) {
         qCWarning(engineLog, "the location of the drive could not be set up: %s", error.what());
     }
-    co_return false;
+    // Whoever could not be asked has declined nothing; nor has he whom the end of the application cut off.
+    if (self && outcome != VolumeSetup::Outcome::notAsked && !m_hasShutDown)
+        Preferences::setVolumeSetupDeclined(outcome != VolumeSetup::Outcome::completed);
+    co_return outcome;
+}
+
+void DriveEngine::setSettingUp(bool settingUp) {
+    publish(this, &DriveEngine::isSettingUpChanged, [&] { m_isSettingUp = settingUp; });
 }
 
 void DriveEngine::retry() {
@@ -317,6 +333,8 @@ void DriveEngine::shutdownNow() {
     m_stopRequested = true;
     m_pollTask.cancel();
     m_restartTask.cancel();
+    if (m_isSettingUp)
+        m_volumeSetup.cancel();
     if (m_process || isMounted())
         m_mount->removeNow();
     if (m_process)
@@ -330,23 +348,38 @@ void DriveEngine::shutdownNow() {
     }
 }
 
-QCoro::Task<> DriveEngine::setUpFinderLocation() {
+QCoro::Task<VolumeSetup::Outcome> DriveEngine::setUpFinderLocation() {
     const QPointer self(this);
-    const bool isSetUp = m_volumeSetup.isInstalled() && m_volumeSetup.resolvesLocally();
-    if (isSetUp || !m_volumeSetup.isAvailable())
-        co_return;
-    const quint64 wish = ++m_wish;
+    if (!m_volumeSetup.isAvailable() || m_hasShutDown)
+        co_return VolumeSetup::Outcome::notAsked;
+    if (m_isSettingUp)
+        co_return VolumeSetup::Outcome::failed;
+    setSettingUp(true);
+    auto outcome = VolumeSetup::Outcome::completed;
+    const quint64 formerStart = std::exchange(m_startWish, 0);
+    const bool isComplete = co_await m_volumeSetup.resolvesLocally();
+    if (!self)
+        co_return outcome;
+    if (isComplete) {
+        setSettingUp(false);
+        if (m_startWish == 0)
+            m_startWish = formerStart;
+        else
+            launchIfWished(); // somebody wanted to start while it was being looked up
+        co_return outcome;
+    }
+    const quint64 wish = m_startWish = ++m_wish;
     if (m_process) {
         co_await carryOutEject(wish, true);
         if (!self)
-            co_return;
+            co_return outcome;
     }
-    const bool completed = co_await runVolumeSetup();
+    outcome = co_await runVolumeSetup();
     if (!self)
-        co_return;
-    Preferences::setVolumeSetupDeclined(!completed);
-    if (wish == m_wish && Paths::hasEngineConfig())
-        start();
+        co_return outcome;
+    setSettingUp(false);
+    launchIfWished();
+    co_return outcome;
 }
 
 } // namespace quillmount

@@ -5,6 +5,7 @@
 #include "App/Concurrency/Task.h"
 #include "App/Engine/DriveTransition.h"
 #include "App/Engine/RemoteControl.h"
+#include "App/Support/VolumeSetup.h"
 #include "Platform/Clock.h"
 
 #include <QUrl>
@@ -15,7 +16,6 @@ namespace quillmount {
 
 class DriveMount;
 class EngineProcess;
-class VolumeSetup;
 
 // The one object that owns the drive: the engine process, its mount, the polling of it, its restarts. All of it runs on
 // the main thread. A member coroutine looks at its QPointer after every suspension: the object may be gone.
@@ -69,8 +69,11 @@ public:
     // At the end of the application: unmounts and stops the engine; nothing is started after it. Blocks, at most for
     // about 20 seconds. Only the first call does anything.
     void shutdownNow();
-    // Makes the drive a location of the file manager, ejecting and starting it again around that.
-    [[nodiscard]] QCoro::Task<> setUpFinderLocation();
+    // Makes the drive a location of the file manager, ejecting and starting it again around that. `completed` also when
+    // there was nothing left to do, `failed` when another set-up is under way.
+    [[nodiscard]] QCoro::Task<VolumeSetup::Outcome> setUpFinderLocation();
+    // A set-up of the location is under way, asked for or offered; nothing starts meanwhile.
+    [[nodiscard]] bool isSettingUp() const { return m_isSettingUp; }
     // One round of questions to the engine. Answers that do not come leave their figures as they are.
     [[nodiscard]] QCoro::Task<> refresh();
 
@@ -80,6 +83,7 @@ Q_SIGNALS:
     void quotaChanged();
     void isOnlineChanged();
     void driveFolderURLChanged();
+    void isSettingUpChanged();
     // Files were found in the bare mount point and moved to `path`.
     void filesSetAside(const QString &path);
     // The drive was not started: something of the user's own stands where it would be mounted, and stays as it is.
@@ -102,8 +106,13 @@ private:
     void clearStats();
 
     void launch();
+    // Offers the set-up, unless it is complete, and launches.
     [[nodiscard]] QCoro::Task<> launchAfterVolumeSetup();
-    [[nodiscard]] QCoro::Task<bool> runVolumeSetup();
+    // Runs the set-up and remembers whether it was declined.
+    [[nodiscard]] QCoro::Task<VolumeSetup::Outcome> runVolumeSetup();
+    void setSettingUp(bool settingUp);
+    // Serves the start that was wished for while the set-up was under way, or withdraws it.
+    void launchIfWished();
     void engineExited(quint64 run);
     // An event after which the engine is restarted, or the drive remounted, unless that was done too often.
     void restartOrFail(Event event, ErrorMapper::Kind kind);
@@ -146,7 +155,7 @@ private:
     qint64 m_restartAttempts = 0; // automatic restarts of engine or mount since the last `retry`
     bool m_stopRequested = false; // the engine's exit was asked for
     bool m_forceEjectRequested = false;
-    bool m_isSettingUpVolume = false;
+    bool m_isSettingUp = false;
     bool m_hasShutDown = false;
     int m_signOuts = 0;                              // under way; nothing starts meanwhile
     std::optional<Clock::Duration> m_lastQuotaFetch; // uptime; absent until the first time

@@ -56,7 +56,7 @@ DriveMount::DriveMount(VolumeSetup &volumeSetup, QObject *parent)
 DriveMount::~DriveMount() = default;
 
 QString DriveMount::point() const {
-    return m_volumeSetup.isInstalled() ? u"/Volumes/Quillmount"_s : Paths::homeMountPoint();
+    return m_volumeSetup.isInstalled() ? VolumeSetup::mountPoint() : Paths::homeMountPoint();
 }
 
 bool DriveMount::isMounted() const {
@@ -112,7 +112,10 @@ bool DriveMount::prepareMountPoint() {
 
 QCoro::Task<bool> DriveMount::attach(quint16 port) {
     const QPointer self(this);
-    const QString host = m_volumeSetup.resolvesLocally() ? u"Quillmount"_s : u"quillmount.localhost"_s;
+    const bool resolves = co_await m_volumeSetup.resolvesLocally();
+    if (!self)
+        co_return false;
+    const QString host = resolves ? VolumeSetup::hostName() : u"quillmount.localhost"_s;
     ++m_attaching;
     Command command = Platform::current().systemCommands->mount(port, host, point());
     const int status = co_await Shell::runInBackground(std::move(command), mountTimeout);

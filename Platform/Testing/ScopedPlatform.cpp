@@ -27,6 +27,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->activation = std::make_unique<MemoryActivation>();
     platform->appearance = std::make_unique<MemoryAppearance>();
     platform->updater = std::make_unique<MemoryUpdater>();
+    platform->authorization = std::make_unique<MemoryAuthorization>();
     return platform;
 }
 
@@ -128,6 +129,10 @@ MemoryAppearance &ScopedPlatform::appearance() const {
 
 MemoryUpdater &ScopedPlatform::updater() const {
     return as<MemoryUpdater>(Platform::current().updater);
+}
+
+MemoryAuthorization &ScopedPlatform::authorization() const {
+    return as<MemoryAuthorization>(Platform::current().authorization);
 }
 
 } // namespace quillmount

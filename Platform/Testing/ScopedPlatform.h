@@ -6,6 +6,7 @@
 #include "Platform/Testing/MemoryActivation.h"
 #include "Platform/Testing/MemoryAlerts.h"
 #include "Platform/Testing/MemoryAppearance.h"
+#include "Platform/Testing/MemoryAuthorization.h"
 #include "Platform/Testing/MemoryBundle.h"
 #include "Platform/Testing/MemoryDirectories.h"
 #include "Platform/Testing/MemoryLocalPeers.h"
@@ -56,6 +57,7 @@ public:
     [[nodiscard]] MemoryActivation &activation() const;
     [[nodiscard]] MemoryAppearance &appearance() const;
     [[nodiscard]] MemoryUpdater &updater() const;
+    [[nodiscard]] MemoryAuthorization &authorization() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
     void useSystemClock();

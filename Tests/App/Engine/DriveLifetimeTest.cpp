@@ -3,6 +3,7 @@
 // the engine is left alone. Meant to be run with the address sanitizer, too.
 #include "App/Support/Paths.h"
 #include "Tests/App/Engine/DriveWorld.h"
+#include "Tests/Support/Started.h"
 
 #include <QtTest>
 
@@ -128,7 +129,7 @@ void DriveLifetimeTest::destroyed_data() {
     });
     row("a set-up that is asked for", [](DriveWorld &world) {
         world.setup.setAvailable(true);
-        spawn(world.makeDrive().setUpFinderLocation());
+        started(world.makeDrive().setUpFinderLocation());
         return world.setup.isRunning();
     });
     row("a mount whose server is gone", [](DriveWorld &world) {
@@ -152,7 +153,7 @@ void DriveLifetimeTest::destroyed() {
     // Everything that was awaited comes, one way or the other.
     world.setMark(u"mount-waits"_s, false);
     world.setMark(u"unmount-waits"_s, false);
-    world.setup.complete();
+    world.setup.end(VolumeSetup::Outcome::completed);
     if (hadEngine)
         world.engine.endAll();
     world.advance(10min);

@@ -46,13 +46,13 @@ void DriveVolumeSetupTest::firstStart() {
     world.advance(1h);
     QVERIFY(!world.hasEngine());
     if (completes)
-        world.setup.complete();
+        world.setup.end(VolumeSetup::Outcome::completed);
     else
         world.setup.fail();
     QVERIFY(world.advanceUntil(DriveState::live));
     QCOMPARE(world.setup.runs(), 1);
     QCOMPARE(world.engine.starts(), 1);
-    QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), completes ? std::nullopt : std::optional(true));
+    QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), std::optional(!completes));
     if (completes)
         return;
     // The offer is not repeated.
@@ -85,14 +85,14 @@ void DriveVolumeSetupTest::notWantedWhileTheOfferIsOpen() {
     world.makeDrive().start();
     const auto done = started(world.drive->signOut());
     QVERIFY(waitFor([&] { return done->isDone; }));
-    world.setup.complete();
+    world.setup.end(VolumeSetup::Outcome::completed);
     world.advance(60s);
     QCOMPARE(world.drive->state(), DriveState(DriveState::signedOut));
     QCOMPARE(world.engine.starts(), 0);
     // The next account is served as if nothing had been.
     const auto connected = started(world.drive->connect(u"{}"_s, std::nullopt));
     QVERIFY(connected->value && world.setup.isRunning());
-    world.setup.decline();
+    world.setup.end(VolumeSetup::Outcome::declined);
     QVERIFY(world.advanceUntil(DriveState::live));
 }
 
@@ -114,9 +114,9 @@ void DriveVolumeSetupTest::setUpLater() {
     QVERIFY(!world.hasEngine() && !world.drive->isMounted());
     world.setup.setInstalled(completes, completes);
     if (completes)
-        world.setup.complete();
+        world.setup.end(VolumeSetup::Outcome::completed);
     else
-        world.setup.decline();
+        world.setup.end(VolumeSetup::Outcome::declined);
     QVERIFY(world.advanceUntil([&] { return done->isDone && world.drive->state() == DriveState::live; }));
     QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), std::optional(!completes));
     QCOMPARE(world.engine.starts(), 2);

@@ -10,56 +10,74 @@
 
 namespace quillmount {
 
-// A set-up whose answers a test chooses. `run` waits until the test lets it end.
+// A set-up whose answers a test chooses. `run` and `remove` wait until the test lets them end.
 class ScriptedVolumeSetup final : public VolumeSetup {
 public:
     [[nodiscard]] bool isAvailable() const override { return m_available; }
+    [[nodiscard]] bool offersAtStart() const override { return m_offers; }
     [[nodiscard]] bool isInstalled() const override { return m_installed; }
-    [[nodiscard]] bool resolvesLocally() const override { return m_resolves; }
+    [[nodiscard]] QCoro::Task<bool> resolvesLocally() override { co_return m_installed &&m_resolves; }
+    [[nodiscard]] bool isReady() const override { return m_installed; }
     bool waitUntilReady(double seconds) override {
         m_readyTimeout = seconds;
         return true;
     }
-    QCoro::Task<bool> run() override {
+    QCoro::Task<Outcome> run() override {
         ++m_runs;
-        m_run = OneShot<End>();
-        OneShot<End> run = *m_run;
-        const End end = co_await run;
-        if (end == End::failed)
-            throw std::runtime_error("the set-up broke");
-        co_return end == End::completed;
+        return open();
     }
+    [[nodiscard]] bool isRemovable() const override { return m_available && m_installed; }
+    QCoro::Task<Outcome> remove() override {
+        ++m_removals;
+        return open();
+    }
+    void removeSidebarEntry() override { m_hasSidebarEntry = false; }
+    void cancel() override { end(Outcome::declined); }
 
-    void setAvailable(bool available) { m_available = available; }
+    // Available and, unless it says otherwise, offered by the first start.
+    void setAvailable(bool available, bool offers = true) {
+        m_available = available;
+        m_offers = offers;
+    }
     void setInstalled(bool installed, bool resolves) {
         m_installed = installed;
         m_resolves = resolves;
     }
 
-    // Ends the run that waits: completed, declined, or with an error.
-    void complete() { end(End::completed); }
-    void decline() { end(End::declined); }
-    void fail() { end(End::failed); }
+    // Ends the run that waits.
+    void end(Outcome outcome) {
+        if (auto question = std::exchange(m_question, std::nullopt))
+            question->set(outcome);
+    }
+    // Lets it end with an error.
+    void fail() { end(Outcome(-1)); }
 
     [[nodiscard]] int runs() const { return m_runs; }
-    [[nodiscard]] bool isRunning() const { return m_run.has_value(); }
+    [[nodiscard]] int removals() const { return m_removals; }
+    [[nodiscard]] bool isRunning() const { return m_question.has_value(); }
+    [[nodiscard]] bool hasSidebarEntry() const { return m_hasSidebarEntry; }
     // What `waitUntilReady` was last called with; 0 when it was not.
     [[nodiscard]] double readyTimeout() const { return m_readyTimeout; }
 
 private:
-    enum class End { completed, declined, failed };
-
-    void end(End how) {
-        if (auto run = std::exchange(m_run, std::nullopt))
-            run->set(how);
+    QCoro::Task<Outcome> open() {
+        OneShot<Outcome> question;
+        m_question = question;
+        const Outcome outcome = co_await question;
+        if (outcome == Outcome(-1))
+            throw std::runtime_error("the set-up broke");
+        co_return outcome;
     }
 
     bool m_available = false;
+    bool m_offers = true;
     bool m_installed = false;
     bool m_resolves = false;
+    bool m_hasSidebarEntry = true;
     double m_readyTimeout = 0;
     int m_runs = 0;
-    std::optional<OneShot<End>> m_run;
+    int m_removals = 0;
+    std::optional<OneShot<Outcome>> m_question;
 };
 
 } // namespace quillmount
