@@ -60,7 +60,9 @@ func orderCalls(remote fs.Fs) error {
 	if err != nil {
 		return fmt.Errorf("this release of rclone keeps its connections otherwise: %w", err)
 	}
-	(*client).Transport = newCallOrder(trashNamer{(*client).Transport})
+	measured := &uploadMeter{RoundTripper: (*client).Transport}
+	(*client).Transport = newCallOrder(trashNamer{measured})
+	meter.Store(measured)
 	return nil
 }
 

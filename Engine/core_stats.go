@@ -9,7 +9,8 @@ import (
 )
 
 // adaptCoreStats makes "core/stats" tell of uploads alone, and gives its lastError the wording of the log. rclone lists
-// what it reads for the cache as transfers, too, and goes on to report the speed of a transfer that has ended.
+// what it reads for the cache as transfers, too, goes on to report the speed of a transfer that has ended, and takes what
+// it has read for an upload for sent.
 func adaptCoreStats() {
 	stats := rc.Calls.Get("core/stats")
 	adapted := *stats
@@ -19,7 +20,11 @@ func adaptCoreStats() {
 			out["lastError"] = withoutTokenWords(text)
 		}
 		if transfers, ok := out["transferring"].([]rc.Params); ok || out["speed"] != nil {
-			out["transferring"], out["speed"] = uploadsOf(transfers)
+			uploads, speed := uploadsOf(transfers)
+			if m := meter.Load(); m != nil {
+				speed = m.correct(uploads, servedObjectID)
+			}
+			out["transferring"], out["speed"] = uploads, speed
 		}
 		return out, err
 	}

@@ -169,7 +169,7 @@ func (f *openingFs) Put(ctx context.Context, in io.Reader, source fs.ObjectInfo,
 	if err := f.folders.check(ctx, source.Remote()); err != nil {
 		return nil, err
 	}
-	return f.Fs.Put(ctx, in, source, options...)
+	return f.Fs.Put(namingUpload(ctx, source.Remote()), in, source, options...)
 }
 
 // Mkdir implements fs.Fs.

@@ -27,6 +27,7 @@ type servedDrive struct {
 	drive    *vfs.VFS
 	cache    *vfscache.Cache // nil if rclone could not open it, and serves the drive read-only
 	items    func() []*vfscache.Item
+	item     func(name string) *vfscache.Item // nil if the cache has none
 	setAside setAside
 }
 
@@ -66,7 +67,36 @@ func (s *servedDrive) findCache() error {
 		}
 		return list
 	}
+	s.item = func(name string) *vfscache.Item {
+		mutex.Lock()
+		defer mutex.Unlock()
+		return (*items)[name]
+	}
 	return nil
+}
+
+// servedObjectID returns the identifier of the object that a file in the cache is or will be uploaded to; empty if there is
+// none.
+func servedObjectID(name string) string {
+	s := served.Load()
+	if s == nil || s.cache == nil {
+		return ""
+	}
+	item := s.item(name)
+	if item == nil {
+		return ""
+	}
+	mutex, mutexErr := member[sync.Mutex](item, "mu")
+	object, objectErr := member[fs.Object](item, "o")
+	if mutexErr != nil || objectErr != nil {
+		return "" // another release of rclone
+	}
+	mutex.Lock()
+	defer mutex.Unlock()
+	if identified, ok := (*object).(fs.IDer); ok {
+		return identified.ID()
+	}
+	return ""
 }
 
 // member returns the address of the struct's field of this name and type, exported or not.
