@@ -12,7 +12,8 @@ namespace CacheRemoval {
 // folder is gone or empty; what was renamed may still be there. Failures are logged.
 [[nodiscard]] QCoro::Task<> begin();
 
-// Deletes on a thread what an earlier run took away and did not come to delete.
+// Deletes on a thread what an earlier run took away and did not come to delete, of the cache and of everything else
+// that an uninstall takes away.
 void finish();
 
 } // namespace CacheRemoval

@@ -98,7 +98,7 @@ DriveTransition::Circumstances DriveEngine::circumstances() const {
 }
 
 void DriveEngine::start() {
-    if (m_process || m_hasShutDown || m_signOuts > 0)
+    if (m_process || m_hasShutDown || !m_mayStart || m_signOuts > 0)
         return;
     if (m_isSettingUp) {
         m_startWish = m_wish;
@@ -135,7 +135,7 @@ QCoro::Task<> DriveEngine::launchAfterVolumeSetup() {
 
 void DriveEngine::launchIfWished() {
     // The user may have ejected or signed out while the set-up was under way.
-    if (m_startWish == m_wish && Paths::hasEngineConfig())
+    if (m_startWish == m_wish && m_mayStart && Paths::hasEngineConfig())
         launch();
     else
         handle(Event::startWithdrawn);
@@ -160,6 +160,8 @@ void DriveEngine::setSettingUp(bool settingUp) {
 }
 
 void DriveEngine::retry() {
+    if (!m_mayStart)
+        return;
     m_restartAttempts = 0;
     m_restartTask.cancel();
     if (m_state.isFailed() && !m_hasShutDown) {
@@ -190,6 +192,8 @@ QCoro::Task<> DriveEngine::retryLater(std::stop_token stop) {
 
 QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) {
     const QPointer self(this);
+    if (!m_mayStart)
+        throw EngineConfig::ConfigError(EngineConfig::ConfigError::writeFailed);
     co_await EngineConfig::write(token);
     if (!self)
         co_return;
@@ -296,7 +300,7 @@ QCoro::Task<> DriveEngine::signOut() {
     co_await eject(true);
     if (!self)
         co_return;
-    co_await stopEngine();
+    co_await endEngines();
     if (!self)
         co_return;
     co_await CacheRemoval::begin();
@@ -306,6 +310,31 @@ QCoro::Task<> DriveEngine::signOut() {
     forgetAccount();
     if (accountWish == m_accountWish)
         handle(Event::signedOut);
+}
+
+void DriveEngine::forbidStarts() {
+    m_mayStart = false;
+    m_restartTask.cancel();
+}
+
+void DriveEngine::allowStarts() {
+    m_mayStart = true;
+}
+
+QCoro::Task<> DriveEngine::endEverything() {
+    const QPointer self(this);
+    co_await eject(true);
+    // A sign-out puts the folders of the application back.
+    while (self && m_signOuts > 0) {
+        co_await m_clock.sleep(signOutPause, {});
+    }
+    if (self) {
+        co_await endEngines();
+    }
+}
+
+QStringList DriveEngine::mountedPoints() const {
+    return m_mount->mountedPoints();
 }
 
 void DriveEngine::forgetAccount() {
@@ -350,7 +379,7 @@ void DriveEngine::shutdownNow() {
 
 QCoro::Task<VolumeSetup::Outcome> DriveEngine::setUpFinderLocation() {
     const QPointer self(this);
-    if (!m_volumeSetup.isAvailable() || m_hasShutDown)
+    if (!m_volumeSetup.isAvailable() || m_hasShutDown || !m_mayStart)
         co_return VolumeSetup::Outcome::notAsked;
     if (m_isSettingUp)
         co_return VolumeSetup::Outcome::failed;

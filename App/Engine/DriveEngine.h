@@ -66,6 +66,14 @@ public:
     void cancelEject();
     // Ejects at once and forgets the account, the cache and what was not uploaded.
     [[nodiscard]] QCoro::Task<> signOut();
+    // Until `allowStarts`, nothing starts the drive, connects an account or sets the location up; a launch that is
+    // under way does not come to its engine. Quillmount is being removed.
+    void forbidStarts();
+    void allowStarts();
+    // Ejects at once, and also ends the engine and the mount that an earlier run has left, wherever that is mounted.
+    [[nodiscard]] QCoro::Task<> endEverything();
+    // The places at which a drive of ours is mounted.
+    [[nodiscard]] QStringList mountedPoints() const;
     // At the end of the application: unmounts and stops the engine; nothing is started after it. Blocks, at most for
     // about 20 seconds. Only the first call does anything.
     void shutdownNow();
@@ -120,6 +128,8 @@ private:
     [[nodiscard]] QCoro::Task<> retryLater(std::stop_token stop);
     // Takes the mount away and then ends the engine. Resolves when it has ended or another one was started.
     [[nodiscard]] QCoro::Task<> stopEngine();
+    // The same for the engines and mounts of an earlier run too, which need not be the drive's.
+    [[nodiscard]] QCoro::Task<> endEngines();
     [[nodiscard]] QCoro::Task<> stopEngineThenStart(quint64 wish);
 
     [[nodiscard]] QCoro::Task<> mountThenPoll(Clock::Duration delay, std::stop_token stop);
@@ -157,6 +167,7 @@ private:
     bool m_forceEjectRequested = false;
     bool m_isSettingUp = false;
     bool m_hasShutDown = false;
+    bool m_mayStart = true;
     int m_signOuts = 0;                              // under way; nothing starts meanwhile
     std::optional<Clock::Duration> m_lastQuotaFetch; // uptime; absent until the first time
     QString m_recoveryFolder;                        // the last one that was told of

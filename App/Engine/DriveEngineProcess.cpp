@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 Q_DECLARE_LOGGING_CATEGORY(engineLog)
 
 void DriveEngine::launch() {
-    if (m_process || m_hasShutDown)
+    if (m_process || m_hasShutDown || !m_mayStart)
         return;
     const std::optional<QString> binary = Paths::engineBinary();
     if (!binary) {
@@ -113,6 +113,15 @@ QCoro::Task<> DriveEngine::stopEngine() {
     if (!self || !process || m_process != process)
         co_return;
     co_await process->end();
+}
+
+QCoro::Task<> DriveEngine::endEngines() {
+    const QPointer self(this);
+    co_await stopEngine();
+    // Another one may still run on the cache while this process has none of its own.
+    if (self && !m_process) {
+        co_await m_mount->endFormerRun(Paths::engineBinary().value_or(QString()));
+    }
 }
 
 } // namespace quillmount

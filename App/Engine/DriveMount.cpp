@@ -47,6 +47,13 @@ struct Removal {
     }
 };
 
+QList<Removal> removals(const QStringList &points) {
+    QList<Removal> all;
+    for (const QString &point : points)
+        all.append(Removal(point));
+    return all;
+}
+
 } // namespace
 
 DriveMount::DriveMount(VolumeSetup &volumeSetup, QObject *parent)
@@ -85,6 +92,36 @@ void DriveMount::clearLeftovers(const QString &binary) {
     const QString home = Paths::homeMountPoint();
     if (point() != home && !Platform::current().mountTable->isMounted(home))
         QDir().rmdir(home);
+}
+
+QStringList DriveMount::mountedPoints() const {
+    const MountTable &table = *Platform::current().mountTable;
+    QStringList points{Paths::homeMountPoint(), VolumeSetup::mountPoint()};
+    points.removeIf([&table](const QString &at) { return !table.isMounted(at) || table.isForeign(at); });
+    return points;
+}
+
+QCoro::Task<> DriveMount::endFormerRun(QString binary) {
+    const QPointer self(this);
+    const SystemCommands &commands = *Platform::current().systemCommands;
+    const EngineIdentity engine{binary.isEmpty() ? u"/QuillmountEngine"_s : binary, Paths::engineConfig()};
+    const QList<Command> endEngines = commands.endEngines(engine);
+    Command find = commands.findEngines(engine);
+    const int found = co_await Shell::runInBackground(std::move(find), processCheckTimeout);
+    if (!self)
+        co_return;
+    tend();
+    stopWatching();
+    m_isAttached = false;
+    // A search that failed has told nothing.
+    std::function<int()> work = [hasEngine = found != noneFound, endEngines, points = removals(mountedPoints())] {
+        for (const Removal &removal : points)
+            removal.carryOut();
+        for (const Command &command : hasEngine ? endEngines : QList<Command>())
+            Shell::run(command, processCheckTimeout);
+        return 0;
+    };
+    co_await inBackground(std::move(work));
 }
 
 bool DriveMount::prepareMountPoint() {

@@ -33,6 +33,10 @@ public:
     // Before a launch: takes away the mount and the engines that an earlier run left. Blocks, in the worst case for
     // about 45 seconds. `binary` is the engine's executable.
     void clearLeftovers(const QString &binary);
+    // The same on threads and for every place, while the drive itself has no engine. `binary` may be empty.
+    [[nodiscard]] QCoro::Task<> endFormerRun(QString binary);
+    // The places at which a drive of ours is mounted, the one of the drive itself or another.
+    [[nodiscard]] QStringList mountedPoints() const;
     // Makes what the drive can be mounted on. False when it must not be mounted there. Blocks, at most for 5 seconds.
     [[nodiscard]] bool prepareMountPoint();
 

@@ -15,11 +15,11 @@ namespace {
 
 Q_LOGGING_CATEGORY(log, "quillmount.paths")
 
-QString supportFolder() {
+} // namespace
+
+QString Paths::supportFolder() {
     return Platform::current().directories->applicationSupport() + u"/Quillmount"_s;
 }
-
-} // namespace
 
 std::optional<QString> Paths::engineBinary() {
     return Platform::current().bundle->auxiliaryExecutable(u"QuillmountEngine"_s);
@@ -53,8 +53,12 @@ QString Paths::homeMountPoint() {
     return Platform::current().directories->home() + u"/Quillmount"_s;
 }
 
+QString Paths::stateFolder() {
+    return Platform::current().directories->library() + u"/Quillmount"_s;
+}
+
 QString Paths::mountPointMark() {
-    return Platform::current().directories->library() + u"/Quillmount/mount-point"_s;
+    return stateFolder() + u"/mount-point"_s;
 }
 
 void Paths::ensureDirectories() {

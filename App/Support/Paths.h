@@ -12,6 +12,8 @@ namespace Paths {
 
 // The engine executable; absent when the application was installed without it.
 [[nodiscard]] std::optional<QString> engineBinary();
+// What is kept for good: the account.
+[[nodiscard]] QString supportFolder();
 // The engine's configuration file. That it exists is the one test of whether an account is connected.
 [[nodiscard]] QString engineConfig();
 [[nodiscard]] bool hasEngineConfig();
@@ -23,6 +25,8 @@ namespace Paths {
 [[nodiscard]] QString formerEngineLog();
 // The mount point in the home folder, used until the drive has been set up as a location of the file manager.
 [[nodiscard]] QString homeMountPoint();
+// What only tells of this machine, other programs' files beside it.
+[[nodiscard]] QString stateFolder();
 // The file that tells which folder was made for the mount point, so that no other is taken for it.
 [[nodiscard]] QString mountPointMark();
 

@@ -225,7 +225,7 @@ void DriveEjectTest::signOut() {
     Preferences::setAccountEmail(u"someone@example.com"_s);
     QVERIFY(QDir().mkpath(Paths::cacheDirectory() + u"/vfs/deep"_s));
     // What an earlier sign-out did not come to delete.
-    QVERIFY(QDir().mkpath(Paths::cacheDirectory() + u".removed-x/vfs"_s));
+    QVERIFY(QDir().mkpath(Paths::cacheDirectory() + u".removed-2f1e0a4c-5b6d-4c7e-8f90-a1b2c3d4e5f6/vfs"_s));
     QCOMPARE(world.engine.requests(u"operations/about"_s), 1);
     const auto done = started(world.drive->signOut());
     QVERIFY(world.advanceUntil([&] { return done->isDone; }));
