@@ -3,6 +3,9 @@
 set(QUILLMOUNT_GOOGLE_CLIENT "${PROJECT_SOURCE_DIR}/google-client.json" CACHE FILEPATH
     "The JSON file of a Google OAuth client of the type desktop")
 
+set(QUILLMOUNT_UPDATE_FEED "" CACHE STRING
+    "Where the application may ask for newer versions (Platform/Linux/UpdateFeed.h); nowhere when empty")
+
 set(QM_GOOGLE_CLIENT_ID "")
 set(QM_GOOGLE_CLIENT_SECRET "")
 if(EXISTS "${QUILLMOUNT_GOOGLE_CLIENT}")
