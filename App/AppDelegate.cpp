@@ -94,6 +94,9 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
             u"Quitting ejects the drive. Unfinished uploads are kept on this Mac and finish the next time Quillmount opens."_s,
             {u"Keep Running"_s, u"Quit Anyway"_s});
         m_isAsking = false;
+        // A signal came meanwhile, and the question went without an answer.
+        if (m_isShuttingDown)
+            return TerminateReply::now;
         if (choice == keepRunning)
             return TerminateReply::cancel;
     }
@@ -103,6 +106,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate(const std::f
 
 void AppDelegate::shutDown() {
     m_isShuttingDown = true;
+    Platform::current().alerts->dismiss();
     Q_EMIT willShutDown();
     m_engine.shutdownNow();
 }

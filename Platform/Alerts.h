@@ -18,6 +18,9 @@ public:
     // Brings the question that stands, if there is one, to the front again.
     virtual void raise() = 0;
 
+    // Takes the question that stands, if there is one, off the screen: it is answered as if it had been closed.
+    virtual void dismiss() = 0;
+
     // Tells the user something without waiting for an answer. Plain text. `kind` names what it is about: a later notice
     // of the same kind takes its place. One without a kind stays.
     virtual void notify(const QString &title, const QString &text, const QString &kind = {}) = 0;

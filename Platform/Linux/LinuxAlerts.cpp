@@ -90,6 +90,11 @@ void LinuxAlerts::raise() {
     m_question->activateWindow();
 }
 
+void LinuxAlerts::dismiss() {
+    if (m_question)
+        m_question->done(QDialog::Rejected);
+}
+
 void LinuxAlerts::notify(const QString &title, const QString &text, const QString &kind) {
     if (!SessionBus::isThere()) {
         logNotice(title, text);

@@ -18,6 +18,7 @@ class LinuxAlerts final : public Alerts {
 public:
     [[nodiscard]] int ask(const QString &message, const QString &informative, const QStringList &buttons) override;
     void raise() override;
+    void dismiss() override;
     void notify(const QString &title, const QString &text, const QString &kind = {}) override;
 
 private:

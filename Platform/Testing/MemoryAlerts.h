@@ -31,6 +31,7 @@ public:
         return m_answers.isEmpty() ? 0 : m_answers.takeFirst();
     }
     void raise() override { ++m_raised; }
+    void dismiss() override { ++m_dismissed; }
     void notify(const QString &title, const QString &text, const QString &kind = {}) override {
         m_notices.append({title, text, kind});
     }
@@ -45,6 +46,8 @@ public:
     [[nodiscard]] const QList<Notice> &notices() const { return m_notices; }
     // How often `raise` was called.
     [[nodiscard]] int raised() const { return m_raised; }
+    // How often `dismiss` was called.
+    [[nodiscard]] int dismissed() const { return m_dismissed; }
 
 private:
     QList<int> m_answers;
@@ -52,6 +55,7 @@ private:
     QList<Question> m_questions;
     QList<Notice> m_notices;
     int m_raised = 0;
+    int m_dismissed = 0;
 };
 
 } // namespace quillmount

@@ -26,6 +26,7 @@ private Q_SLOTS:
     void quit();
     void endsWithoutAQuestion_data();
     void endsWithoutAQuestion();
+    void signalWhileAsking();
     void tellsOfFilesSetAside();
     void tellsThatThePlaceIsTaken();
 
@@ -120,6 +121,21 @@ void AppDelegateTest::endsWithoutAQuestion() {
     QVERIFY(!delegate.engine().isMounted());
     QTEST(QList<QVariantList>(terminated), "told");
     QVERIFY(world.platform.alerts().questions().isEmpty());
+}
+
+void AppDelegateTest::signalWhileAsking() {
+    DriveWorld world;
+    world.engine.setQueuedUploads(1);
+    AppDelegate delegate(world.setup);
+    int dismissedBefore = 0; // the seconds in which nobody could take the question away
+    connect(&delegate, &AppDelegate::willShutDown, this,
+            [&] { dismissedBefore = world.platform.alerts().dismissed(); });
+    QVERIFY(goLive(world, delegate));
+    QVERIFY(waitInSteps(world, [&] { return delegate.engine().stats().pendingUploads() == 1; }));
+    world.platform.alerts().whileAsking([&world] { world.platform.terminationSignals().deliver(SIGTERM); });
+    QVERIFY(delegate.applicationShouldTerminate() == AppDelegate::TerminateReply::now);
+    QCOMPARE(dismissedBefore, 1);
+    QVERIFY(!delegate.engine().isMounted());
 }
 
 void AppDelegateTest::tellsOfFilesSetAside() {

@@ -51,11 +51,13 @@ void LinuxAlertsTest::asks_data() {
     QTest::newRow("third") << u"Wait"_s << 2;
     QTest::newRow("escape") << u"<Escape>"_s << 0;
     QTest::newRow("closed") << u"<close>"_s << 0;
+    QTest::newRow("dismissed") << u"<dismiss>"_s << 0;
 }
 
 void LinuxAlertsTest::asks() {
     QFETCH(QString, click);
     QFETCH(int, answer);
+    LinuxAlerts alerts;
     QStringList seen;
     QTimer poll;
     connect(&poll, &QTimer::timeout, this, [&] {
@@ -66,6 +68,8 @@ void LinuxAlertsTest::asks() {
         seen << box->text() << box->informativeText();
         if (click == u"<close>"_s)
             box->close();
+        else if (click == u"<dismiss>"_s)
+            alerts.dismiss();
         else if (click.startsWith(u'<'))
             QTest::keyClick(box, click == u"<Return>"_s ? Qt::Key_Return : Qt::Key_Escape);
         for (QAbstractButton *button : box->buttons())
@@ -73,7 +77,7 @@ void LinuxAlertsTest::asks() {
                 button->click();
     });
     poll.start(1);
-    QCOMPARE(LinuxAlerts().ask(u"<b>Stop?</b>"_s, u"2 uploads"_s, {u"Keep"_s, u"Stop"_s, u"Wait"_s}), answer);
+    QCOMPARE(alerts.ask(u"<b>Stop?</b>"_s, u"2 uploads"_s, {u"Keep"_s, u"Stop"_s, u"Wait"_s}), answer);
     QCOMPARE(seen, QStringList({u"<b>Stop?</b>"_s, u"2 uploads"_s}));
 }
 
