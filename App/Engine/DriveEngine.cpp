@@ -226,7 +226,18 @@ QCoro::Task<> DriveEngine::connect(QString token, std::optional<QString> email) 
 }
 
 QCoro::Task<> DriveEngine::eject(bool force) {
-    return carryOutEject(++m_wish, force);
+    if (m_state == State::ejecting && m_ejectWish == m_wish)
+        return joinEject(m_wish, force);
+    m_ejectWish = ++m_wish;
+    return carryOutEject(m_wish, force);
+}
+
+QCoro::Task<> DriveEngine::joinEject(quint64 wish, bool force) {
+    const QPointer self(this);
+    m_forceEjectRequested = m_forceEjectRequested || force;
+    while (self && wish == m_wish && m_process) {
+        co_await m_clock.sleep(uploadWaitPause, {});
+    }
 }
 
 QCoro::Task<> DriveEngine::carryOutEject(quint64 wish, bool force) {

@@ -107,6 +107,8 @@ private:
     [[nodiscard]] DriveTransition::Circumstances circumstances() const;
 
     [[nodiscard]] QCoro::Task<> carryOutEject(quint64 wish, bool force);
+    // Waits for the eject of this wish to end.
+    [[nodiscard]] QCoro::Task<> joinEject(quint64 wish, bool force);
     // Resolves when nothing waits for its upload and the mount is gone, and when there is no sense in waiting.
     [[nodiscard]] QCoro::Task<> waitForUploads(quint64 wish);
     void forgetAccount();
@@ -174,6 +176,7 @@ private:
     quint64 m_run = 0;                               // which run of the engine something belongs to
     // What the user wished last, as a count: whoever waited looks at it before he starts or takes away anything.
     quint64 m_wish = 0;
+    quint64 m_ejectWish = 0;   // that of the last eject
     quint64 m_accountWish = 0; // the same for connecting and signing out alone
     quint64 m_startWish = 0;   // the one that a launch after the volume's set-up serves
 };

@@ -23,6 +23,8 @@ private Q_SLOTS:
     void cancelledAtTheUnmount();
     void cancelKeepsTheDrive();
     void cancelAfterTheWaitIsTooLate();
+    void secondWhileTheFirstWaits_data();
+    void secondWhileTheFirstWaits();
     void startRightAfterAnOverlappingEject();
     void busyMount();
     void engineThatIgnoresTheSignal();
@@ -150,6 +152,31 @@ void DriveEjectTest::cancelKeepsTheDrive() {
     world.engine.setQueuedUploads(0);
     QVERIFY(world.advanceUntil(DriveState::stopped));
     QVERIFY(waitFor([&] { return third->isDone; }));
+}
+
+void DriveEjectTest::secondWhileTheFirstWaits_data() {
+    QTest::addColumn<bool>("force");
+    QTest::newRow("waits as well") << false;
+    QTest::newRow("at once") << true;
+}
+
+void DriveEjectTest::secondWhileTheFirstWaits() {
+    QFETCH(const bool, force);
+    DriveWorld world;
+    world.engine.setQueuedUploads(3);
+    QVERIFY(world.goLive());
+    const auto first = started(world.drive->eject(false));
+    world.advance(3s);
+    const auto second = started(world.drive->eject(force));
+    if (!force) {
+        world.advance(10s);
+        // Neither is over before the drive is gone.
+        QVERIFY(!first->isDone && !second->isDone);
+        world.engine.setQueuedUploads(0);
+    }
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    QVERIFY(world.advanceUntil([&] { return first->isDone && second->isDone; }));
+    QCOMPARE(world.engine.starts(), 1);
 }
 
 void DriveEjectTest::cancelAfterTheWaitIsTooLate() {
