@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/LegacyTrayIcon.h"
 
+#include <algorithm>
+
 namespace quillmount {
 
 using namespace Qt::StringLiterals;
@@ -16,6 +18,8 @@ LegacyTrayIcon::LegacyTrayIcon() {
         else if (reason == QSystemTrayIcon::MiddleClick)
             Q_EMIT secondaryActivated();
     });
+    // Queued: the item that was chosen is told after the menu has closed.
+    connect(&m_menu, &QMenu::aboutToHide, this, &LegacyTrayIcon::showItems, Qt::QueuedConnection);
     m_icon.setContextMenu(&m_menu);
 }
 
@@ -32,16 +36,31 @@ void LegacyTrayIcon::setToolTip(const QString &text, const QString &detail) {
 }
 
 void LegacyTrayIcon::setMenu(const QList<MenuBarExtra::MenuItem> &items) {
-    m_menu.clear();
-    for (const MenuBarExtra::MenuItem &item : items) {
-        if (item.isSeparator) {
-            m_menu.addSeparator();
-            continue;
+    m_items = items;
+    if (!m_menu.isVisible() || hasSameItems())
+        showItems();
+}
+
+bool LegacyTrayIcon::hasSameItems() const {
+    return std::ranges::equal(m_menu.actions(), m_items, [](const QAction *action, const auto &item) {
+        return action->isSeparator() == item.isSeparator && action->data() == item.id;
+    });
+}
+
+void LegacyTrayIcon::showItems() {
+    if (!hasSameItems()) {
+        m_menu.clear();
+        for (const MenuBarExtra::MenuItem &item : m_items) {
+            QAction *action = m_menu.addAction(QString(), this, [this, id = item.id] { Q_EMIT chosen(id); });
+            action->setSeparator(item.isSeparator);
+            action->setData(item.id);
         }
-        QString text = item.text;
-        text.replace(u'&', "&&"_L1);
-        QAction *action = m_menu.addAction(text, this, [this, id = item.id] { Q_EMIT chosen(id); });
-        action->setEnabled(item.isEnabled);
+    }
+    const QList<QAction *> actions = m_menu.actions();
+    for (qsizetype i = 0; i < actions.size(); ++i) {
+        QString text = m_items[i].text;
+        actions[i]->setText(text.replace(u'&', "&&"_L1));
+        actions[i]->setEnabled(m_items[i].isEnabled);
     }
 }
 

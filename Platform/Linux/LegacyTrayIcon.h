@@ -23,6 +23,7 @@ public:
 
     void setImage(const QList<QImage> &sizes);
     void setToolTip(const QString &text, const QString &detail);
+    // Other items than those that an open menu has wait until it closes; their texts do not.
     void setMenu(const QList<MenuBarExtra::MenuItem> &items);
     [[nodiscard]] std::optional<QRect> geometry() const;
 
@@ -32,6 +33,10 @@ Q_SIGNALS:
     void chosen(const QString &id);
 
 private:
+    [[nodiscard]] bool hasSameItems() const;
+    void showItems();
+
+    QList<MenuBarExtra::MenuItem> m_items;
     QMenu m_menu;
     QSystemTrayIcon m_icon;
 };

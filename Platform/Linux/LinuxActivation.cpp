@@ -31,6 +31,8 @@ void LinuxActivation::bringToFront(QWindow &window, const QByteArray &token) {
     // The way in which this toolkit takes a token on Wayland: it reads the variable inside the request.
     if (!token.isEmpty() && !placesWindows())
         qputenv(waylandToken, token);
+    if (window.windowStates().testFlag(Qt::WindowMinimized))
+        window.setWindowStates(window.windowStates() & ~Qt::WindowMinimized);
     window.raise();
     window.requestActivate();
     qunsetenv(waylandToken);

@@ -102,6 +102,8 @@ uint StatusNotifierMenu::GetLayout(int parent, int depth, const QStringList &nam
     const QList<NotifierMenuItem> found = GetGroupProperties({parent}, names);
     if (!found.isEmpty())
         layout.item = found.first();
+    else if (calledFromDBus())
+        sendErrorReply(QDBusError::InvalidArgs, u"there is no menu item %1"_s.arg(parent));
     return m_revision;
 }
 

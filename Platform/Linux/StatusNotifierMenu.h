@@ -3,6 +3,7 @@
 
 #include "Platform/MenuBarExtra.h"
 
+#include <QDBusContext>
 #include <QDBusVariant>
 #include <QHash>
 #include <QList>
@@ -41,7 +42,7 @@ struct NotifierMenuRemoval {
 // The menu of a menu-bar item: the interface com.canonical.dbusmenu. To be exported with its scriptable members. An
 // item keeps its number for as long as its id is used, so that a click in a menu which is being replaced hits what the
 // user saw.
-class StatusNotifierMenu : public QObject {
+class StatusNotifierMenu : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.canonical.dbusmenu")
     Q_PROPERTY(uint Version READ version SCRIPTABLE true)
@@ -60,6 +61,7 @@ public:
     [[nodiscard]] QStringList iconThemePath() const { return {}; }
 
 public Q_SLOTS:
+    // Of an unknown parent an error of the bus.
     Q_SCRIPTABLE uint GetLayout(int parent, int depth, const QStringList &names,
                                 quillmount::NotifierMenuLayout &layout) const;
     Q_SCRIPTABLE QList<quillmount::NotifierMenuItem> GetGroupProperties(const QList<int> &numbers,

@@ -38,15 +38,22 @@ public:
     }
     Q_DISABLE_COPY_MOVE(Bar)
 
-    // The answer of the item.
-    QVariantList call(const QString &path, const QString &interface, const QString &method,
-                      const QVariantList &arguments) {
+    QDBusMessage ask(const QString &path, const QString &interface, const QString &method,
+                     const QVariantList &arguments) {
         QDBusMessage message = QDBusMessage::createMethodCall(items.last(), path, interface, method);
         message.setArguments(arguments);
         const QDBusPendingCall answer = connection.asyncCall(message);
-        if (!QTest::qWaitFor([&answer] { return answer.isFinished(); }) || answer.isError())
-            qFatal("no answer: %s", qPrintable(answer.error().message()));
-        return answer.reply().arguments();
+        if (!QTest::qWaitFor([&answer] { return answer.isFinished(); }))
+            qFatal("no answer to %s", qPrintable(method));
+        return answer.reply();
+    }
+    // The answer of the item.
+    QVariantList call(const QString &path, const QString &interface, const QString &method,
+                      const QVariantList &arguments) {
+        const QDBusMessage answer = ask(path, interface, method, arguments);
+        if (answer.type() == QDBusMessage::ErrorMessage)
+            qFatal("an error: %s", qPrintable(answer.errorMessage()));
+        return answer.arguments();
     }
     QVariantList menuCall(const QString &method, const QVariantList &arguments) {
         return call(u"/MenuBar"_s, u"com.canonical.dbusmenu"_s, method, arguments);
@@ -191,6 +198,9 @@ void LinuxMenuBarExtraTest::itsMenuIsUsed() {
     QCOMPARE(items[0].properties.value(u"enabled"_s), false);
     QCOMPARE(items[1].properties, QVariantMap({{u"type"_s, u"separator"_s}}));
     QCOMPARE(items[2].properties.value(u"label"_s), u"Open my__drive"_s);
+
+    QCOMPARE(bar.ask(u"/MenuBar"_s, u"com.canonical.dbusmenu"_s, u"GetLayout"_s, {77, -1, QStringList()}).type(),
+             QDBusMessage::ErrorMessage);
 
     QSignalSpy chosen(&extra, &MenuBarExtra::menuItemChosen);
     QSignalSpy activated(&extra, &MenuBarExtra::activated);

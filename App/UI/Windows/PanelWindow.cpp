@@ -24,6 +24,9 @@ Q_LOGGING_CATEGORY(log, "quillmount.panel", QtInfoMsg)
 // first.
 constexpr Clock::Duration oneClick = 300ms;
 
+// Kept free above an ordinary window, in points: no usual title bar is higher.
+constexpr int titleBar = 48;
+
 Clock::Duration uptime() {
     return Platform::current().clock->uptime();
 }
@@ -44,7 +47,9 @@ PanelWindow::PanelWindow(QQmlEngine &engine, const QUrl &view, const QVariantMap
     connect(m_view->rootObject(), &QQuickItem::implicitHeightChanged, this, &PanelWindow::place);
     connect(m_view->rootObject(), SIGNAL(closeRequested()), this, SLOT(close()));
     connect(m_view.get(), &QWindow::activeChanged, this, &PanelWindow::activeChanged, Qt::QueuedConnection);
-    place();
+    // Queued: the window learns of its new screen before that is ready to be asked.
+    connect(m_view.get(), &QWindow::screenChanged, this, &PanelWindow::watchScreen, Qt::QueuedConnection);
+    watchScreen();
 }
 
 PanelWindow::~PanelWindow() {
@@ -69,7 +74,7 @@ void PanelWindow::toggle(const MenuBarExtra::Anchor &anchor) {
     }
     QScreen *screen = screenOf(anchor);
     m_view->setScreen(screen);
-    m_placement = PanelPlacement::of(anchor, screen->geometry(), screen->availableGeometry());
+    m_anchor = anchor;
     show(false, anchor.activationToken);
 }
 
@@ -79,12 +84,9 @@ void PanelWindow::open(const QByteArray &activationToken) {
         return;
     }
     const bool hasBar = Platform::current().menuBarExtra->isAvailable();
-    QScreen *screen = QGuiApplication::primaryScreen();
-    m_placement.reset();
-    if (hasBar) {
-        m_view->setScreen(screen);
-        m_placement = PanelPlacement::of({}, screen->geometry(), screen->availableGeometry());
-    }
+    m_anchor = {};
+    if (hasBar)
+        m_view->setScreen(QGuiApplication::primaryScreen());
     show(!hasBar, activationToken);
 }
 
@@ -95,12 +97,10 @@ void PanelWindow::show(bool isOrdinary, const QByteArray &activationToken) {
     // What had the focus when it was last open would take the Return key, and not look like it.
     if (QQuickItem *focused = m_view->contentItem()->scopedFocusItem())
         focused->setFocus(false);
-    if (!Platform::current().activation->placesWindows())
-        m_placement.reset();
     m_view->setFlags(isOrdinary ? Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                                       Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint
                                 : Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    place();
+    placeAnew();
     connect(
         m_view.get(), &QQuickWindow::frameSwapped, this,
         [begin = uptime()] {
@@ -115,10 +115,27 @@ void PanelWindow::close() {
     m_view->hide();
 }
 
+void PanelWindow::watchScreen() {
+    disconnect(m_geometryChange);
+    disconnect(m_availableChange);
+    const QScreen *screen = m_view->screen();
+    m_geometryChange = connect(screen, &QScreen::geometryChanged, this, &PanelWindow::placeAnew);
+    m_availableChange = connect(screen, &QScreen::availableGeometryChanged, this, &PanelWindow::placeAnew);
+    placeAnew();
+}
+
+void PanelWindow::placeAnew() {
+    m_placement.reset();
+    const QScreen &screen = *m_view->screen();
+    if (!m_isOrdinary && Platform::current().activation->placesWindows())
+        m_placement = PanelPlacement::of(m_anchor, screen.geometry(), screen.availableGeometry());
+    place();
+}
+
 void PanelWindow::place() {
     const QRect available = m_view->screen()->availableGeometry();
     QQuickItem &panel = *m_view->rootObject();
-    panel.setProperty("maximumHeight", available.height());
+    panel.setProperty("maximumHeight", available.height() - (m_isOrdinary ? titleBar : 0));
     const QSize size(qRound(panel.implicitWidth()), qRound(panel.implicitHeight()));
     if (size == m_view->size() && !m_placement)
         return;

@@ -43,9 +43,15 @@ public Q_SLOTS:
 private:
     void show(bool isOrdinary, const QByteArray &activationToken);
     void place();
+    // The screen, or what the bars leave of it, is another one.
+    void placeAnew();
+    void watchScreen();
     void activeChanged();
 
     std::unique_ptr<QQuickView> m_view;
+    MenuBarExtra::Anchor m_anchor; // of the last opening
+    QMetaObject::Connection m_geometryChange;
+    QMetaObject::Connection m_availableChange;
     std::optional<PanelPlacement> m_placement; // absent for an ordinary window, and where the system places windows
     bool m_isOrdinary = false;
     bool m_wasActive = false;                    // since it was opened

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void clicks();
     void focusLoss();
     void withoutBar();
+    void theBarsMove();
 
 private:
     void elapse(Clock::Duration time) { m_platform->clock().advance(time); }
@@ -152,8 +153,20 @@ void PanelWindowTest::withoutBar() {
     QVERIFY(m_panel->isVisible());
     m_panel->view().rootObject()->setImplicitHeight(300);
     QCOMPARE(m_panel->view().height(), 300);
+    // The title bar has to be on the screen as well.
+    QVERIFY(m_panel->view().rootObject()->property("maximumHeight").toInt() <
+            m_panel->view().screen()->availableGeometry().height());
     m_panel->view().close();
     QVERIFY(!m_panel->isVisible());
+}
+
+void PanelWindowTest::theBarsMove() {
+    m_panel->toggle({});
+    const QPoint corner = m_panel->view().position();
+    m_panel->view().setPosition(corner + QPoint(-50, 70));
+    QScreen *current = m_panel->view().screen();
+    Q_EMIT current->availableGeometryChanged(current->availableGeometry());
+    QCOMPARE(m_panel->view().position(), corner);
 }
 
 QTEST_MAIN(PanelWindowTest)
