@@ -34,7 +34,8 @@ struct Platform {
     std::unique_ptr<UserDefaults> userDefaults;
     std::unique_ptr<Bundle> bundle;
     std::unique_ptr<LoginItems> loginItems;
-    std::unique_ptr<SecretStore> secretStore;
+    // Shared with the threads on which it is asked: a call may outlive the platform.
+    std::shared_ptr<SecretStore> secretStore;
     std::unique_ptr<NetworkPath> networkPath;
     std::unique_ptr<LocalPeers> localPeers;
     std::unique_ptr<SystemCommands> systemCommands;

@@ -14,11 +14,17 @@ namespace quillmount {
 // counts as not there.
 class SecretStore {
 public:
+    struct Lookup {
+        std::optional<QByteArray> data;
+        // Without data: that there is no such item. False when that is not known, because items are locked, or the
+        // system's store is missing or does not answer.
+        bool isCertain = false;
+    };
+
     virtual ~SecretStore() = default;
 
-    // The data of one item of this name, the newest when there are several. Absent when there is none, and also when it
-    // is locked, or the system's store is missing or does not answer.
-    [[nodiscard]] virtual std::optional<QByteArray> find(const QString &service, const QString &account) = 0;
+    // The data of one item of this name, the newest when there are several.
+    [[nodiscard]] virtual Lookup find(const QString &service, const QString &account) = 0;
 
     // Removes every item of this name. False when one may be left; that none was there is no failure.
     virtual bool remove(const QString &service, const QString &account) = 0;

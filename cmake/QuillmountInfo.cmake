@@ -17,5 +17,7 @@ if(EXISTS "${QUILLMOUNT_GOOGLE_CLIENT}")
         message(FATAL_ERROR "${QUILLMOUNT_GOOGLE_CLIENT} is not the file of a desktop client: ${idError}${secretError}")
     endif()
 endif()
+# A whole number that grows with the version.
+math(EXPR QM_BUILD "${PROJECT_VERSION_MAJOR} * 10000 + ${PROJECT_VERSION_MINOR} * 100 + ${PROJECT_VERSION_PATCH}")
 configure_file(${PROJECT_SOURCE_DIR}/Resources/Info.json.in ${PROJECT_BINARY_DIR}/bin/Info.json @ONLY
     FILE_PERMISSIONS OWNER_READ OWNER_WRITE)

@@ -17,6 +17,10 @@ inline constexpr QStringView cacheSizeGB = u"cacheSizeGB";
 inline constexpr QStringView volumeSetupDeclined = u"volumeSetupDeclined";
 // String; the address of the account connected.
 inline constexpr QStringView accountEmail = u"accountEmail";
+// Bytes; the last status of the maker's service.
+inline constexpr QStringView serverStatus = u"serverStatus";
+// Integer; the notice that the user closed last.
+inline constexpr QStringView dismissedBanner = u"dismissedBanner";
 } // namespace Key
 
 inline constexpr qint64 defaultCacheSizeGB = 20;

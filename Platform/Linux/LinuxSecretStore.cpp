@@ -82,7 +82,7 @@ auto LinuxSecretStore::bounded(Call call) -> decltype(call(std::declval<SecretSe
     return {};
 }
 
-std::optional<QByteArray> LinuxSecretStore::find(const QString &service, const QString &account) {
+SecretStore::Lookup LinuxSecretStore::find(const QString &service, const QString &account) {
     return bounded([service, account](SecretServiceClient &client) { return client.find(service, account); });
 }
 

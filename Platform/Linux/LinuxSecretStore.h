@@ -23,7 +23,7 @@ public:
     ~LinuxSecretStore() override;
     Q_DISABLE_COPY_MOVE(LinuxSecretStore)
 
-    [[nodiscard]] std::optional<QByteArray> find(const QString &service, const QString &account) override;
+    [[nodiscard]] Lookup find(const QString &service, const QString &account) override;
     bool remove(const QString &service, const QString &account) override;
     bool add(const QString &service, const QString &account, const QByteArray &data) override;
 

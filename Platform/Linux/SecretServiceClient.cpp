@@ -141,26 +141,29 @@ bool SecretServiceClient::open() {
     return m_service != nullptr;
 }
 
-std::optional<QByteArray> SecretServiceClient::find(const QString &service, const QString &account) {
+SecretStore::Lookup SecretServiceClient::find(const QString &service, const QString &account) {
+    SecretStore::Lookup newest;
     if (!open())
-        return std::nullopt;
+        return newest;
     Error error("search");
     const Items items(secret_service_search_sync(
         m_service, &schema(), attributes(service, account).get(),
         static_cast<SecretSearchFlags>(SECRET_SEARCH_ALL | SECRET_SEARCH_LOAD_SECRETS), m_cancellable, error.out()));
-    std::optional<QByteArray> newest;
+    newest.isCertain = !error.occurred();
     guint64 newestTime = 0;
     for (const GList *entry = items.get(); entry; entry = entry->next) {
         auto *item = SECRET_ITEM(entry->data);
-        if (secret_item_get_locked(item))
+        if (secret_item_get_locked(item)) {
+            newest.isCertain = false;
             continue;
+        }
         const std::unique_ptr<SecretValue, UnrefValue> value(secret_item_get_secret(item));
         const guint64 time = secret_item_get_modified(item);
-        if (!value || (newest && time <= newestTime))
+        if (!value || (newest.data && time <= newestTime))
             continue;
         gsize length = 0;
         const char *data = secret_value_get(value.get(), &length);
-        newest = QByteArray(data, static_cast<qsizetype>(length));
+        newest.data = QByteArray(data, static_cast<qsizetype>(length));
         newestTime = time;
     }
     return newest;

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
-#include <QByteArray>
-#include <QString>
+#include "Platform/SecretStore.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 using GCancellable = struct _GCancellable;
 using GMainContext = struct _GMainContext;
@@ -40,7 +38,7 @@ public:
     Q_DISABLE_COPY_MOVE(SecretServiceClient)
 
     // As the operations of `SecretStore`.
-    [[nodiscard]] std::optional<QByteArray> find(const QString &service, const QString &account);
+    [[nodiscard]] SecretStore::Lookup find(const QString &service, const QString &account);
     bool remove(const QString &service, const QString &account);
     bool add(const QString &service, const QString &account, const QByteArray &data);
 

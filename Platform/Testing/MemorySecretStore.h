@@ -19,24 +19,34 @@ public:
         bool operator==(const Item &) const = default;
     };
 
-    [[nodiscard]] std::optional<QByteArray> find(const QString &service, const QString &account) override {
+    [[nodiscard]] Lookup find(const QString &service, const QString &account) override {
         const std::lock_guard guard(m_mutex);
+        if (m_isLocked)
+            return {};
         for (auto item = m_items.crbegin(); item != m_items.crend(); ++item)
             if (item->service == service && item->account == account)
-                return item->data;
-        return std::nullopt;
+                return {item->data, true};
+        return {std::nullopt, true};
     }
     bool remove(const QString &service, const QString &account) override {
         const std::lock_guard guard(m_mutex);
+        if (m_isLocked)
+            return false;
         m_items.removeIf([&](const Item &item) { return item.service == service && item.account == account; });
         return true;
     }
     bool add(const QString &service, const QString &account, const QByteArray &data) override {
         const std::lock_guard guard(m_mutex);
+        if (m_isLocked)
+            return false;
         m_items.append({service, account, data});
         return true;
     }
 
+    void setLocked(bool locked) {
+        const std::lock_guard guard(m_mutex);
+        m_isLocked = locked;
+    }
     // Oldest first.
     [[nodiscard]] QList<Item> items() const {
         const std::lock_guard guard(m_mutex);
@@ -46,6 +56,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     QList<Item> m_items;
+    bool m_isLocked = false;
 };
 
 } // namespace quillmount

@@ -45,8 +45,8 @@ void ScopedPlatform::useSystemClock() {
 
 namespace {
 // Checked, so that a test which put in another kind of role fails at once.
-template <typename Peer, typename Role>
-Peer &as(const std::unique_ptr<Role> &role) {
+template <typename Peer, typename Pointer>
+Peer &as(const Pointer &role) {
     return dynamic_cast<Peer &>(*role);
 }
 } // namespace

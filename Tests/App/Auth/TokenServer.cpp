@@ -82,8 +82,8 @@ void TokenServer::receive(QTcpSocket *socket) {
         return;
     socket->readAll();
 
-    Request received = {request.left(bodyStart), {}};
-    const QUrlQuery form(QString::fromLatin1(request.mid(bodyStart, length)));
+    Request received = {request.left(bodyStart), request.mid(bodyStart, length), {}};
+    const QUrlQuery form(QString::fromLatin1(received.body));
     for (const auto &[name, value] : form.queryItems(QUrl::FullyDecoded))
         received.form.insert(name, value);
     m_requests.append(received);

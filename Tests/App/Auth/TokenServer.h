@@ -26,7 +26,8 @@ public:
 
     struct Request {
         QByteArray head;
-        QHash<QString, QString> form;
+        QByteArray body;
+        QHash<QString, QString> form; // of the body
     };
 
     TokenServer()
