@@ -6,6 +6,7 @@ set(bundle ${CMAKE_INSTALL_LIBDIR}/quillmount)
 install(TARGETS quillmount quillmount-mount RUNTIME DESTINATION ${bundle})
 install(FILES ${PROJECT_BINARY_DIR}/bin/Info.json DESTINATION ${bundle}
     PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+install(FILES ${PROJECT_BINARY_DIR}/bin/Acknowledgements.txt DESTINATION ${bundle})
 if(QUILLMOUNT_ENGINE)
     install(PROGRAMS ${QUILLMOUNT_ENGINE} RENAME QuillmountEngine DESTINATION ${bundle})
 endif()
