@@ -18,8 +18,8 @@ constexpr double secondsToDim = 0.9;
 
 } // namespace
 
-qreal Looks::primaryButton(bool isEnabled, bool isPressed) {
-    if (!isEnabled)
+qreal Looks::primaryButton(bool isEnabled, bool isParentEnabled, bool isPressed) {
+    if (!isEnabled && isParentEnabled)
         return 0.4;
     return isPressed ? 0.85 : 1;
 }

@@ -15,8 +15,8 @@ class Looks : public QObject {
 public:
     using QObject::QObject;
 
-    // The opacity of a button's background.
-    Q_INVOKABLE static qreal primaryButton(bool isEnabled, bool isPressed);
+    // The opacity of a button's background. A button that is disabled together with what is around it looks as before.
+    Q_INVOKABLE static qreal primaryButton(bool isEnabled, bool isParentEnabled, bool isPressed);
     Q_INVOKABLE static qreal secondaryButton(bool isPressed);
     Q_INVOKABLE static qreal quietButton(bool isHovered, bool isPressed);
     // The size of a pressed button, 1 being the usual.

@@ -26,6 +26,7 @@ class Palette : public QObject {
     Q_PROPERTY(QColor bandText READ bandText CONSTANT FINAL)
     Q_PROPERTY(QColor rail READ rail NOTIFY changed FINAL)
     Q_PROPERTY(QColor station READ station NOTIFY changed FINAL)
+    Q_PROPERTY(QColor stored READ stored NOTIFY changed FINAL)
     Q_PROPERTY(QColor windowBackground READ windowBackground NOTIFY changed FINAL)
     Q_PROPERTY(QColor primary READ primary NOTIFY changed FINAL)
     Q_PROPERTY(QColor secondary READ secondary NOTIFY changed FINAL)
@@ -51,6 +52,8 @@ public:
     [[nodiscard]] static QColor bandText() { return Qt::white; }
     [[nodiscard]] QColor rail() const { return dynamic(0xD9DCE0, 0x3A3D42); }
     [[nodiscard]] QColor station() const { return dynamic(0x111214, 0xF4F5F6); }
+    // What the local cache holds.
+    [[nodiscard]] QColor stored() const { return faint(station(), 0.7); }
 
     // The desktop theme's own colours, where they suit the appearance and leave a link legible; fixed ones otherwise.
     [[nodiscard]] QColor windowBackground() const;

@@ -12,5 +12,5 @@ FilledButton {
     rightPadding: 16
     foreground: Colors.buttonText
     fill: root.tint
-    fillOpacity: Looks.primaryButton(root.enabled, root.down)
+    fillOpacity: Looks.primaryButton(root.enabled, root.parent?.enabled ?? true, root.down)
 }

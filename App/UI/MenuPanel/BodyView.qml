@@ -13,6 +13,8 @@ FocusScope {
     property bool shown: root.panel.bodies.isFirst
 
     implicitHeight: loader.implicitHeight
+    // What fades out takes no keys.
+    enabled: root.isCurrent
     opacity: root.shown && root.isCurrent ? 1 : 0
     visible: root.opacity > 0
     Component.onCompleted: {
@@ -22,7 +24,6 @@ FocusScope {
         root.shown = true;
         root.panel.announce(root.view.headlineItem);
     }
-    // What fades out takes no keys.
     onIsCurrentChanged: root.focus = false
 
     Behavior on opacity {

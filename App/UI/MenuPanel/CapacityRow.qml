@@ -8,12 +8,14 @@ Item {
 
     required property string title
     required property string value
+    required property string spokenText
+    required property int cells
     required property double fraction
     required property color color
 
-    implicitHeight: cells.y + cells.height
+    implicitHeight: bar.y + bar.height
     Accessible.role: Accessible.StaticText
-    Accessible.name: root.title + ": " + root.value
+    Accessible.name: root.spokenText
 
     PlainText {
         id: titleText
@@ -34,13 +36,13 @@ Item {
         color: Colors.secondary
     }
     CellBar {
-        id: cells
+        id: bar
 
         anchors.top: titleText.bottom
         anchors.topMargin: 8
         width: root.width
         height: 8
-        cells: 24
+        cells: root.cells
         fraction: root.fraction
         color: root.color
         Accessible.ignored: true

@@ -13,21 +13,25 @@ Column {
 
     CapacityRow {
         width: root.width
-        visible: root.body.quotaText !== ""
-        title: "Google Drive"
+        visible: root.body.hasQuota
+        title: root.body.quotaTitle
         value: root.body.quotaText
+        spokenText: root.body.quotaSpoken
+        cells: root.body.capacityCells
         fraction: root.body.quotaFraction
         color: Colors.route
     }
     CapacityRow {
         width: root.width
-        title: "Recent files on this Mac"
+        title: root.body.cacheTitle
         value: root.body.cacheText
+        spokenText: root.body.cacheSpoken
+        cells: root.body.capacityCells
         fraction: root.body.cacheFraction
-        color: Colors.faint(Colors.station, 0.7)
+        color: Colors.stored
     }
     LinkButton {
-        text: "See your files on Google Drive"
+        text: root.body.webDriveTitle
         symbol: "arrow.up.forward.square"
         onClicked: root.body.openWebDrive()
     }

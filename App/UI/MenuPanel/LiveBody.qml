@@ -13,7 +13,8 @@ RouteBody {
     implicitHeight: actions.y + actions.height + 16
     line: root.body.line
     moving: root.body.moving
-    destination: "Drive"
+    origin: root.body.origin
+    destination: root.body.destination
     headline: root.body.headline
     detail: root.body.subline
 
@@ -26,6 +27,8 @@ RouteBody {
         y: root.textBottom + 12
         width: root.width - 32
         spacing: 8
+        // What fades out is reached neither by keys nor by the pointer.
+        enabled: transfers.shown
         opacity: transfers.shown ? 1 : 0
         visible: transfers.opacity > 0
 
@@ -59,7 +62,7 @@ RouteBody {
         anchors.leftMargin: 16
         anchors.right: actions.left
         anchors.rightMargin: 8
-        text: "Open Drive"
+        text: root.body.openTitle
         symbol: "folder"
         onClicked: root.body.openDrive()
     }
@@ -73,22 +76,22 @@ RouteBody {
 
         SecondaryButton {
             visible: root.body.offersHelp
-            text: "Get Help"
+            text: root.body.helpTitle
             onClicked: root.body.getHelp()
         }
         SecondaryButton {
             width: 64
             leftPadding: 0
             rightPadding: 0
-            text: "Eject"
+            text: root.body.ejectTitle
             symbol: "eject"
-            tip: "Disconnect the drive from this Mac. Your files stay on Google Drive."
+            tip: root.body.ejectTip
             onClicked: root.body.eject()
         }
     }
     Shortcut {
         sequences: ["Return", "Enter"]
-        enabled: root.visible
+        enabled: root.enabled && root.visible
         autoRepeat: false
         onActivated: root.body.openDrive()
     }

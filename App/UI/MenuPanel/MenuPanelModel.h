@@ -20,6 +20,10 @@ class MenuPanelModel : public QObject {
     Q_PROPERTY(QString pillColor READ pillColor NOTIFY pillChanged FINAL)
     Q_PROPERTY(bool isPillPulsing READ isPillPulsing NOTIFY pillChanged FINAL)
     Q_PROPERTY(QString email READ email NOTIFY emailChanged FINAL)
+    Q_PROPERTY(bool hasEmail READ hasEmail NOTIFY emailChanged FINAL)
+    Q_PROPERTY(QString settingsTitle READ settingsTitle CONSTANT FINAL)
+    Q_PROPERTY(QString quitTitle READ quitTitle CONSTANT FINAL)
+    Q_PROPERTY(QString quitTip READ quitTip CONSTANT FINAL)
     Q_PROPERTY(quillmount::PanelBodies *bodies READ bodies CONSTANT FINAL)
 
 public:
@@ -36,6 +40,10 @@ public:
     [[nodiscard]] bool isPillPulsing() const { return m_pill.isPulsing; }
     // Of the account; empty when it is not known.
     [[nodiscard]] QString email() const { return m_email; }
+    [[nodiscard]] bool hasEmail() const { return !m_email.isEmpty(); }
+    [[nodiscard]] static QString settingsTitle() { return QStringLiteral("Settings"); }
+    [[nodiscard]] static QString quitTitle() { return QStringLiteral("Quit"); }
+    [[nodiscard]] static QString quitTip() { return QStringLiteral("Quit Quillmount"); }
     [[nodiscard]] PanelBodies *bodies() { return &m_bodies; }
 
     Q_INVOKABLE void openSettings() { Q_EMIT actionRequested(PanelAction::openSettings); }

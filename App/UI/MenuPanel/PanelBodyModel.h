@@ -16,6 +16,7 @@ class PanelBodyModel : public QObject {
     QML_ELEMENT
     QML_UNCREATABLE("made by the panel")
     Q_PROPERTY(QString view READ view CONSTANT FINAL)
+    Q_PROPERTY(QString origin READ origin CONSTANT FINAL)
     Q_PROPERTY(QString headline READ headline NOTIFY contentChanged FINAL)
 
 public:
@@ -23,6 +24,8 @@ public:
 
     // The file of the view that shows it, which takes it as its `body`.
     [[nodiscard]] virtual QString view() const = 0;
+    // The left end of the route.
+    [[nodiscard]] QString origin() const { return QStringLiteral("Mac"); }
     [[nodiscard]] virtual QString headline() const = 0;
     // Shows the drive as it is now.
     virtual void update(const DriveSnapshot &drive) = 0;

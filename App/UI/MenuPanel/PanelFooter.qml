@@ -15,7 +15,7 @@ Item {
         x: 16
         anchors.verticalCenter: root.verticalCenter
         width: Math.min(Math.ceil(implicitWidth), buttons.x - 12 - x)
-        visible: text !== ""
+        visible: root.panel.hasEmail
         text: root.panel.email
         spoken: true
         font.pixelSize: 11
@@ -30,14 +30,14 @@ Item {
         spacing: 4
 
         QuietButton {
-            text: "Settings"
+            text: root.panel.settingsTitle
             symbol: "gearshape"
             onClicked: root.panel.openSettings()
         }
         QuietButton {
-            text: "Quit"
+            text: root.panel.quitTitle
             symbol: "power"
-            tip: "Quit Quillmount"
+            tip: root.panel.quitTip
             onClicked: root.panel.quit()
         }
     }

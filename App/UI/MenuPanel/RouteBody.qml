@@ -8,6 +8,7 @@ Item {
 
     property alias line: route.style
     property alias moving: route.movingCount
+    property alias origin: route.leftLabel
     property alias destination: route.rightLabel
     property alias headline: headlineText.text
     property alias detail: detailText.text
@@ -25,7 +26,6 @@ Item {
         x: 16
         y: 16
         width: root.width - 32
-        leftLabel: "Mac"
     }
     HeadlineText {
         id: headlineText

@@ -13,6 +13,7 @@ RouteBody {
     implicitHeight: actions.y + actions.height + 16
     line: root.body.line
     moving: root.body.moving
+    origin: root.body.origin
     destination: root.body.destination
     headline: root.body.headline
     detail: root.body.detail
@@ -29,7 +30,7 @@ RouteBody {
             anchors.verticalCenter: actions.verticalCenter
         }
         PrimaryButton {
-            visible: text !== ""
+            visible: root.body.hasPrimaryButton
             text: root.body.primaryButton
             onClicked: root.body.press(text)
         }

@@ -16,6 +16,7 @@ class StatusBodyModel : public quillmount::PanelBodyModel {
     Q_PROPERTY(QString destination READ destination NOTIFY contentChanged FINAL)
     Q_PROPERTY(QString detail READ detail NOTIFY contentChanged FINAL)
     Q_PROPERTY(bool isWorking READ isWorking NOTIFY contentChanged FINAL)
+    Q_PROPERTY(bool hasPrimaryButton READ hasPrimaryButton NOTIFY buttonsChanged FINAL)
     Q_PROPERTY(QString primaryButton READ primaryButton NOTIFY buttonsChanged FINAL)
     Q_PROPERTY(QStringList secondaryButtons READ secondaryButtons NOTIFY buttonsChanged FINAL)
 
@@ -32,6 +33,7 @@ public:
     [[nodiscard]] QString destination() const { return m_content.destination; }
     [[nodiscard]] QString detail() const { return m_content.detail; }
     [[nodiscard]] bool isWorking() const { return m_content.isWorking; }
+    [[nodiscard]] bool hasPrimaryButton() const { return !primaryButton().isEmpty(); }
     // The title; empty when there is none.
     [[nodiscard]] QString primaryButton() const;
     // The titles.

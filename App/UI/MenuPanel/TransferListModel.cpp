@@ -82,8 +82,10 @@ QVariant TransferListModel::data(const QModelIndex &index, int role) const {
         return transfer.id;
     case name:
         return displayName(transfer.name);
-    case percent:
-        return transfer.percent;
+    case fraction:
+        return transfer.percent / 100.0;
+    case percentText:
+        return QString(QString::number(transfer.percent) + u'%');
     case spokenText:
         return QString(u"Uploading "_s + displayName(transfer.name) + u", "_s + QString::number(transfer.percent) +
                        u" percent"_s);
@@ -93,7 +95,11 @@ QVariant TransferListModel::data(const QModelIndex &index, int role) const {
 }
 
 QHash<int, QByteArray> TransferListModel::roleNames() const {
-    return {{transferId, "transferId"}, {name, "name"}, {percent, "percent"}, {spokenText, "spokenText"}};
+    return {{transferId, "transferId"},
+            {name, "name"},
+            {fraction, "fraction"},
+            {percentText, "percentText"},
+            {spokenText, "spokenText"}};
 }
 
 } // namespace quillmount

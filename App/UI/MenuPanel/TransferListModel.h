@@ -19,8 +19,9 @@ class TransferListModel : public QAbstractListModel {
 public:
     enum Role {
         transferId = Qt::UserRole,
-        name,       // in one line, without control characters
-        percent,    // 0 to 100
+        name,     // in one line, without control characters
+        fraction, // 0 to 1
+        percentText,
         spokenText, // the whole row for a screen reader
     };
     static constexpr int maxRows = 3;

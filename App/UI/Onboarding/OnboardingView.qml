@@ -53,7 +53,7 @@ Rectangle {
         BodyText {
             width: content.width
             topPadding: 12
-            visible: text !== ""
+            visible: root.model.hasError
             text: root.model.errorText
             color: Colors.fault
         }
@@ -68,8 +68,8 @@ Rectangle {
             PrimaryButton {
                 id: start
 
-                text: "Continue"
-                visible: !root.model.isWorking
+                text: root.model.startTitle
+                visible: root.model.canStart
                 onClicked: root.model.start()
             }
             Spinner {
@@ -77,12 +77,12 @@ Rectangle {
                 visible: root.model.isWorking
             }
             SecondaryButton {
-                text: "Open Again"
+                text: root.model.reopenTitle
                 visible: root.model.canReopenBrowser
                 onClicked: root.model.reopenBrowser()
             }
             SecondaryButton {
-                text: "Cancel"
+                text: root.model.cancelTitle
                 visible: root.model.canCancel
                 onClicked: root.model.cancel()
             }

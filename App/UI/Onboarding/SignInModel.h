@@ -15,6 +15,11 @@ class SignInModel : public QObject {
     Q_PROPERTY(QString title READ title CONSTANT FINAL)
     Q_PROPERTY(QString text READ text NOTIFY changed FINAL)
     Q_PROPERTY(QString errorText READ errorText NOTIFY changed FINAL)
+    Q_PROPERTY(bool hasError READ hasError NOTIFY changed FINAL)
+    Q_PROPERTY(QString startTitle READ startTitle CONSTANT FINAL)
+    Q_PROPERTY(QString reopenTitle READ reopenTitle CONSTANT FINAL)
+    Q_PROPERTY(QString cancelTitle READ cancelTitle CONSTANT FINAL)
+    Q_PROPERTY(bool canStart READ canStart NOTIFY changed FINAL)
     Q_PROPERTY(bool isWorking READ isWorking NOTIFY changed FINAL)
     Q_PROPERTY(bool canCancel READ canCancel NOTIFY changed FINAL)
     Q_PROPERTY(bool canReopenBrowser READ canReopenBrowser NOTIFY changed FINAL)
@@ -27,6 +32,11 @@ public:
     [[nodiscard]] QString text() const;
     // Why the last attempt failed, or what the user has to know meanwhile; empty when there is nothing.
     [[nodiscard]] QString errorText() const;
+    [[nodiscard]] bool hasError() const { return !errorText().isEmpty(); }
+    [[nodiscard]] static QString startTitle() { return QStringLiteral("Continue"); }
+    [[nodiscard]] static QString reopenTitle() { return QStringLiteral("Open Again"); }
+    [[nodiscard]] static QString cancelTitle() { return QStringLiteral("Cancel"); }
+    [[nodiscard]] bool canStart() const { return !isWorking(); }
     // The user has begun, and it is not over.
     [[nodiscard]] bool isWorking() const { return m_account.isRunning(); }
     [[nodiscard]] bool canCancel() const;

@@ -36,6 +36,8 @@ struct Scene {
         });
         QObject::connect(&model, &MenuPanelModel::actionRequested, &engine,
                          [this](PanelAction action) { actions.append(action); });
+        QObject::connect(&model, &MenuPanelModel::revealRequested, &engine,
+                         [this](const QString &id) { revealed.append(id); });
         engine.rootContext()->setContextProperty(u"panelModel"_s, &model);
         QQmlComponent component(&engine);
         component.setData("import QtQuick\nimport Quillmount.MenuPanel\n"
@@ -59,6 +61,7 @@ struct Scene {
     QQmlEngine engine;
     std::unique_ptr<QQuickWindow> window;
     QList<PanelAction> actions;
+    QStringList revealed;
     bool isReady = false;
 };
 
@@ -89,12 +92,18 @@ private Q_SLOTS:
 };
 
 void MenuPanelViewTest::keys() {
-    Scene scene(drive(DriveState::live, 1, 1));
+    DriveSnapshot uploading = drive(DriveState::live, 1, 1);
+    uploading.stats.transfers = {{u"folder/a"_s, u"a"_s, 40}};
+    Scene scene(uploading);
     QVERIFY(scene.isReady);
     using enum PanelAction;
     scene.press(Qt::Key_Return);
     scene.press(Qt::Key_Enter);
     QCOMPARE(scene.takeActions(), (QList{openDrive, openDrive}));
+    scene.press(Qt::Key_Tab);
+    scene.press(Qt::Key_Return);
+    scene.press(Qt::Key_Space);
+    QCOMPARE(scene.revealed, QStringList({u"folder/a"_s, u"folder/a"_s}));
     for (int i = 0; i < 6; ++i) {
         scene.press(Qt::Key_Tab);
         scene.press(Qt::Key_Return);
@@ -119,10 +128,15 @@ void MenuPanelViewTest::bodiesChange() {
     scene.model.update(drive(DriveState::ejecting, 1));
     scene.press(Qt::Key_Return);
     QCOMPARE(scene.takeActions(), QList<PanelAction>());
+    // Nothing of the former body is in the way, although it is still to be seen.
+    const auto texts = [&] { return spokenTree(QAccessible::queryAccessibleInterface(scene.window.get())); };
+    QTRY_VERIFY(texts().contains(u"Eject Now"_s));
+    scene.press(Qt::Key_Tab);
+    scene.press(Qt::Key_Return);
+    QCOMPARE(scene.takeActions(), QList{PanelAction::cancelEject});
     QTRY_VERIFY(!heights.isEmpty());
     // The former body goes, and all of the change of height was one step.
     QQuickItem *panel = scene.window->findChild<QQuickItem *>(u"panel"_s);
-    const auto texts = [&] { return spokenTree(QAccessible::queryAccessibleInterface(scene.window.get())); };
     QTRY_VERIFY(!texts().contains(u"Open Drive"_s));
     QCOMPARE(heights.size(), 1);
     QVERIFY(heights.first() < former);
