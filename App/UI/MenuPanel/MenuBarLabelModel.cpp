@@ -9,7 +9,12 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr Clock::Duration detailPeriod = 10s;
+constexpr Clock::Duration figuresPeriod = 10s;
+
+// Whether the menus offer the same, whatever their first lines say.
+bool offersTheSame(const QList<MenuBarLabel::Entry> &one, const QList<MenuBarLabel::Entry> &other) {
+    return one.mid(1) == other.mid(1);
+}
 
 } // namespace
 
@@ -17,8 +22,8 @@ MenuBarLabelModel::MenuBarLabelModel(const DriveSnapshot &drive, Clock &clock, Q
     : QObject(parent)
     , m_clock(clock)
     , m_label(MenuBarLabel::of(drive))
-    , m_detail(m_label.pendingText)
-    , m_detailTaken(clock.uptime()) {}
+    , m_paced(wanted())
+    , m_pacedTaken(clock.uptime()) {}
 
 MenuBarLabelModel::~MenuBarLabelModel() {
     m_clock.cancel(m_timer);
@@ -26,38 +31,46 @@ MenuBarLabelModel::~MenuBarLabelModel() {
 
 void MenuBarLabelModel::update(const DriveSnapshot &drive) {
     const MenuBarLabel former = std::exchange(m_label, MenuBarLabel::of(drive));
+    const Paced shown = m_paced;
     const bool isOtherStatus = m_label.statusText != former.statusText;
     // Before anything is told: whoever hears of the image looks at the texts as well.
-    if (isOtherStatus)
-        takeDetail();
+    if (isOtherStatus || !offersTheSame(m_label.menu, shown.menu))
+        takePaced();
     if (m_label.image != former.image || m_label.opacity != former.opacity)
         Q_EMIT imageChanged();
-    if (m_label.menu != former.menu)
-        Q_EMIT menuChanged();
     if (isOtherStatus)
         Q_EMIT tooltipChanged();
-    else
-        updateDetail();
+    tell(isOtherStatus ? Paced{m_paced.detail, shown.menu} : shown);
+    takePacedInTime();
 }
 
-void MenuBarLabelModel::updateDetail() {
+void MenuBarLabelModel::takePacedInTime() {
+    if (m_paced == wanted())
+        return;
     const auto takeAndTell = [this] {
-        if (takeDetail())
-            Q_EMIT tooltipChanged();
+        const Paced shown = m_paced;
+        takePaced();
+        tell(shown);
     };
-    const Clock::Duration wait = m_detailTaken + detailPeriod - m_clock.uptime();
+    const Clock::Duration wait = m_pacedTaken + figuresPeriod - m_clock.uptime();
     if (wait <= 0s)
         takeAndTell();
-    else if (m_timer == 0 && m_label.pendingText != m_detail)
+    else if (m_timer == 0)
         m_timer = m_clock.schedule(wait, takeAndTell);
 }
 
-bool MenuBarLabelModel::takeDetail() {
+void MenuBarLabelModel::takePaced() {
     m_clock.cancel(std::exchange(m_timer, 0));
-    if (std::exchange(m_detail, m_label.pendingText) == m_label.pendingText)
-        return false;
-    m_detailTaken = m_clock.uptime();
-    return true;
+    const Paced former = std::exchange(m_paced, wanted());
+    if (m_paced != former)
+        m_pacedTaken = m_clock.uptime();
+}
+
+void MenuBarLabelModel::tell(const Paced &former) {
+    if (m_paced.menu != former.menu)
+        Q_EMIT menuChanged();
+    if (m_paced.detail != former.detail)
+        Q_EMIT tooltipChanged();
 }
 
 } // namespace quillmount

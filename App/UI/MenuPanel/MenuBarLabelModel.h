@@ -21,9 +21,10 @@ public:
     void update(const DriveSnapshot &drive);
 
     [[nodiscard]] const MenuBarLabel &label() const { return m_label; }
-    // The second line of the tooltip, below the label's `accessibleText`: how many files. While the first line stays
-    // the same it changes every ten seconds at most.
-    [[nodiscard]] const QString &tooltipDetail() const { return m_detail; }
+    // The second line of the tooltip, below the label's `accessibleText`: how many files; and the menu. While only
+    // their figures change they do so every ten seconds at most.
+    [[nodiscard]] const QString &tooltipDetail() const { return m_paced.detail; }
+    [[nodiscard]] const QList<MenuBarLabel::Entry> &menu() const { return m_paced.menu; }
 
 Q_SIGNALS:
     void imageChanged();
@@ -31,15 +32,24 @@ Q_SIGNALS:
     void tooltipChanged();
 
 private:
-    void updateDetail();
-    // Takes the detail from the label. True when it differed.
-    bool takeDetail();
+    // What is shown of the label at a pace of its own.
+    struct Paced {
+        QString detail;
+        QList<MenuBarLabel::Entry> menu;
+
+        friend bool operator==(const Paced &, const Paced &) = default;
+    };
+
+    [[nodiscard]] Paced wanted() const { return {m_label.pendingText, m_label.menu}; }
+    void takePaced();
+    void takePacedInTime();
+    void tell(const Paced &former);
 
     Clock &m_clock;
     MenuBarLabel m_label;
-    QString m_detail;
-    Clock::Duration m_detailTaken; // uptime
-    Clock::TimerId m_timer = 0;    // 0: none
+    Paced m_paced;
+    Clock::Duration m_pacedTaken; // uptime
+    Clock::TimerId m_timer = 0;   // 0: none
 };
 
 } // namespace quillmount

@@ -25,7 +25,7 @@ private Q_SLOTS:
     void aReplacedBodyIsDead();
     void onlyWhatDiffersIsTold();
     void transfersKeepTheirRows();
-    void tooltipKeepsItsPace();
+    void figuresKeepTheirPace();
     void faultsAreToldOnce();
     void sessionIsHeldWhileUploadsGetOn();
 
@@ -114,22 +114,32 @@ void PanelModelsTest::transfersKeepTheirRows() {
     QCOMPARE(model.index(0).data(TransferListModel::name).toString(), u"two\ufffdlines \ufffdgnp.exe"_s);
 }
 
-void PanelModelsTest::tooltipKeepsItsPace() {
+void PanelModelsTest::figuresKeepTheirPace() {
     const ScopedPlatform platform;
     MenuBarLabelModel item(drive(DriveState::live), platform.clock());
     const QSignalSpy tooltip(&item, &MenuBarLabelModel::tooltipChanged);
     const QSignalSpy image(&item, &MenuBarLabelModel::imageChanged);
+    const QSignalSpy menu(&item, &MenuBarLabelModel::menuChanged);
     item.update(drive(DriveState::live, 9));
     QCOMPARE(item.tooltipDetail(), u"9 files left to upload"_s);
+    QCOMPARE(item.menu().first().title, u"Uploading 9 files"_s);
     QCOMPARE(item.label().accessibleText(), u"Quillmount, uploading"_s);
     item.update(drive(DriveState::live, 8));
     platform.clock().advance(9s);
     item.update(drive(DriveState::live, 7));
     QCOMPARE(tooltip.size(), 1);
+    QCOMPARE(menu.size(), 1);
     platform.clock().advance(1s);
+    QCOMPARE(item.menu().first().title, u"Uploading 7 files"_s);
+    QCOMPARE(menu.size(), 2);
     QCOMPARE(item.tooltipDetail(), u"7 files left to upload"_s);
     QCOMPARE(tooltip.size(), 2);
     QCOMPARE(image.size(), 1);
+    // What the menu offers is never late.
+    item.update(drive(DriveState::ejecting, 7));
+    item.update(drive(DriveState::ejecting));
+    QCOMPARE(item.menu().first().title, u"Ejecting"_s);
+    QCOMPARE(menu.size(), 4);
 }
 
 void PanelModelsTest::faultsAreToldOnce() {
