@@ -21,6 +21,10 @@ struct GalleryState {
     // The moment of what moves.
     double seconds = 0;
     bool reduceMotion = false;
+    // How long to wait for what changes by and by, in milliseconds.
+    int settle = 0;
+    // The desktop's font.
+    QString font = QStringLiteral("Inter");
     // Around the view, in points; none for what fills a window.
     int margin = 16;
 };

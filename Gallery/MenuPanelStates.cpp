@@ -60,11 +60,12 @@ GalleryState panel(const QString &name, const DriveSnapshot &drive, const QStrin
             .margin = 0};
 }
 
-// The same with a property of the button of this title set.
-GalleryState button(const QString &name, const DriveSnapshot &drive, const QString &title, const QString &property) {
+// The same with a property of the button, or row, of this title set.
+GalleryState button(const QString &name, const DriveSnapshot &drive, const QString &title, const QString &property,
+                    bool value = true) {
     const QString setIt = uR"(
         function find(item) {
-            if (item.text === "%1" && item.focusShown !== undefined)
+            if ((item.text === "%1" || item.name === "%1") && item.focusShown !== undefined)
                 return item;
             for (let i = 0; i < item.children.length; ++i) {
                 const found = find(item.children[i]);
@@ -73,8 +74,11 @@ GalleryState button(const QString &name, const DriveSnapshot &drive, const QStri
             }
             return null;
         }
-        Component.onCompleted: Qt.callLater(() => find(view).%2 = true))"_s.arg(title, property);
-    return panel(name, drive, setIt);
+        Component.onCompleted: Qt.callLater(() => find(view).%2 = %3))"_s.arg(title, property,
+                                                                              value ? u"true"_s : u"false"_s);
+    GalleryState state = panel(name, drive, setIt);
+    state.settle = 300; // a pressed button gives way by and by
+    return state;
 }
 
 QList<GalleryState> liveStates() {
@@ -115,11 +119,20 @@ QList<GalleryState> liveStates() {
         button(u"focus-eject"_s, errored(1), u"Eject"_s, u"focusShown"_s),
         button(u"focus-link"_s, live(), u"See your files on Google Drive"_s, u"focusShown"_s),
         button(u"focus-quit"_s, live(), u"Quit"_s, u"focusShown"_s),
+        button(u"focus-row"_s, uploading(12, seven.first(3)), u"Budget 2026.xlsx"_s, u"focusShown"_s),
         button(u"hover-settings"_s, live(), u"Settings"_s, u"hovering"_s),
+        button(u"hover-row"_s, uploading(12, seven.first(3)), u"Budget 2026.xlsx"_s, u"hovering"_s),
+        button(u"pressed-row"_s, uploading(12, seven.first(3)), u"Budget 2026.xlsx"_s, u"down"_s),
+        button(u"pressed-open"_s, errored(1), u"Open Drive"_s, u"down"_s),
+        button(u"pressed-eject"_s, errored(1), u"Eject"_s, u"down"_s),
+        button(u"pressed-quit"_s, live(), u"Quit"_s, u"down"_s),
+        button(u"disabled-open"_s, live(), u"Open Drive"_s, u"enabled"_s, false),
     };
     GalleryState still = panel(u"uploading-reduced-motion"_s, uploading(12, seven.first(1)));
     still.reduceMotion = true;
-    states.append(still);
+    GalleryState fallback = panel(u"fallback-font"_s, uploading(12, seven.first(3)));
+    fallback.font = u"A Family That Is Not There"_s;
+    states += {still, fallback};
     return states;
 }
 

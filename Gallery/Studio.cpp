@@ -3,13 +3,16 @@
 
 #include "App/UI/Components/FrameTime.h"
 
-#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFont>
+#include <QGuiApplication>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickRenderControl>
 #include <QQuickRenderTarget>
 #include <QQuickWindow>
+#include <QTimer>
 
 namespace quillmount {
 
@@ -43,6 +46,7 @@ void setMoment(const QQuickItem &item, double seconds) {
 } // namespace
 
 QImage Studio::picture(const GalleryState &state, Appearance::ColorScheme scheme, int scale) {
+    QGuiApplication::setFont(QFont(state.font));
     m_platform.appearance().setColorScheme(scheme);
     m_platform.appearance().setReducesMotion(state.reduceMotion);
 
@@ -58,6 +62,11 @@ QImage Studio::picture(const GalleryState &state, Appearance::ColorScheme scheme
     setMoment(*view, state.seconds);
     // Layouts settle and tooltips open from the event loop.
     QCoreApplication::processEvents();
+    if (state.settle > 0) {
+        QEventLoop wait;
+        QTimer::singleShot(state.settle, &wait, &QEventLoop::quit);
+        wait.exec();
+    }
 
     const QSize size(qCeil(view->width()), qCeil(view->height()));
     QImage image(size * scale, QImage::Format_ARGB32_Premultiplied);

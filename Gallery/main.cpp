@@ -33,7 +33,6 @@ int main(int argc, char **argv) {
     const QString part = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString();
     if (!QFontDatabase::families().contains(u"Inter"_s))
         qFatal("the pictures need the typeface Inter (package fonts-inter)");
-    QGuiApplication::setFont(QFont(u"Inter"_s));
     folder.mkpath(u"."_s);
 
     const QList<GalleryState> states = componentStates() + menuPanelStates();

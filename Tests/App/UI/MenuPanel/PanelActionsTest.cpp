@@ -2,6 +2,8 @@
 // What the panel's buttons do to a real drive.
 #include "App/UI/MenuPanel/PanelActions.h"
 #include "App/UI/MenuPanel/DriveWatcher.h"
+#include "App/UI/MenuPanel/MenuPanelModel.h"
+#include "App/UI/MenuPanel/StatusBodyModel.h"
 #include "Tests/App/Engine/DriveWorld.h"
 
 #include <QSignalSpy>
@@ -11,6 +13,22 @@ using namespace quillmount;
 using namespace Qt::StringLiterals;
 
 using Action = PanelAction;
+using Kind = ErrorMapper::Kind;
+
+namespace {
+
+// What makes the drive fail so, or no longer does.
+void setCause(DriveWorld &world, Kind kind, bool isThere) {
+    if (kind == Kind::mountRefused)
+        world.setMark(u"mount-late"_s, isThere);
+    else if (kind == Kind::diskFull)
+        world.engine.set(u"exit"_s, isThere ? QJsonValue(u"ERROR : no space left"_s) : QJsonValue());
+    else
+        world.platform.bundle().setExecutable(u"QuillmountEngine"_s,
+                                              isThere ? u"/no/such/engine"_s : EngineScript::executable());
+}
+
+} // namespace
 
 class PanelActionsTest : public QObject {
     Q_OBJECT
@@ -19,6 +37,8 @@ private Q_SLOTS:
     void aDoubleClickIsOneEject();
     void aPollIsOneChange();
     void opensTheDriveAndItsPage();
+    void everyFaultHasAWayOut_data();
+    void everyFaultHasAWayOut();
     void waitsForTheFrame();
 };
 
@@ -66,6 +86,38 @@ void PanelActionsTest::opensTheDriveAndItsPage() {
     actions.perform(Action::openDrive);
     QVERIFY(world.advanceUntil([&] { return opened.size() == 2; }));
     QCOMPARE(opened.last(), QUrl::fromLocalFile(drive.mountPoint()));
+}
+
+void PanelActionsTest::everyFaultHasAWayOut_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("other"); // button beside "Try Again"
+    QTest::newRow("mount refused") << Kind::mountRefused << u"Contact Support"_s;
+    QTest::newRow("disk full") << Kind::diskFull << u"Open Settings"_s;
+    QTest::newRow("unknown") << Kind::unknown << u"Contact Support"_s;
+}
+
+void PanelActionsTest::everyFaultHasAWayOut() {
+    QFETCH(const Kind, kind);
+    QFETCH(const QString, other);
+    DriveWorld world;
+    DriveEngine &drive = world.makeDrive();
+    const DriveWatcher watcher(drive);
+    MenuPanelModel panel(watcher.snapshot());
+    connect(&watcher, &DriveWatcher::changed, &panel, [&] { panel.update(watcher.snapshot()); });
+    PanelActions actions(drive);
+    connect(&panel, &MenuPanelModel::actionRequested, &actions, &PanelActions::perform);
+    const QSignalSpy settings(&actions, &PanelActions::settingsRequested);
+    const auto body = [&] { return qobject_cast<StatusBodyModel *>(panel.bodies()->current()); };
+
+    setCause(world, kind, true);
+    drive.start();
+    QVERIFY(world.advanceUntil([&] { return watcher.snapshot().state == DriveState::failure(kind); }));
+    body()->press(other);
+    QVERIFY(world.advanceUntil([&] { return settings.size() + world.platform.workspace().opened().size() == 1; }));
+    QCOMPARE(settings.size(), kind == Kind::diskFull ? 1 : 0);
+    setCause(world, kind, false);
+    body()->press(u"Try Again"_s);
+    QVERIFY(world.advanceUntil(DriveState::live));
 }
 
 void PanelActionsTest::waitsForTheFrame() {
