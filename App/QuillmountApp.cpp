@@ -93,21 +93,36 @@ void QuillmountApp::connectMenuBarExtra() {
     connect(&m_palette, &Palette::changed, this, &QuillmountApp::showImage);
 }
 
-void QuillmountApp::launch(bool inBackground) {
+void QuillmountApp::launch(SingleInstance::Wish wish) {
     showMenu();
     showToolTip();
     showImage();
-    m_timer = Platform::current().clock->schedule(settleTime, [this, inBackground] {
+    m_timer = Platform::current().clock->schedule(settleTime, [this, wish] {
         m_timer = 0;
         panel(); // so that the first click finds it there
-        if (!inBackground && (!Platform::current().menuBarExtra->isAvailable() || !Paths::hasEngineConfig()))
-            openPanel(Platform::current().activation->startToken());
+        const QByteArray token = Platform::current().activation->startToken();
+        if (wish == SingleInstance::Wish::settings)
+            openWindow(u"settings"_s, token);
+        else if (wish == SingleInstance::Wish::open &&
+                 (!Platform::current().menuBarExtra->isAvailable() || !Paths::hasEngineConfig()))
+            openPanel(token);
     });
 }
 
-void QuillmountApp::startedAgain(bool inBackground, const QByteArray &activationToken) {
-    if (!inBackground)
+void QuillmountApp::startedAgain(SingleInstance::Wish wish, const QByteArray &activationToken) {
+    switch (wish) {
+    case SingleInstance::Wish::background:
+        return;
+    case SingleInstance::Wish::open:
         openPanel(activationToken);
+        return;
+    case SingleInstance::Wish::settings:
+        openWindow(u"settings"_s, activationToken);
+        return;
+    case SingleInstance::Wish::quit:
+        QCoreApplication::quit();
+        return;
+    }
 }
 
 void QuillmountApp::openWindow(const QString &id, const QByteArray &activationToken) {
@@ -168,7 +183,7 @@ void QuillmountApp::showImage() {
 
 void QuillmountApp::showMenu() {
     QList<MenuBarExtra::MenuItem> items;
-    for (const MenuBarLabel::Entry &entry : m_label.label().menu) {
+    for (const MenuBarLabel::Entry &entry : m_label.menu()) {
         // What only says something needs a name of its own too.
         items.append({.id = QString::number(static_cast<int>(entry.action)),
                       .text = entry.title,

@@ -12,6 +12,7 @@
 #include "App/UI/Onboarding/SignInModel.h"
 #include "App/UI/Settings/SettingsModel.h"
 #include "Platform/Clock.h"
+#include "Platform/SingleInstance.h"
 
 #include <QQmlEngine>
 
@@ -34,11 +35,11 @@ public:
     ~QuillmountApp() override;
     Q_DISABLE_COPY_MOVE(QuillmountApp)
 
-    // Shows the item in the bar and, unless `inBackground`, what the user needs to see: the panel where there is no
-    // bar, or no account.
-    void launch(bool inBackground);
+    // Shows the item in the bar and what the user needs to see: the settings when they are wished, the panel when it is
+    // wished and there is no bar, or no account.
+    void launch(SingleInstance::Wish wish);
     // The user has started the application again.
-    void startedAgain(bool inBackground, const QByteArray &activationToken);
+    void startedAgain(SingleInstance::Wish wish, const QByteArray &activationToken);
 
     [[nodiscard]] AccountConnection &account() { return m_account; }
 

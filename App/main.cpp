@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Runs the application and returns its exit status. `signIn`: when there is no account, the user is asked for one.
-int run(bool inBackground, bool signIn) {
+int run(SingleInstance::Wish wish, bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
     QuillmountApp app(delegate);
@@ -33,7 +33,7 @@ int run(bool inBackground, bool signIn) {
         &delegate,
         [&] {
             delegate.applicationDidFinishLaunching();
-            app.launch(inBackground);
+            app.launch(wish);
             if (signIn && !Paths::hasEngineConfig())
                 app.account().start();
         },
@@ -60,16 +60,26 @@ int main(int argc, char **argv) {
     options.addHelpOption();
     const QCommandLineOption background(u"background"_s, u"Start without showing anything."_s);
     const QCommandLineOption signIn(u"sign-in"_s, u"Begin the sign-in at once when there is no account."_s);
-    options.addOptions({background, signIn});
+    const QCommandLineOption settings(u"settings"_s, u"Open the settings."_s);
+    const QCommandLineOption quit(u"quit"_s, u"End the running Quillmount."_s);
+    options.addOptions({background, signIn, settings, quit});
     options.process(application);
+    SingleInstance::Wish wish = SingleInstance::Wish::open;
+    for (const auto &[option, meant] : {std::pair(&background, SingleInstance::Wish::background),
+                                        {&settings, SingleInstance::Wish::settings},
+                                        {&quit, SingleInstance::Wish::quit}}) {
+        if (options.isSet(*option))
+            wish = meant;
+    }
 
     Platform::install(makePlatform());
     int status = 0;
     try {
         SingleInstance &instance = *Platform::current().singleInstance;
-        if (instance.acquire() == SingleInstance::Outcome::acquired)
-            status = run(options.isSet(background), options.isSet(signIn));
-        else if (!instance.tellOther(options.isSet(background), Platform::current().activation->startToken()))
+        const bool isFirst = instance.acquire() == SingleInstance::Outcome::acquired;
+        if (isFirst && wish != SingleInstance::Wish::quit)
+            status = run(wish, options.isSet(signIn));
+        else if (!isFirst && !instance.tellOther(wish, Platform::current().activation->startToken()))
             std::puts("Quillmount is already running for this home, but does not answer.");
     } catch (const PlatformError &error) {
         std::fprintf(stderr, "Quillmount cannot start: %s.\n", error.what());

@@ -21,14 +21,22 @@ public:
     // Throws PlatformError when nobody can tell.
     [[nodiscard]] virtual Outcome acquire() = 0;
 
+    // What the user wants of a start.
+    enum class Wish {
+        open,       // the panel
+        background, // nothing is to be shown
+        settings,   // the settings window
+        quit,       // the application is to end
+    };
+    Q_ENUM(Wish)
+
     // After `heldByOther`: tells the one instance that the user has started the application again. Returns within two
     // seconds; false (the reason is logged) when it did not take note.
-    virtual bool tellOther(bool inBackground, const QByteArray &activationToken) = 0;
+    virtual bool tellOther(Wish wish, const QByteArray &activationToken) = 0;
 
 Q_SIGNALS:
-    // To the one instance: another start of this user has told it so. `inBackground`: nothing is to be shown. The
-    // token, for `Activation`, may be empty.
-    void startedAgain(bool inBackground, const QByteArray &activationToken);
+    // To the one instance: another start of this user has told it so. The token, for `Activation`, may be empty.
+    void startedAgain(quillmount::SingleInstance::Wish wish, const QByteArray &activationToken);
 };
 
 } // namespace quillmount

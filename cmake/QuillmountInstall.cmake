@@ -10,6 +10,16 @@ install(FILES ${PROJECT_BINARY_DIR}/bin/Acknowledgements.txt DESTINATION ${bundl
 if(QUILLMOUNT_ENGINE)
     install(PROGRAMS ${QUILLMOUNT_ENGINE} RENAME QuillmountEngine DESTINATION ${bundle})
 endif()
+
+# What makes it an application of the desktop, under one name everywhere.
+set(id com.orvane.quillmount)
+install(FILES Packaging/${id}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES Packaging/${id}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES Resources/Symbols/AppIcon.svg RENAME ${id}.svg
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+install(FILES Resources/Symbols/MenuBarIcon.svg RENAME ${id}-symbolic.svg
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/symbolic/apps)
+
 file(RELATIVE_PATH target /${CMAKE_INSTALL_BINDIR} /${bundle}/quillmount)
 install(CODE "
     set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")

@@ -30,8 +30,7 @@ constexpr auto timeout = std::chrono::seconds(2);
 constexpr auto retryPause = std::chrono::milliseconds(50);
 constexpr size_t maxMessage = 4096;
 constexpr qsizetype maxConnections = 8;
-constexpr char inBackgroundMark = 'b';
-constexpr char inFrontMark = 'f';
+constexpr QByteArrayView marks = "fbsq"; // in the order of the wishes
 constexpr char answer = 'k';
 
 // The runtime folder, if it is what it has to be; else empty.
@@ -138,8 +137,8 @@ void InstanceSocket::read(int connection) {
     const ssize_t size = ::recv(connection, message.data(), maxMessage, MSG_TRUNC);
     if (size < 0 && (errno == EAGAIN || errno == EINTR))
         return;
-    const bool isUnderstood =
-        size > 0 && size_t(size) <= maxMessage && (message[0] == inBackgroundMark || message[0] == inFrontMark);
+    const qsizetype wish = size > 0 ? marks.indexOf(message[0]) : -1;
+    const bool isUnderstood = wish >= 0 && size_t(size) <= maxMessage;
     if (isUnderstood)
         ::send(connection, &answer, sizeof answer, MSG_NOSIGNAL);
     else if (size != 0)
@@ -147,7 +146,7 @@ void InstanceSocket::read(int connection) {
     close(connection);
     // The last, because this object may be gone afterwards.
     if (isUnderstood)
-        Q_EMIT told(message[0] == inBackgroundMark, message.mid(1, size - 1));
+        Q_EMIT told(static_cast<SingleInstance::Wish>(wish), message.mid(1, size - 1));
 }
 
 void InstanceSocket::close(int connection) {
@@ -157,7 +156,7 @@ void InstanceSocket::close(int connection) {
     ::close(connection);
 }
 
-bool InstanceSocket::tell(bool inBackground, const QByteArray &activationToken) const {
+bool InstanceSocket::tell(SingleInstance::Wish wish, const QByteArray &activationToken) const {
     const QDeadlineTimer deadline(timeout);
     const auto fail = [](const QString &reason) {
         qCWarning(platformLog).noquote() << "the running instance was not told of this start:" << reason;
@@ -179,7 +178,7 @@ bool InstanceSocket::tell(bool inBackground, const QByteArray &activationToken) 
     }
     if (!isOfThisUser(socket))
         return fail(u"its socket is another user's"_s);
-    QByteArray message(1, inBackground ? inBackgroundMark : inFrontMark);
+    QByteArray message(1, marks[static_cast<qsizetype>(wish)]);
     // A token of this length is no token.
     if (size_t(activationToken.size()) < maxMessage)
         message += activationToken;

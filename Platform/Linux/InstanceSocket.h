@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "Platform/SingleInstance.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QObject>
@@ -13,8 +15,8 @@ class QSocketNotifier;
 namespace quillmount {
 
 // The socket at which the one instance is told of further starts: in the runtime folder, else beside the lock. Only
-// processes of the same user are heard, and only they are told. A message is one packet: "b" (in the background) or
-// "f", then the activation token; the answer is "k".
+// processes of the same user are heard, and only they are told. A message is one packet: one letter for the wish, then
+// the activation token; the answer is "k".
 class InstanceSocket final : public QObject {
     Q_OBJECT
 
@@ -30,10 +32,10 @@ public:
 
     // Waits up to two seconds, also for a socket that is not there yet. False when nobody took the message; the reason
     // is logged.
-    bool tell(bool inBackground, const QByteArray &activationToken) const;
+    bool tell(SingleInstance::Wish wish, const QByteArray &activationToken) const;
 
 Q_SIGNALS:
-    void told(bool inBackground, const QByteArray &activationToken);
+    void told(quillmount::SingleInstance::Wish wish, const QByteArray &activationToken);
 
 private:
     void accept();

@@ -64,8 +64,8 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
     return Outcome::acquired;
 }
 
-bool LinuxSingleInstance::tellOther(bool inBackground, const QByteArray &activationToken) {
-    return InstanceSocket(m_file).tell(inBackground, activationToken);
+bool LinuxSingleInstance::tellOther(Wish wish, const QByteArray &activationToken) {
+    return InstanceSocket(m_file).tell(wish, activationToken);
 }
 
 } // namespace quillmount

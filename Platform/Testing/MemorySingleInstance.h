@@ -9,7 +9,7 @@ namespace quillmount {
 class MemorySingleInstance final : public SingleInstance {
 public:
     [[nodiscard]] Outcome acquire() override { return Outcome::acquired; }
-    bool tellOther(bool, const QByteArray &) override { return false; }
+    bool tellOther(Wish, const QByteArray &) override { return false; }
 };
 
 } // namespace quillmount

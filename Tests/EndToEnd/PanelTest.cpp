@@ -332,7 +332,10 @@ void PanelTest::worksWithoutABar() {
     QVERIFY(startAgain({}));
     QVERIFY(shows({u"Reconnect your Google account"_s}));
     QCOMPARE(m_notifications.titles.size(), 1);
-    m_application->signal(SIGTERM);
+    // As the desktop's menu of the application does.
+    QVERIFY(startAgain({u"--settings"_s}));
+    QVERIFY(shows({u"Quillmount Settings"_s}));
+    QVERIFY(startAgain({u"--quit"_s}));
     QCOMPARE(m_application->end(), 0);
 
     // The bar comes late, and comes again.

@@ -26,6 +26,7 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 using Outcome = SingleInstance::Outcome;
+using Wish = SingleInstance::Wish;
 
 class LinuxSingleInstanceTest : public QObject {
     Q_OBJECT
@@ -43,9 +44,8 @@ private Q_SLOTS:
 namespace {
 
 // What another start would do, which waits for the answer.
-bool tell(const QString &file, bool inBackground, const QByteArray &token) {
-    auto told =
-        std::async(std::launch::async, [&] { return LinuxSingleInstance(file).tellOther(inBackground, token); });
+bool tell(const QString &file, SingleInstance::Wish wish, const QByteArray &token) {
+    auto told = std::async(std::launch::async, [&] { return LinuxSingleInstance(file).tellOther(wish, token); });
     return waitFor([&told] { return told.wait_for(0s) == std::future_status::ready; }) && told.get();
 }
 
@@ -86,14 +86,14 @@ void LinuxSingleInstanceTest::aSecondStartIsRefusedUntilTheFirstEnds() {
         // It hears nothing, for it has no event loop.
         QElapsedTimer sinceCall;
         sinceCall.start();
-        QVERIFY(!second.tellOther(false, {}));
+        QVERIFY(!second.tellOther(Wish::open, {}));
         QVERIFY(sinceCall.elapsed() < 5000);
     }
 
     ::kill(pid_t(first.processId()), signal);
     QTRY_COMPARE(second.acquire(), Outcome::acquired);
     // Whatever the first has left behind.
-    QVERIFY(tell(file, false, {}));
+    QVERIFY(tell(file, Wish::open, {}));
     QCOMPARE(contentOf(u"/proc/%1/cmdline"_s.arg(child)), QByteArray(WAITING_PROGRAM) + '\0');
     QCOMPARE(second.acquire(), Outcome::acquired);
     QCOMPARE(LinuxSingleInstance(file).acquire(), Outcome::heldByOther);
@@ -122,9 +122,12 @@ void LinuxSingleInstanceTest::theFirstIsToldOfAnotherStart() {
     QCOMPARE(first.acquire(), Outcome::acquired);
     QCOMPARE(ofAnotherHome.acquire(), Outcome::acquired);
     QSignalSpy again(&first, &SingleInstance::startedAgain);
-    QVERIFY(tell(state + u"a/lock"_s, true, {}));
-    QVERIFY(tell(state + u"a/lock"_s, false, "token"));
-    QCOMPARE(again, QList<QVariantList>({{true, QByteArray()}, {false, QByteArray("token")}}));
+    QList<QVariantList> told;
+    for (const Wish wish : {Wish::background, Wish::open, Wish::settings, Wish::quit}) {
+        QVERIFY(tell(state + u"a/lock"_s, wish, wish == Wish::open ? "token" : ""));
+        told.append({QVariant::fromValue(wish), QByteArray(wish == Wish::open ? "token" : "")});
+    }
+    QCOMPARE(again, told);
     const QFileInfoList sockets = QDir(hasRuntimeFolder ? run : state + u'a').entryInfoList(QDir::System);
     QCOMPARE(sockets.size(), hasRuntimeFolder ? 2 : 1);
     QCOMPARE(sockets.first().permissions() & ~0x7000, QFile::ReadUser | QFile::WriteUser);
@@ -148,7 +151,7 @@ void LinuxSingleInstanceTest::strangeMessagesAreIgnored() {
         strangers.append(stranger);
     }
     ::close(strangers.takeLast());
-    QVERIFY(tell(file, false, "token"));
+    QVERIFY(tell(file, Wish::open, "token"));
     QCOMPARE(again.size(), 1);
     for (const int stranger : std::as_const(strangers))
         ::close(stranger);
