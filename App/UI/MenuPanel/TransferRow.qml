@@ -27,52 +27,9 @@ ButtonBase {
             opacity: Looks.quietButton(root.hovering, root.down)
         }
     }
-    contentItem: Item {
-        implicitHeight: bar.y + bar.height
-
-        Symbol {
-            id: sign
-
-            anchors.verticalCenter: nameText.verticalCenter
-            name: "doc"
-            pixelSize: 11
-            color: Colors.secondary
-        }
-        ShortenedText {
-            id: nameText
-
-            anchors.left: sign.right
-            anchors.leftMargin: 6
-            anchors.right: percentDigits.left
-            anchors.rightMargin: 8
-            text: root.name
-        }
-        MonospacedDigits {
-            id: percentDigits
-
-            anchors.right: parent.right
-            anchors.baseline: nameText.baseline
-            text: root.percentText
-            font.family: nameText.font.family
-            font.pixelSize: 11
-            color: Colors.secondary
-        }
-        Rectangle {
-            id: bar
-
-            anchors.top: nameText.bottom
-            anchors.topMargin: 4
-            width: parent.width
-            height: 3
-            radius: 1.5
-            color: Colors.rail
-
-            Rectangle {
-                width: bar.width * root.fraction
-                height: bar.height
-                radius: bar.radius
-                color: Colors.transit
-            }
-        }
+    contentItem: TransferContent {
+        name: root.name
+        percentText: root.percentText
+        fraction: root.fraction
     }
 }
