@@ -8,7 +8,7 @@ set(engineLicences "")
 if(QUILLMOUNT_ENGINE)
     cmake_path(REPLACE_FILENAME QUILLMOUNT_ENGINE Licences.txt OUTPUT_VARIABLE engineLicences)
     if(NOT EXISTS ${engineLicences})
-        message(FATAL_ERROR "${engineLicences} is missing; Scripts/build-engine writes it.")
+        message(FATAL_ERROR "${engineLicences} is missing. Scripts/setup makes it, together with the engine.")
     endif()
 endif()
 
