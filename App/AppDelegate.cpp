@@ -2,6 +2,7 @@
 #include "App/AppDelegate.h"
 
 #include "App/Support/FileCount.h"
+#include "App/Support/LoginItem.h"
 #include "App/Support/Paths.h"
 #include "Platform/Platform.h"
 
@@ -73,6 +74,7 @@ bool AppDelegate::eventFilter(QObject *watched, QEvent *event) {
 
 void AppDelegate::applicationDidFinishLaunching() {
     watchTerminationSignals();
+    LoginItem::repair();
     if (Paths::hasEngineConfig())
         m_engine.start();
 }

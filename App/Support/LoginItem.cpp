@@ -20,4 +20,16 @@ void LoginItem::set(bool on) {
     }
 }
 
+bool LoginItem::isEnabled() {
+    return Platform::current().loginItems->isEnabled();
+}
+
+void LoginItem::repair() {
+    try {
+        Platform::current().loginItems->repair();
+    } catch (const PlatformError &error) {
+        qCWarning(log, "Login item could not be mended: %s", error.what());
+    }
+}
+
 } // namespace quillmount

@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QSaveFile>
+#include <QStandardPaths>
 
 namespace quillmount {
 
@@ -87,6 +88,30 @@ QHash<QString, QString> entryValues(const QString &path) {
     return values;
 }
 
+// Whether a desktop shows the entry: the first of its names that a list has decides.
+bool isForThisDesktop(const QHash<QString, QString> &values) {
+    const auto list = [&](const QString &key) { return values.value(key).split(u';', Qt::SkipEmptyParts); };
+    const QStringList only = list(u"OnlyShowIn"_s);
+    const QStringList never = list(u"NotShowIn"_s);
+    const QStringList names = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts);
+    for (const QString &name : names)
+        if (only.contains(name) || never.contains(name))
+            return only.contains(name);
+    return only.isEmpty();
+}
+
+// All but whether the program is there.
+bool isSwitchedOn(const QHash<QString, QString> &values) {
+    return values.contains(u"Exec"_s) && values.value(u"Hidden"_s) != "true"_L1 &&
+           values.value(u"X-GNOME-Autostart-enabled"_s) != "false"_L1 &&
+           values.value(u"X-MATE-Autostart-enabled"_s) != "false"_L1 && isForThisDesktop(values);
+}
+
+bool hasItsProgram(const QHash<QString, QString> &values) {
+    const QString program = values.value(u"TryExec"_s);
+    return program.isEmpty() || !QStandardPaths::findExecutable(program).isEmpty();
+}
+
 } // namespace
 
 LinuxLoginItems::LinuxLoginItems(const QString &configuration, const QString &executable)
@@ -127,13 +152,14 @@ void LinuxLoginItems::setEnabled(bool on) {
 }
 
 bool LinuxLoginItems::isEnabled() const {
-    if (!QFile::exists(m_file))
-        return false;
     const auto values = entryValues(m_file);
-    const QString program = values.value(u"TryExec"_s);
-    return values.contains(u"Exec"_s) && values.value(u"Hidden"_s) != "true"_L1 &&
-           values.value(u"X-GNOME-Autostart-enabled"_s) != "false"_L1 &&
-           (program.isEmpty() || QFileInfo(program).isExecutable());
+    return isSwitchedOn(values) && hasItsProgram(values);
+}
+
+void LinuxLoginItems::repair() {
+    const auto values = entryValues(m_file);
+    if (isSwitchedOn(values) && !hasItsProgram(values))
+        setEnabled(true);
 }
 
 } // namespace quillmount

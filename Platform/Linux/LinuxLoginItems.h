@@ -14,9 +14,10 @@ public:
     LinuxLoginItems(const QString &configuration, const QString &executable);
 
     void setEnabled(bool on) override;
-    // False also when the user switched the entry off in the desktop's own settings, or when what it would start is
-    // gone.
+    // False also when the user switched the entry off in the desktop's own settings, when it is not for this desktop,
+    // or when what it would start is gone.
     [[nodiscard]] bool isEnabled() const override;
+    void repair() override;
 
 private:
     [[nodiscard]] QByteArray entry() const;

@@ -17,6 +17,7 @@ public:
         m_enabled = on;
     }
     [[nodiscard]] bool isEnabled() const override { return m_enabled; }
+    void repair() override {}
 
     // Every change from now on fails with this reason; absent ends that.
     void setFailure(const std::optional<QString> &reason) { m_failure = reason; }

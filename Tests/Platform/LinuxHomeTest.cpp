@@ -145,6 +145,11 @@ void LinuxHomeTest::loginItemHonoursTheDesktopsSwitches_data() {
     QTest::newRow("hidden") << QByteArray(entry + "Hidden=true\n") << false;
     QTest::newRow("not hidden") << QByteArray(entry + "Hidden = false\n") << true;
     QTest::newRow("off") << QByteArray(entry + "X-GNOME-Autostart-enabled=false\n") << false;
+    QTest::newRow("off in MATE") << QByteArray(entry + "X-MATE-Autostart-enabled=false\n") << false;
+    QTest::newRow("for this desktop") << QByteArray(entry + "OnlyShowIn=KDE;GNOME;\n") << true;
+    QTest::newRow("for another") << QByteArray(entry + "OnlyShowIn=KDE;\n") << false;
+    QTest::newRow("not for this one") << QByteArray(entry + "NotShowIn=X-Cinnamon;GNOME;\n") << false;
+    QTest::newRow("not for its variant") << QByteArray(entry + "NotShowIn=GNOME\nOnlyShowIn=ubuntu\n") << true;
     QTest::newRow("commented") << QByteArray(entry + "#Hidden=true\n") << true;
     QTest::newRow("another group") << QByteArray(entry + "[Desktop Action Quit]\nHidden=true\n") << true;
     QTest::newRow("empty") << QByteArray() << false;
@@ -153,8 +158,16 @@ void LinuxHomeTest::loginItemHonoursTheDesktopsSwitches_data() {
 void LinuxHomeTest::loginItemHonoursTheDesktopsSwitches() {
     QFETCH(QByteArray, lines);
     QFETCH(bool, enabled);
-    putFile(m_root->path() + u"/autostart/com.orvane.quillmount.desktop"_s, lines);
+    qputenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
+    const QString entry = m_root->path() + u"/autostart/com.orvane.quillmount.desktop"_s;
     LinuxLoginItems items(m_root->path(), program(u"opt"_s, "exit 0"));
+    // A program that is gone is mended where nothing else is in the way.
+    putFile(entry, lines + "[Desktop Entry]\nTryExec=/gone\n");
+    items.repair();
+    QCOMPARE(items.isEnabled(), enabled);
+    putFile(entry, lines);
+    items.repair();
+    QCOMPARE(contentOf(entry), lines);
     QCOMPARE(items.isEnabled(), enabled);
     // Turning it on by hand wins over an earlier switch.
     items.setEnabled(true);
