@@ -11,6 +11,8 @@ T.Button {
     property string tip
     property color foreground: Colors.primary
     property real corner: 8
+    // Whether Return presses it. Otherwise the key is the window's.
+    property bool takesReturn: true
     // Of these a picture can be taken without a pointer and keys.
     property bool hovering: root.hovered
     property bool focusShown: root.visualFocus
@@ -26,13 +28,13 @@ T.Button {
     Accessible.description: root.tip
     Accessible.onPressAction: root.clicked()
     // A focused button takes the key before a shortcut of the window does.
-    Keys.onShortcutOverride: event => event.accepted = event.key === Qt.Key_Return || event.key === Qt.Key_Enter
+    Keys.onShortcutOverride: event => event.accepted = root.takesReturn && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)
     Keys.onReturnPressed: event => {
-        if (!event.isAutoRepeat)
+        if (root.takesReturn && !event.isAutoRepeat)
             root.clicked();
     }
     Keys.onEnterPressed: event => {
-        if (!event.isAutoRepeat)
+        if (root.takesReturn && !event.isAutoRepeat)
             root.clicked();
     }
     contentItem: Item {

@@ -34,6 +34,10 @@ qreal Looks::quietButton(bool isHovered, bool isPressed) {
     return isHovered ? 0.06 : 0;
 }
 
+qreal Looks::control(bool isEnabled) {
+    return isEnabled ? 1 : 0.4;
+}
+
 qreal Looks::pressScale(bool isPressed, bool reduceMotion) {
     return isPressed && !reduceMotion ? 0.97 : 1;
 }

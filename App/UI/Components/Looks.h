@@ -19,6 +19,8 @@ public:
     Q_INVOKABLE static qreal primaryButton(bool isEnabled, bool isParentEnabled, bool isPressed);
     Q_INVOKABLE static qreal secondaryButton(bool isPressed);
     Q_INVOKABLE static qreal quietButton(bool isHovered, bool isPressed);
+    // The opacity of a control in a form.
+    Q_INVOKABLE static qreal control(bool isEnabled);
     // The size of a pressed button, 1 being the usual.
     Q_INVOKABLE static qreal pressScale(bool isPressed, bool reduceMotion);
     // The opacity of the dot of a pulsing pill, so many seconds after the pill appeared: down and up again, for ever.

@@ -31,6 +31,11 @@ class Palette : public QObject {
     Q_PROPERTY(QColor primary READ primary NOTIFY changed FINAL)
     Q_PROPERTY(QColor secondary READ secondary NOTIFY changed FINAL)
     Q_PROPERTY(QColor hairline READ hairline NOTIFY changed FINAL)
+    Q_PROPERTY(QColor tertiary READ tertiary NOTIFY changed FINAL)
+    Q_PROPERTY(QColor destructive READ destructive NOTIFY changed FINAL)
+    Q_PROPERTY(QColor card READ card NOTIFY changed FINAL)
+    Q_PROPERTY(QColor veil READ veil NOTIFY changed FINAL)
+    Q_PROPERTY(QColor knobEdge READ knobEdge CONSTANT FINAL)
     Q_PROPERTY(QColor bandEdge READ bandEdge CONSTANT FINAL)
     Q_PROPERTY(QColor pill READ pill CONSTANT FINAL)
     Q_PROPERTY(QColor pillText READ pillText CONSTANT FINAL)
@@ -59,7 +64,16 @@ public:
     [[nodiscard]] QColor windowBackground() const;
     [[nodiscard]] QColor primary() const;
     [[nodiscard]] QColor secondary() const;
+    [[nodiscard]] QColor tertiary() const { return faint(secondary(), 0.85); }
     [[nodiscard]] QColor hairline() const { return faint(primary(), 0.08); }
+    // The fill of a button for what cannot be undone; `buttonText` is legible on it.
+    [[nodiscard]] QColor destructive() const { return dynamic(0xC81E33, 0xB8293D); }
+    // Behind a group of rows, or a text that scrolls.
+    [[nodiscard]] QColor card() const { return faint(primary(), 0.04); }
+    // Over what a sheet stands in front of.
+    [[nodiscard]] QColor veil() const { return isDark() ? faint(Qt::black, 0.6) : faint(Qt::black, 0.3); }
+    // Around the knob of a switch.
+    [[nodiscard]] static QColor knobEdge() { return faint(Qt::black, 0.1); }
 
     // On the band: the line along its lower edge, and the pill with its text.
     [[nodiscard]] static QColor bandEdge() { return faint(Qt::white, 0.08); }

@@ -44,8 +44,12 @@ QImage SymbolImage::tinted(const QString &name, int pixels, const QColor &color)
 QIcon SymbolImage::application() {
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64, 128, 256})
-        icon.addPixmap(QPixmap::fromImage(drawn(u"AppIcon"_s, size)));
+        icon.addPixmap(QPixmap::fromImage(application(size)));
     return icon;
+}
+
+QImage SymbolImage::application(int pixels) {
+    return drawn(u"AppIcon"_s, pixels);
 }
 
 } // namespace quillmount

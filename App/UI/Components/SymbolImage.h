@@ -14,8 +14,9 @@ namespace SymbolImage {
 
 // The symbol in one colour, as a square of so many pixels. Empty, with a warning, when there is no such symbol.
 [[nodiscard]] QImage tinted(const QString &name, int pixels, const QColor &color);
-// The application's icon, in its own colours.
+// The application's icon, in its own colours; as a square of so many pixels.
 [[nodiscard]] QIcon application();
+[[nodiscard]] QImage application(int pixels);
 
 } // namespace SymbolImage
 } // namespace quillmount

@@ -29,4 +29,8 @@ QString Typeface::family() {
     return !hasMediumAndSemibold(desktops) && hasMediumAndSemibold(inter) ? inter : desktops;
 }
 
+QString Typeface::monospaced() {
+    return QFontInfo(QFontDatabase::systemFont(QFontDatabase::FixedFont)).family();
+}
+
 } // namespace quillmount

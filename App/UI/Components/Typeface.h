@@ -12,11 +12,14 @@ class Typeface : public QObject {
     QML_ELEMENT
     QML_SINGLETON
     Q_PROPERTY(QString family READ family CONSTANT FINAL)
+    Q_PROPERTY(QString monospaced READ monospaced CONSTANT FINAL)
 
 public:
     using QObject::QObject;
 
     [[nodiscard]] static QString family();
+    // The desktop's own, with letters of equal widths.
+    [[nodiscard]] static QString monospaced();
 };
 
 } // namespace quillmount
