@@ -36,7 +36,7 @@ QUrl view(QLatin1StringView path) {
 
 } // namespace
 
-QuillmountApp::QuillmountApp(AppDelegate &delegate, QObject *parent)
+QuillmountApp::QuillmountApp(AppDelegate &delegate, VolumeSetup &volumeSetup, QObject *parent)
     : QObject(parent)
     , m_delegate(delegate)
     , m_account(delegate.engine())
@@ -49,7 +49,8 @@ QuillmountApp::QuillmountApp(AppDelegate &delegate, QObject *parent)
         return m_panel && m_panel->isVisible() && !m_panel->view().windowStates().testFlag(Qt::WindowMinimized);
     })
     , m_inhibitor(*Platform::current().clock)
-    , m_signIn(m_account) {
+    , m_signIn(m_account)
+    , m_settingsActions(m_settings, delegate.engine(), volumeSetup) {
     connectModels();
     connectMenuBarExtra();
     connect(&delegate, &AppDelegate::willAsk, this, [this] { m_inhibitor.release(); });
@@ -76,6 +77,9 @@ void QuillmountApp::connectModels() {
     });
     connect(&m_signIn, &SignInModel::closeRequested, this, [this] { m_onboardingWindow->hide(); });
     connect(&m_settings, &SettingsModel::closeRequested, this, [this] { m_settingsWindow->hide(); });
+    connect(&m_settings, &SettingsModel::quitRequested, this, [] { QCoreApplication::quit(); });
+    connect(&m_settingsActions, &SettingsActions::onboardingRequested, this, [this] { openWindow(u"onboarding"_s); });
+    connect(&m_settingsActions, &SettingsActions::uninstalled, this, [] { QCoreApplication::quit(); });
 }
 
 void QuillmountApp::connectMenuBarExtra() {
@@ -133,12 +137,20 @@ void QuillmountApp::openWindow(const QString &id, const QByteArray &activationTo
         window = std::make_unique<SceneWindow>(m_engine, view("Settings/SettingsView.qml"_L1),
                                                QVariantMap{{u"model"_s, QVariant::fromValue(&m_settings)}});
         window->setTitle(u"Quillmount Settings"_s);
+        connect(window.get(), &SceneWindow::closed, &m_settings, &SettingsModel::disappear);
+        // What it shows may have been changed elsewhere while it was behind.
+        connect(window.get(), &QWindow::activeChanged, &m_settings, [this] {
+            if (m_settingsWindow->isActive())
+                m_settings.appear();
+        });
     } else if (!window) {
         window = std::make_unique<SceneWindow>(m_engine, view("Onboarding/OnboardingView.qml"_L1),
                                                QVariantMap{{u"model"_s, QVariant::fromValue(&m_signIn)}});
         window->setTitle(u"Welcome to Quillmount"_s);
         connect(window.get(), &SceneWindow::closed, &m_account, &AccountConnection::cancel);
     }
+    if (id == u"settings")
+        m_settings.appear();
     window->open(activationToken);
 }
 

@@ -10,7 +10,7 @@
 #include "App/UI/MenuPanel/PanelActions.h"
 #include "App/UI/MenuPanel/UploadInhibitor.h"
 #include "App/UI/Onboarding/SignInModel.h"
-#include "App/UI/Settings/SettingsModel.h"
+#include "App/UI/Settings/SettingsActions.h"
 #include "Platform/Clock.h"
 #include "Platform/SingleInstance.h"
 
@@ -30,8 +30,8 @@ class QuillmountApp : public QObject {
     Q_OBJECT
 
 public:
-    // `delegate` outlives this object.
-    explicit QuillmountApp(AppDelegate &delegate, QObject *parent = nullptr);
+    // Both outlive this object.
+    QuillmountApp(AppDelegate &delegate, VolumeSetup &volumeSetup, QObject *parent = nullptr);
     ~QuillmountApp() override;
     Q_DISABLE_COPY_MOVE(QuillmountApp)
 
@@ -71,6 +71,7 @@ private:
     UploadInhibitor m_inhibitor;
     SignInModel m_signIn;
     SettingsModel m_settings;
+    SettingsActions m_settingsActions;
     bool m_isHidden = false;    // for good
     Clock::TimerId m_timer = 0; // until the panel is made ahead of its first use
     // Windows go before what they show.

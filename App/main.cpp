@@ -24,7 +24,7 @@ namespace {
 int run(SingleInstance::Wish wish, bool signIn) {
     NoVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
-    QuillmountApp app(delegate);
+    QuillmountApp app(delegate, volumeSetup);
     const TerminalOutput terminal(delegate.engine(), app.account());
     QObject::connect(&delegate, &AppDelegate::terminated, qApp, &QCoreApplication::exit);
     QObject::connect(Platform::current().singleInstance.get(), &SingleInstance::startedAgain, &app,

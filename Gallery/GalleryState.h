@@ -32,5 +32,6 @@ struct GalleryState {
 // Each module's states; main.cpp puts them together.
 [[nodiscard]] QList<GalleryState> componentStates();
 [[nodiscard]] QList<GalleryState> menuPanelStates();
+[[nodiscard]] QList<GalleryState> settingsStates();
 
 } // namespace quillmount

@@ -35,7 +35,7 @@ int main(int argc, char **argv) {
         qFatal("the pictures need the typeface Inter (package fonts-inter)");
     folder.mkpath(u"."_s);
 
-    const QList<GalleryState> states = componentStates() + menuPanelStates();
+    const QList<GalleryState> states = componentStates() + menuPanelStates() + settingsStates();
     Studio studio;
     qsizetype count = 0;
     for (const int scale : {1, 2}) {

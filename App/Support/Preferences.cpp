@@ -23,6 +23,10 @@ qint64 Preferences::cacheSizeGB() {
     return defaults().get<qint64>(Key::cacheSizeGB.toString()).value_or(defaultCacheSizeGB);
 }
 
+void Preferences::setCacheSizeGB(qint64 size) {
+    defaults().set(Key::cacheSizeGB.toString(), size);
+}
+
 qint64 Preferences::cacheSizeBytes() {
     const qint64 size = cacheSizeGB();
     qint64 bytes = 0;
@@ -51,6 +55,10 @@ void Preferences::setAccountEmail(const std::optional<QString> &email) {
         defaults().set(Key::accountEmail.toString(), *email);
     else
         defaults().remove(Key::accountEmail.toString());
+}
+
+void Preferences::removeServerStatus() {
+    defaults().remove(Key::serverStatus.toString());
 }
 
 } // namespace quillmount

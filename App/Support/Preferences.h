@@ -27,6 +27,8 @@ inline constexpr qint64 defaultCacheSizeGB = 20;
 
 // The stored integer as it is, else the default. No clamp.
 [[nodiscard]] qint64 cacheSizeGB();
+// Takes effect at the next launch of the engine. A size that cannot be kept is logged, and the old one stays.
+void setCacheSizeGB(qint64 size);
 // The cache size in bytes. A stored size that is negative, or whose byte count does not fit, is refused: the default is
 // used, and it is logged.
 [[nodiscard]] qint64 cacheSizeBytes();
@@ -37,6 +39,8 @@ void setVolumeSetupDeclined(bool declined);
 [[nodiscard]] std::optional<QString> accountEmail();
 // An absent address removes the key.
 void setAccountEmail(const std::optional<QString> &email);
+
+void removeServerStatus();
 
 } // namespace Preferences
 } // namespace quillmount

@@ -40,9 +40,13 @@ PanelUser::PanelUser(Desktop &desktop)
 
 QList<ScreenReader::Item> PanelUser::items() {
     const QList<ScreenReader::Item> all = m_reader.read(m_home->application());
-    for (const ScreenReader::Item &item : all)
-        if (item.isButton)
+    bool isInSettings = false;
+    for (const ScreenReader::Item &item : all) {
+        if (item.isWindow)
+            isInSettings = item.name == u"Quillmount Settings"_s;
+        else if (item.isButton && !isInSettings)
             m_buttons.insert(item.name);
+    }
     return all;
 }
 
@@ -97,9 +101,11 @@ bool PanelUser::clickIcon() {
     return isOpen;
 }
 
-void PanelUser::takePicture(const QString &name) {
+void PanelUser::takePicture(const QString &name, const QString &window) {
     const QString folder = qEnvironmentVariable("QUILLMOUNT_PICTURES");
-    const QList<ScreenReader::Item> all = folder.isEmpty() ? QList<ScreenReader::Item>() : items();
+    QList<ScreenReader::Item> all = folder.isEmpty() ? QList<ScreenReader::Item>() : items();
+    if (!window.isEmpty())
+        all.removeIf([&](const ScreenReader::Item &item) { return !item.isWindow || item.name != window; });
     if (all.isEmpty())
         return;
     // One body fades into another; some never stand still.

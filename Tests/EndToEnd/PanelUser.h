@@ -36,9 +36,9 @@ public:
     [[nodiscard]] bool clickIcon();
     // The bar may show the icon at another place.
     void forgetIcon() { m_icon = {}; }
-    // Saves a picture of the first window where QUILLMOUNT_PICTURES says.
-    void takePicture(const QString &name);
-    // All buttons that were ever seen, but not pressed.
+    // Saves a picture of the window of this title, or the first one, where QUILLMOUNT_PICTURES says.
+    void takePicture(const QString &name, const QString &window = {});
+    // All buttons that were ever seen outside the settings, but not pressed.
     [[nodiscard]] QStringList buttonsNotPressed() const;
 
 private:
