@@ -36,7 +36,7 @@ public:
         if (!m_server->listen(QHostAddress(QHostAddress::LocalHost)))
             qFatal("no port for the feed");
         QObject::connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, m_server.get(), [this] {
-            while (QTcpSocket *socket = m_server->nextPendingConnection())
+            while (QTcpSocket *socket = m_server->nextPendingConnection()) {
                 QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
                     if (!socket->readAll().contains("\r\n\r\n"))
                         return;
@@ -49,6 +49,7 @@ public:
                     socket->write(answer);
                     socket->disconnectFromHost();
                 });
+            }
         });
     }
 
