@@ -2,7 +2,7 @@
 #include "App/AppDelegate.h"
 #include "App/QuillmountApp.h"
 #include "App/Support/Paths.h"
-#include "App/Support/VolumeSetup.h"
+#include "App/Support/SystemVolumeSetup.h"
 #include "App/TerminalOutput.h"
 #include "App/UI/Components/SymbolImage.h"
 #include "Platform/Platform.h"
@@ -22,7 +22,7 @@ namespace {
 
 // Runs the application and returns its exit status. `signIn`: when there is no account, the user is asked for one.
 int run(SingleInstance::Wish wish, bool signIn) {
-    NoVolumeSetup volumeSetup;
+    SystemVolumeSetup volumeSetup;
     AppDelegate delegate(volumeSetup);
     QuillmountApp app(delegate, volumeSetup);
     const TerminalOutput terminal(delegate.engine(), app.account());

@@ -14,13 +14,15 @@ namespace quillmount::mount {
 struct MountOptions {
     std::string host;
     std::string mountPoint;
+    // Marks whose drive it is, for whoever reads the list; may be empty.
+    std::string tag;
     std::uint16_t port = 0;
     std::uint16_t mountPort = 0;
     // How long the server may be silent before calls fail.
     std::chrono::seconds deadTimeout{0};
 
     // The text that the kernel's list shows as the source of the mount.
-    std::string source() const { return host + ":/"; }
+    std::string source() const { return host + ":/" + tag; }
 };
 
 // Parses the arguments after the program's name. Exactly the options that the application passes are known and each of

@@ -155,5 +155,11 @@ int main(int count, char **arguments) {
     const auto parsed = parseMountOptions({arguments + 1, arguments + count});
     if (const auto *message = std::get_if<std::string>(&parsed))
         return fail(*message);
-    return runCommand(std::get<MountOptions>(parsed));
+    MountOptions options = std::get<MountOptions>(parsed);
+    const char *tag = getenv("QUILLMOUNT_DRIVE");
+    options.tag = tag ? tag : "";
+    // It becomes part of a mount option.
+    if (options.tag.find_first_not_of("0123456789abcdef") != std::string::npos)
+        return fail("the mark of the drive is not a hexadecimal number");
+    return runCommand(options);
 }

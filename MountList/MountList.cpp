@@ -56,6 +56,8 @@ std::vector<MountRecord> parseMountInfo(std::string_view text) {
             record.mountPoint = unescaped(fields[4]);
             record.fileSystem = unescaped(fields[separator + 1]);
             record.source = unescaped(fields[separator + 2]);
+            if (separator + 3 < fields.size())
+                record.options = unescaped(fields[separator + 3]);
             records.push_back(std::move(record));
         }
         if (newline == std::string_view::npos)

@@ -15,6 +15,7 @@ struct MountRecord {
     std::string mountPoint;
     std::string fileSystem;
     std::string source;
+    std::string options; // of the file system, comma-separated; empty where the line has none
 
     bool operator==(const MountRecord &) const = default;
 };

@@ -16,6 +16,7 @@
 #include "Platform/Pasteboard.h"
 #include "Platform/SecretStore.h"
 #include "Platform/SessionInhibitor.h"
+#include "Platform/Sidebar.h"
 #include "Platform/SingleInstance.h"
 #include "Platform/SystemCommands.h"
 #include "Platform/TerminationSignals.h"
@@ -51,6 +52,7 @@ struct Platform {
     std::unique_ptr<Appearance> appearance;
     std::unique_ptr<Updater> updater;
     std::unique_ptr<Authorization> authorization;
+    std::unique_ptr<Sidebar> sidebar;
 
     // The installed platform. Calling it before `install` is a mistake of the program and ends it.
     [[nodiscard]] static Platform &current();

@@ -20,6 +20,9 @@ install(FILES Resources/Symbols/AppIcon.svg RENAME ${id}.svg
 install(FILES Resources/Symbols/MenuBarIcon.svg RENAME ${id}-symbolic.svg
     DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/symbolic/apps)
 
+# Polkit names the program by its path, which is the same wherever the rest lies. In other prefixes nothing finds it.
+install(TARGETS quillmount-location RUNTIME DESTINATION libexec/quillmount)
+install(FILES ${PROJECT_SOURCE_DIR}/Packaging/com.orvane.quillmount.policy DESTINATION share/polkit-1/actions)
 file(RELATIVE_PATH target /${CMAKE_INSTALL_BINDIR} /${bundle}/quillmount)
 install(CODE "
     set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")

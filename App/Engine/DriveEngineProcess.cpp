@@ -11,6 +11,7 @@
 
 #include <QLoggingCategory>
 #include <QPointer>
+#include <QScopeGuard>
 
 #include <algorithm>
 
@@ -33,6 +34,11 @@ void DriveEngine::launch() {
     m_stopRequested = false;
     m_forceEjectRequested = false;
     handle(Event::launch);
+    m_mount->settlePoint();
+    const auto unsettle = qScopeGuard([this] {
+        if (!m_process)
+            m_mount->freePoint();
+    });
     m_mount->clearLeftovers(*binary);
     const std::optional<EngineLock> lock = EngineLock::acquire();
     if (!lock) {
@@ -76,6 +82,7 @@ void DriveEngine::engineExited(quint64 run) {
     m_mount->stopWatching();
     if (isMounted())
         m_mount->force();
+    m_mount->freePoint();
     restartOrFail(Event::engineExited, ErrorMapper::classify(ErrorMapper::lastLogError()));
     if (m_state.isFailed())
         clearStats();

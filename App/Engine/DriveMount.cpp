@@ -54,6 +54,17 @@ QList<Removal> removals(const QStringList &points) {
     return all;
 }
 
+// What somebody else has mounted there is not ours to use or to take away.
+bool isOursAt(const QString &point) {
+    const MountTable &table = *Platform::current().mountTable;
+    return table.isMounted(point) && !table.isForeign(point);
+}
+
+void forceAt(const QString &point) {
+    for (const Command &command : Platform::current().systemCommands->forcedUnmount(point))
+        Shell::run(command, unmountTimeout);
+}
+
 } // namespace
 
 DriveMount::DriveMount(VolumeSetup &volumeSetup, QObject *parent)
@@ -63,19 +74,31 @@ DriveMount::DriveMount(VolumeSetup &volumeSetup, QObject *parent)
 DriveMount::~DriveMount() = default;
 
 QString DriveMount::point() const {
-    return m_volumeSetup.isInstalled() ? VolumeSetup::mountPoint() : Paths::homeMountPoint();
+    if (!m_point.isEmpty())
+        return m_point;
+    return m_volumeSetup.isInstalled() ? m_volumeSetup.point() : Paths::homeMountPoint();
+}
+
+void DriveMount::settlePoint() {
+    m_point.clear();
+    m_point = point();
+}
+
+void DriveMount::freePoint() {
+    if (!isMounted())
+        m_point.clear();
 }
 
 bool DriveMount::isMounted() const {
-    const MountTable &table = *Platform::current().mountTable;
-    return table.isMounted(point()) && !table.isForeign(point());
+    return isOursAt(point());
 }
 
 bool DriveMount::isPointTaken() const {
     // Not looked into: what another file system answers, and when, is its own affair.
     if (Platform::current().mountTable->isForeign(point()))
         return true;
-    return !isMounted() && MountPoint::isTaken(point());
+    // What was saved into a folder that is kept for the drive is moved away.
+    return point() == Paths::homeMountPoint() && !isMounted() && MountPoint::isTaken(point());
 }
 
 void DriveMount::clearLeftovers(const QString &binary) {
@@ -84,20 +107,23 @@ void DriveMount::clearLeftovers(const QString &binary) {
     // A search that failed has told nothing.
     if (Shell::run(commands.findEngines(engine), processCheckTimeout) != noneFound) {
         removeNow();
+        for (const Removal &removal : removals(mountedPoints()))
+            removal.carryOut();
         for (const Command &command : commands.endEngines(engine))
             Shell::run(command, processCheckTimeout);
     }
-    if (isMounted())
-        force();
+    m_isAttached = false;
+    const QStringList left = mountedPoints();
+    for (const QString &other : left)
+        forceAt(other);
     const QString home = Paths::homeMountPoint();
     if (point() != home && !Platform::current().mountTable->isMounted(home))
         QDir().rmdir(home);
 }
 
 QStringList DriveMount::mountedPoints() const {
-    const MountTable &table = *Platform::current().mountTable;
-    QStringList points{Paths::homeMountPoint(), VolumeSetup::mountPoint()};
-    points.removeIf([&table](const QString &at) { return !table.isMounted(at) || table.isForeign(at); });
+    QStringList points{Paths::homeMountPoint(), m_volumeSetup.point()};
+    points.removeIf([](const QString &at) { return !isOursAt(at); });
     return points;
 }
 
@@ -125,10 +151,6 @@ QCoro::Task<> DriveMount::endFormerRun(QString binary) {
 }
 
 bool DriveMount::prepareMountPoint() {
-    if (m_volumeSetup.isInstalled()) {
-        m_volumeSetup.waitUntilReady(volumeReadyTimeout);
-        return true;
-    }
     if (isMounted())
         return true;
     if (isPointTaken()) {
@@ -136,15 +158,30 @@ bool DriveMount::prepareMountPoint() {
         Q_EMIT pointTaken(point());
         return false;
     }
+    if (point() != Paths::homeMountPoint())
+        return prepareInstalledPoint();
     const MountPoint::Preparation prepared = MountPoint::prepare(point());
-    if (prepared.setAside) {
-        qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls",
-                  qUtf16Printable(*prepared.setAside));
-        Q_EMIT filesSetAside(*prepared.setAside);
-    }
+    if (prepared.setAside)
+        tellOfFilesSetAside(*prepared.setAside);
     if (!prepared.isUsable)
         qCWarning(engineLog, "the mount point cannot be made, or be emptied");
     return prepared.isUsable;
+}
+
+bool DriveMount::prepareInstalledPoint() {
+    if (!m_volumeSetup.waitUntilReady(volumeReadyTimeout)) {
+        qCWarning(engineLog, "the mount point of the location is not there, or is not this user's");
+        return false;
+    }
+    const MountPoint::Preparation prepared = MountPoint::prepareKept(point(), Paths::homeMountPoint());
+    if (prepared.setAside)
+        tellOfFilesSetAside(*prepared.setAside);
+    return prepared.isUsable;
+}
+
+void DriveMount::tellOfFilesSetAside(const QString &path) {
+    qCWarning(engineLog, "the mount point was not empty; its files are kept in %ls", qUtf16Printable(path));
+    Q_EMIT filesSetAside(path);
 }
 
 QCoro::Task<bool> DriveMount::attach(quint16 port) {
@@ -216,8 +253,7 @@ void DriveMount::removeNow() {
 
 void DriveMount::force() {
     m_isAttached = false;
-    for (const Command &command : Platform::current().systemCommands->forcedUnmount(point()))
-        Shell::run(command, unmountTimeout);
+    forceAt(point());
 }
 
 } // namespace quillmount

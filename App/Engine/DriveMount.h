@@ -3,6 +3,7 @@
 
 #include <QCoroTask>
 #include <QObject>
+#include <QStringList>
 
 #include <memory>
 
@@ -21,8 +22,12 @@ public:
     ~DriveMount() override;
     Q_DISABLE_COPY_MOVE(DriveMount)
 
-    // Where it is or would be; computed at each call, since setting the drive up as a location moves it.
+    // Where it is or, between `freePoint` and `settlePoint`, would be: setting the drive up as a location moves it.
     [[nodiscard]] QString point() const;
+    // Decides it for the engine that is about to be launched, whatever is set up from now on.
+    void settlePoint();
+    // Its engine is gone. Without effect as long as the mount is still there.
+    void freePoint();
     // What somebody else has mounted there does not count: it is not ours to use or to take away.
     [[nodiscard]] bool isMounted() const;
     // Something of the user's own is there.
@@ -68,7 +73,11 @@ Q_SIGNALS:
     void lost(bool stillListed);
 
 private:
+    [[nodiscard]] bool prepareInstalledPoint();
+    void tellOfFilesSetAside(const QString &path);
+
     VolumeSetup &m_volumeSetup;
+    QString m_point; // empty while it is not settled
     std::unique_ptr<MountWatch> m_watch;
     int m_attaching = 0; // mount commands under way
     bool m_isAttached = false;

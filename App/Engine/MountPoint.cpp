@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -67,6 +68,21 @@ public:
                QByteArray::number(fraction);
     }
 
+    [[nodiscard]] bool isOwnedByUser() const {
+        struct stat found = {};
+        return ::fstat(m_descriptor, &found) == 0 && found.st_uid == ::geteuid();
+    }
+
+    // Everything below it is on its disk: no other file system is mounted there.
+    [[nodiscard]] dev_t device() const {
+        struct stat found = {};
+        ::fstat(m_descriptor, &found);
+        return found.st_dev;
+    }
+
+    // Returns when everything on its file system has been written.
+    bool sync() const { return ::syncfs(m_descriptor) == 0; }
+
     bool setMode(mode_t mode) const { return ::fchmod(m_descriptor, mode) == 0; }
 
 private:
@@ -106,6 +122,56 @@ QString asideName(const QString &path) {
     return name;
 }
 
+namespace fs = std::filesystem;
+
+// Throws fs::filesystem_error.
+void requireOneDevice(const fs::path &entry, dev_t device) {
+    const auto check = [device](const fs::path &path) {
+        struct stat found = {};
+        if (::lstat(path.c_str(), &found) != 0 || found.st_dev != device)
+            throw fs::filesystem_error("mounted inside", path, std::make_error_code(std::errc::cross_device_link));
+    };
+    check(entry);
+    if (fs::symlink_status(entry).type() != fs::file_type::directory)
+        return;
+    for (const auto &inner : fs::recursive_directory_iterator(entry))
+        check(inner.path());
+}
+
+// Copies the times of the files as well. Throws fs::filesystem_error.
+void copyAll(const fs::path &from, const fs::path &to) {
+    fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    const auto keepTime = [](const fs::path &source, const fs::path &copy) {
+        if (fs::symlink_status(source).type() == fs::file_type::regular)
+            fs::last_write_time(copy, fs::last_write_time(source));
+    };
+    keepTime(from, to);
+    if (fs::symlink_status(from).type() == fs::file_type::directory)
+        for (const auto &inner : fs::recursive_directory_iterator(from))
+            keepTime(inner.path(), to / fs::relative(inner.path(), from));
+}
+
+// Moves every entry of one folder into another. What cannot be moved stays, and then it throws fs::filesystem_error.
+void moveEntries(const fs::path &from, const fs::path &to, const Folder &source) {
+    std::vector<fs::path> entries;
+    for (const auto &entry : fs::directory_iterator(from))
+        entries.push_back(entry.path());
+    for (const fs::path &entry : entries) {
+        const fs::path target = to / entry.filename();
+        if (std::rename(entry.c_str(), target.c_str()) == 0)
+            continue;
+        if (errno != EXDEV)
+            throw fs::filesystem_error("rename", entry, std::error_code(errno, std::system_category()));
+        requireOneDevice(entry, source.device());
+        copyAll(entry, target);
+        // Only what is safely there is deleted here.
+        const Folder made(QString::fromStdString(to.string()));
+        if (!made.isOpen() || !made.sync())
+            throw fs::filesystem_error("sync", to, std::error_code(errno, std::system_category()));
+        fs::remove_all(entry);
+    }
+}
+
 } // namespace
 
 bool MountPoint::isTaken(const QString &path) {
@@ -138,6 +204,27 @@ MountPoint::Preparation MountPoint::prepare(const QString &path) {
     folder.setMode(readOnlyFolder);
     markAsOurs(folder);
     preparation.isUsable = true;
+    return preparation;
+}
+
+MountPoint::Preparation MountPoint::prepareKept(const QString &path, const QString &home) {
+    Preparation preparation;
+    const Folder folder(path);
+    if (!folder.isOpen() || !folder.isOwnedByUser())
+        return preparation;
+    if (!folder.isEmpty()) {
+        const QString aside = asideName(home);
+        folder.setMode(clearedUpByTheUser);
+        try {
+            if (!QDir().mkdir(aside, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+                throw fs::filesystem_error("mkdir", std::error_code(errno, std::system_category()));
+            preparation.setAside = aside;
+            moveEntries(QFile::encodeName(path).toStdString(), QFile::encodeName(aside).toStdString(), folder);
+        } catch (const std::exception &error) {
+            qCWarning(engineLog, "what was saved into the mount point cannot be moved: %s", error.what());
+        }
+    }
+    preparation.isUsable = folder.setMode(readOnlyFolder) && folder.isEmpty();
     return preparation;
 }
 

@@ -27,6 +27,9 @@ struct Preparation {
 
 // Makes an empty read-only folder of `path`, and notes that it is ours.
 [[nodiscard]] Preparation prepare(const QString &path);
+// The same of a folder that another program keeps there for the user, and that cannot be moved: what is in it goes into
+// a folder named after `home`, the mount point in the home folder. Another file system means copying: blocks that long.
+[[nodiscard]] Preparation prepareKept(const QString &path, const QString &home);
 
 } // namespace MountPoint
 } // namespace quillmount

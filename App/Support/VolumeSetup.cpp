@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "App/Support/VolumeSetup.h"
 
+#include "Location/LocationSetup.h"
+
 namespace quillmount {
 
-using namespace Qt::StringLiterals;
-
 QString VolumeSetup::mountPoint() {
-    return u"/Volumes/Quillmount"_s;
+    return QString::fromUtf8(LocationSetup::mountPoint.data(), qsizetype(LocationSetup::mountPoint.size()));
 }
 
 QString VolumeSetup::hostName() {
-    return u"Quillmount"_s;
+    return QString::fromUtf8(LocationSetup::hostName.data(), qsizetype(LocationSetup::hostName.size()));
 }
 
 QCoro::Task<bool> NoVolumeSetup::resolvesLocally() {

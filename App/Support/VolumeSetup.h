@@ -20,6 +20,8 @@ public:
 
     virtual ~VolumeSetup() = default;
 
+    // Where this set-up has the drive mounted: the mount point above, save in tests.
+    [[nodiscard]] virtual QString point() const { return mountPoint(); }
     // False where there is nothing to offer: on this system, or in an application that no package has installed. The
     // other answers are then all "no", and nothing is run.
     [[nodiscard]] virtual bool isAvailable() const = 0;

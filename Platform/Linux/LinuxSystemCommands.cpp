@@ -67,11 +67,14 @@ QList<Command> end(int seconds, const QString &pattern) {
 
 } // namespace
 
-LinuxSystemCommands::LinuxSystemCommands(const QString &mountProgram)
-    : m_mountProgram(mountProgram) {}
+LinuxSystemCommands::LinuxSystemCommands(const QString &mountProgram, const QByteArray &tag)
+    : m_mountProgram(mountProgram)
+    , m_tag(QString::fromLatin1(tag)) {}
 
 Command LinuxSystemCommands::mount(quint16 port, const QString &host, const QString &mountPoint) const {
-    return bounded(20, {m_mountProgram, u"-o"_s, nfsMountOptions(port), host + u":/"_s, mountPoint});
+    const QStringList mark =
+        m_tag.isEmpty() ? QStringList() : QStringList{u"/usr/bin/env"_s, u"QUILLMOUNT_DRIVE="_s + m_tag};
+    return bounded(20, mark + QStringList{m_mountProgram, u"-o"_s, nfsMountOptions(port), host + u":/"_s, mountPoint});
 }
 
 Command LinuxSystemCommands::unmount(const QString &mountPoint) const {

@@ -8,8 +8,8 @@ namespace quillmount {
 // The commands as Linux has them. Each is killed when it takes too long, so that none acts on a later mount.
 class LinuxSystemCommands final : public SystemCommands {
 public:
-    // `mountProgram` is the absolute path of the program that mounts.
-    explicit LinuxSystemCommands(const QString &mountProgram);
+    // `mountProgram` is the absolute path of the program that mounts; `tag` is what its mounts carry (see DriveTag).
+    explicit LinuxSystemCommands(const QString &mountProgram, const QByteArray &tag = {});
 
     [[nodiscard]] Command mount(quint16 port, const QString &host, const QString &mountPoint) const override;
     [[nodiscard]] Command unmount(const QString &mountPoint) const override;
@@ -24,6 +24,7 @@ public:
 
 private:
     QString m_mountProgram;
+    QString m_tag;
 };
 
 } // namespace quillmount

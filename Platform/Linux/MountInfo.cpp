@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/MountInfo.h"
 
-#include "MountList/MountList.h"
 #include "Platform/Linux/PlatformLog.h"
 
 #include <QDir>
@@ -36,10 +35,9 @@ std::optional<bool> isListed(const QByteArray &mountPointName) {
     return mounts ? std::optional(!mounts->empty()) : std::nullopt;
 }
 
-std::optional<QByteArray> fileSystemAt(const QByteArray &mountPointName) {
+std::optional<MountRecord> uppermostAt(const QByteArray &mountPointName) {
     const auto mounts = mountsNamed(mountPointName);
-    return mounts && !mounts->empty() ? std::optional(QByteArray::fromStdString(mounts->back().fileSystem))
-                                      : std::nullopt;
+    return mounts && !mounts->empty() ? std::optional(mounts->back()) : std::nullopt;
 }
 
 } // namespace quillmount

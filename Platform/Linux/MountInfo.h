@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "MountList/MountList.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -17,7 +19,7 @@ namespace quillmount {
 // Whether the kernel lists a mount of that name; absent when the list cannot be read.
 [[nodiscard]] std::optional<bool> isListed(const QByteArray &mountPointName);
 
-// The type of the file system that was mounted last at that mount point; absent when there is none.
-[[nodiscard]] std::optional<QByteArray> fileSystemAt(const QByteArray &mountPointName);
+// What was mounted last at that mount point; absent when there is nothing.
+[[nodiscard]] std::optional<MountRecord> uppermostAt(const QByteArray &mountPointName);
 
 } // namespace quillmount

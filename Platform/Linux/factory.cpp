@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Platform/Linux/CoreFiles.h"
+#include "Platform/Linux/DriveTag.h"
 #include "Platform/Linux/LinuxActivation.h"
 #include "Platform/Linux/LinuxAlerts.h"
 #include "Platform/Linux/LinuxAppearance.h"
+#include "Platform/Linux/LinuxAuthorization.h"
 #include "Platform/Linux/LinuxBundle.h"
 #include "Platform/Linux/LinuxDirectories.h"
 #include "Platform/Linux/LinuxLocalPeers.h"
@@ -13,6 +15,7 @@
 #include "Platform/Linux/LinuxPasteboard.h"
 #include "Platform/Linux/LinuxSecretStore.h"
 #include "Platform/Linux/LinuxSessionInhibitor.h"
+#include "Platform/Linux/LinuxSidebar.h"
 #include "Platform/Linux/LinuxSingleInstance.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Linux/LinuxTerminationSignals.h"
@@ -48,8 +51,9 @@ std::unique_ptr<Platform> makePlatform() {
     platform->secretStore = std::make_unique<LinuxSecretStore>();
     platform->networkPath = std::make_unique<LinuxNetworkPath>();
     platform->localPeers = std::make_unique<LinuxLocalPeers>();
-    platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
-    platform->mountTable = std::make_unique<LinuxMountTable>();
+    const QByteArray tag = driveTag(*directories);
+    platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s, tag);
+    platform->mountTable = std::make_unique<LinuxMountTable>(tag);
     platform->singleInstance =
         std::make_unique<LinuxSingleInstance>(directories->library() + u"/Quillmount/instance.lock"_s);
     platform->alerts = std::make_unique<LinuxAlerts>();
@@ -61,6 +65,9 @@ std::unique_ptr<Platform> makePlatform() {
     platform->activation = std::make_unique<LinuxActivation>();
     platform->appearance = std::make_unique<LinuxAppearance>();
     platform->updater = std::make_unique<LinuxUpdater>(*platform->clock, *platform->bundle);
+    platform->authorization =
+        std::make_unique<LinuxAuthorization>(*platform->clock, LinuxAuthorization::systemCommand());
+    platform->sidebar = std::make_unique<LinuxSidebar>(directories->configuration(), directories->applicationSupport());
     platform->directories = std::move(directories);
     return platform;
 }

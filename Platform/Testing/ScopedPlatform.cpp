@@ -28,6 +28,7 @@ std::unique_ptr<Platform> makeTestingPlatform() {
     platform->appearance = std::make_unique<MemoryAppearance>();
     platform->updater = std::make_unique<MemoryUpdater>();
     platform->authorization = std::make_unique<MemoryAuthorization>();
+    platform->sidebar = std::make_unique<MemorySidebar>();
     return platform;
 }
 
@@ -133,6 +134,10 @@ MemoryUpdater &ScopedPlatform::updater() const {
 
 MemoryAuthorization &ScopedPlatform::authorization() const {
     return as<MemoryAuthorization>(Platform::current().authorization);
+}
+
+MemorySidebar &ScopedPlatform::sidebar() const {
+    return as<MemorySidebar>(Platform::current().sidebar);
 }
 
 } // namespace quillmount

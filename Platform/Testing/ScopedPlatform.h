@@ -17,6 +17,7 @@
 #include "Platform/Testing/MemoryPasteboard.h"
 #include "Platform/Testing/MemorySecretStore.h"
 #include "Platform/Testing/MemorySessionInhibitor.h"
+#include "Platform/Testing/MemorySidebar.h"
 #include "Platform/Testing/MemorySingleInstance.h"
 #include "Platform/Testing/MemoryTerminationSignals.h"
 #include "Platform/Testing/MemoryUpdater.h"
@@ -58,6 +59,7 @@ public:
     [[nodiscard]] MemoryAppearance &appearance() const;
     [[nodiscard]] MemoryUpdater &updater() const;
     [[nodiscard]] MemoryAuthorization &authorization() const;
+    [[nodiscard]] MemorySidebar &sidebar() const;
 
     // Replaces the manual clock by real time, for tests with real processes. To be called first; `clock` is gone then.
     void useSystemClock();

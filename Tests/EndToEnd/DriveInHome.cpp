@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #include "Tests/EndToEnd/DriveInHome.h"
 
+#include "Platform/Linux/DriveTag.h"
 #include "Platform/Linux/LinuxSystemCommands.h"
 #include "Platform/Platform.h"
 #include "Platform/Testing/MemoryBundle.h"
@@ -25,7 +26,8 @@ DriveInHome::DriveInHome(TestHome &home, Time time)
     information->setInfoString(u"QMGoogleAuthorizationEndpoint"_s, home.google.accounts() + u"/o/oauth2/v2/auth"_s);
     information->setInfoString(u"QMGoogleTokenEndpoint"_s, home.google.accounts() + u"/token"_s);
     platform->bundle = std::move(information);
-    platform->systemCommands = std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s);
+    platform->systemCommands =
+        std::make_unique<LinuxSystemCommands>(bundle + u"/quillmount-mount"_s, driveTag(*platform->directories));
     if (time == byHand)
         platform->clock = std::make_unique<ManualClock>();
     Platform::install(std::move(platform));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 // Setting the drive up as a location of the file manager: offered once, and asked for later.
 #include "App/Engine/EngineConfig.h"
+#include "App/Engine/ErrorMapper.h"
 #include "App/Support/Paths.h"
 #include "App/Support/Preferences.h"
 #include "Tests/App/Engine/DriveWorld.h"
@@ -13,7 +14,6 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString volume = u"/Volumes/Quillmount"_s;
 const QString declinedKey = u"volumeSetupDeclined"_s;
 } // namespace
 
@@ -27,6 +27,13 @@ private Q_SLOTS:
     void notWantedWhileTheOfferIsOpen();
     void setUpLater_data();
     void setUpLater();
+    void onRequestOnly();
+    void nothingStartsMeanwhile();
+    void whoWasNotAskedHasNotDeclined();
+    void theEndTakesBackTheQuestion();
+    void thePlaceIsKeptWhileTheDriveLives();
+    void savedIntoTheBareFolder();
+    void somebodyElsesDrive();
     void noSetUpOnThisSystem();
 };
 
@@ -69,9 +76,9 @@ void DriveVolumeSetupTest::installedVolume() {
     world.setup.setInstalled(true, true);
     QVERIFY(QDir().mkpath(Paths::homeMountPoint()));
     QVERIFY(world.goLive());
-    QCOMPARE(world.drive->mountPoint(), volume);
+    QCOMPARE(world.drive->mountPoint(), world.setup.point());
     QCOMPARE(world.setup.readyTimeout(), 5.0);
-    QCOMPARE(world.takeCommands().last().section(u' ', 2), u"Quillmount "_s + volume);
+    QCOMPARE(world.takeCommands().last().section(u' ', 2), u"Quillmount "_s + world.setup.point());
     // The empty folder at home is removed; there is nothing to set up any more.
     QVERIFY(!QFileInfo::exists(Paths::homeMountPoint()));
     QVERIFY(started(world.drive->setUpFinderLocation())->isDone);
@@ -120,7 +127,101 @@ void DriveVolumeSetupTest::setUpLater() {
     QVERIFY(world.advanceUntil([&] { return done->isDone && world.drive->state() == DriveState::live; }));
     QCOMPARE(world.platform.userDefaults().get<bool>(declinedKey), std::optional(!completes));
     QCOMPARE(world.engine.starts(), 2);
-    QCOMPARE(world.drive->mountPoint(), completes ? volume : Paths::homeMountPoint());
+    QCOMPARE(world.drive->mountPoint(), completes ? world.setup.point() : Paths::homeMountPoint());
+}
+
+void DriveVolumeSetupTest::onRequestOnly() {
+    DriveWorld world;
+    world.setup.setAvailable(true, false);
+    QVERIFY(world.goLive());
+    QCOMPARE(world.setup.runs(), 0);
+    const auto done = started(world.drive->setUpFinderLocation());
+    QVERIFY(world.advanceUntil([&] { return world.setup.isRunning(); }));
+    world.setup.end(VolumeSetup::Outcome::failed);
+    QVERIFY(done->isDone);
+    QCOMPARE(done->value, std::optional(VolumeSetup::Outcome::failed));
+}
+
+void DriveVolumeSetupTest::nothingStartsMeanwhile() {
+    DriveWorld world;
+    world.setup.setAvailable(true, false);
+    QVERIFY(world.goLive());
+    QSignalSpy changes(world.drive.get(), &DriveEngine::isSettingUpChanged);
+    const auto done = started(world.drive->setUpFinderLocation());
+    QVERIFY(world.drive->isSettingUp() && changes.size() == 1);
+    QVERIFY(world.advanceUntil([&] { return world.setup.isRunning(); }));
+    world.drive->start();
+    world.drive->retry();
+    const auto second = started(world.drive->setUpFinderLocation());
+    QCOMPARE(second->value, std::optional(VolumeSetup::Outcome::failed));
+    world.advance(1h);
+    QVERIFY(!world.hasEngine());
+    QCOMPARE(world.setup.runs(), 1);
+    world.setup.setInstalled(true, true);
+    world.setup.end(VolumeSetup::Outcome::completed);
+    QVERIFY(done->isDone && !world.drive->isSettingUp());
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(world.engine.starts(), 2);
+    QCOMPARE(world.drive->mountPoint(), world.setup.point());
+}
+
+void DriveVolumeSetupTest::whoWasNotAskedHasNotDeclined() {
+    DriveWorld world;
+    world.setup.setAvailable(true);
+    world.makeDrive().start();
+    world.setup.end(VolumeSetup::Outcome::notAsked);
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QVERIFY(!world.platform.userDefaults().keys().contains(declinedKey));
+}
+
+void DriveVolumeSetupTest::theEndTakesBackTheQuestion() {
+    DriveWorld world;
+    world.setup.setAvailable(true);
+    world.makeDrive().start();
+    world.drive->shutdownNow();
+    QVERIFY(!world.setup.isRunning());
+    world.advance(60s);
+    QCOMPARE(world.engine.starts(), 0);
+    QVERIFY(!world.platform.userDefaults().keys().contains(declinedKey));
+}
+
+void DriveVolumeSetupTest::thePlaceIsKeptWhileTheDriveLives() {
+    DriveWorld world;
+    world.setup.setAvailable(true, false);
+    QVERIFY(world.goLive());
+    world.setup.setInstalled(true, true);
+    QCOMPARE(world.drive->mountPoint(), Paths::homeMountPoint());
+    QVERIFY(world.drive->isMounted());
+    world.takeCommands();
+    spawn(world.drive->eject(true));
+    QVERIFY(world.advanceUntil(DriveState::stopped));
+    QCOMPARE(world.takeCommands().first(), u"unmount "_s + Paths::homeMountPoint());
+    QCOMPARE(world.drive->mountPoint(), world.setup.point());
+}
+
+void DriveVolumeSetupTest::savedIntoTheBareFolder() {
+    DriveWorld world;
+    world.setup.setAvailable(true, false);
+    world.setup.setInstalled(true, true);
+    QFile saved(world.setup.point() + u"/letter"_s);
+    QVERIFY(saved.open(QIODevice::WriteOnly));
+    QSignalSpy told(&world.makeDrive(), &DriveEngine::filesSetAside);
+    world.drive->start();
+    QVERIFY(world.advanceUntil(DriveState::live));
+    QCOMPARE(told.size(), 1);
+    const QString aside = told.first().first().toString();
+    QVERIFY(aside.startsWith(Paths::homeMountPoint() + u" - "_s) && QFileInfo::exists(aside + u"/letter"_s));
+}
+
+void DriveVolumeSetupTest::somebodyElsesDrive() {
+    DriveWorld world;
+    world.setup.setAvailable(true, false);
+    world.setup.setInstalled(true, true);
+    world.platform.mountTable().setForeign(world.setup.point(), true);
+    world.makeDrive().start();
+    QCOMPARE(world.drive->state(), DriveState::failure(ErrorMapper::Kind::mountRefused));
+    world.drive->shutdownNow();
+    QCOMPARE(world.takeCommandNames(), QStringList(u"find"_s));
 }
 
 void DriveVolumeSetupTest::noSetUpOnThisSystem() {

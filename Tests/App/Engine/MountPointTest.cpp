@@ -15,6 +15,8 @@ class MountPointTest : public QObject {
 private Q_SLOTS:
     void prepare_data();
     void prepare();
+    void kept_data();
+    void kept();
     void severalInTheSameSecond();
     void whatCannotBeMovedStays();
 };
@@ -105,6 +107,54 @@ void MountPointTest::prepare() {
         QVERIFY(QFileInfo::exists(*prepared.setAside + u"/.saved"_s));
         QVERIFY(QFileInfo(*prepared.setAside).permission(QFile::WriteOwner)); // the user is to clear it up
     }
+}
+
+void MountPointTest::kept_data() {
+    QTest::addColumn<bool>("isOtherDisk");
+    QTest::newRow("on the disk of the home") << false;
+    QTest::newRow("on another") << true;
+}
+
+// What is in a folder that cannot be moved is moved out of it.
+void MountPointTest::kept() {
+    QFETCH(bool, isOtherDisk);
+    const ScopedPlatform platform;
+    const QString home = platform.directories().home() + u"/Quillmount"_s;
+    const QTemporaryDir folder((isOtherDisk ? u"/dev/shm"_s : platform.directories().home()) + u"/keptXXXXXX"_s);
+    const QString path = folder.path();
+    const auto isUsable = [&] {
+        return (QFileInfo(path).permissions() & QFile::Permissions(0x7000)) == (QFile::ReadOwner | QFile::ExeOwner) &&
+               QDir(path).isEmpty();
+    };
+    QVERIFY(MountPoint::prepareKept(path, home).isUsable && isUsable());
+
+    QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QVERIFY(QDir().mkpath(path + u"/folder/inner"_s));
+    makeFile(path + u"/folder/inner/letter"_s);
+    makeFile(path + u"/.hidden"_s);
+    QVERIFY(QFile::link(u"/nowhere"_s, path + u"/link"_s));
+    const QDateTime written(QDate(2001, 2, 3), QTime(4, 5, 6));
+    QFile letter(path + u"/folder/inner/letter"_s);
+    QVERIFY(letter.open(QIODevice::Append) && letter.setFileTime(written, QFileDevice::FileModificationTime));
+    letter.close();
+    const MountPoint::Preparation prepared = MountPoint::prepareKept(path, home);
+    QVERIFY(prepared.isUsable && prepared.setAside && isUsable());
+    QVERIFY(prepared.setAside->startsWith(home + u" - "_s));
+    QCOMPARE(QFileInfo(*prepared.setAside + u"/folder/inner/letter"_s).lastModified(), written);
+    QVERIFY(QFileInfo::exists(*prepared.setAside + u"/.hidden"_s));
+    QCOMPARE(QFileInfo(*prepared.setAside + u"/link"_s).symLinkTarget(), u"/nowhere"_s);
+
+    // What cannot be copied stays, and nothing is mounted on it.
+    if (isOtherDisk) {
+        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QCOMPARE(::mkfifo(QFile::encodeName(path + u"/pipe"_s).constData(), 0600), 0);
+        QVERIFY(!MountPoint::prepareKept(path, home).isUsable);
+        QVERIFY(QFileInfo::exists(path + u"/pipe"_s));
+    }
+    QVERIFY(QFile::link(path, path + u"-link"_s));
+    QVERIFY(!MountPoint::prepareKept(path + u"-link"_s, home).isUsable);
+    QVERIFY(QFile::remove(path + u"-link"_s));
+    QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
 
 void MountPointTest::severalInTheSameSecond() {

@@ -3,6 +3,9 @@
 
 #include "App/Support/VolumeSetup.h"
 #include "Platform/OneShot.h"
+#include "Platform/Platform.h"
+
+#include <QDir>
 
 #include <optional>
 #include <stdexcept>
@@ -13,6 +16,10 @@ namespace quillmount {
 // A set-up whose answers a test chooses. `run` and `remove` wait until the test lets them end.
 class ScriptedVolumeSetup final : public VolumeSetup {
 public:
+    // In the home, and made by `setInstalled`.
+    [[nodiscard]] QString point() const override {
+        return Platform::current().directories->home() + QStringLiteral("/Volumes/Quillmount");
+    }
     [[nodiscard]] bool isAvailable() const override { return m_available; }
     [[nodiscard]] bool offersAtStart() const override { return m_offers; }
     [[nodiscard]] bool isInstalled() const override { return m_installed; }
@@ -42,6 +49,8 @@ public:
     void setInstalled(bool installed, bool resolves) {
         m_installed = installed;
         m_resolves = resolves;
+        if (installed)
+            QDir().mkpath(point());
     }
 
     // Ends the run that waits.
