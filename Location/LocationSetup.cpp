@@ -102,7 +102,7 @@ std::string installOnLinux(unsigned uid) {
         giveMountPoint(uid),
         "/bin/chmod 755 " + point,
         "/bin/mkdir -p /Library/LaunchDaemons",
-        write(LocationSetup::propertyList(LocationSetup::System::linux, uid), text(LocationSetup::daemonFile)),
+        write(LocationSetup::propertyList(LocationSetup::System::gnuLinux, uid), text(LocationSetup::daemonFile)),
         "/bin/chown root:root " + file,
         "/bin/chmod 644 " + file,
         "{ ! " + systemdRuns + " || { " + stopUnits() + "; " + startUnits(uid) + "; }; }",
@@ -201,7 +201,7 @@ std::string LocationSetup::serviceUnit(unsigned uid) {
            "[Service]\n"
            "Type=oneshot\n"
            "ExecStart=/bin/sh -c \"" +
-           mountPointScript(System::linux, uid) +
+           mountPointScript(System::gnuLinux, uid) +
            "\"\n"
            "\n"
            "[Install]\n"

@@ -11,7 +11,7 @@ namespace quillmount {
 // root runs. Without Qt: the program that runs them is built from the same.
 namespace LocationSetup {
 
-enum class System { macOS, linux };
+enum class System { macOS, gnuLinux };
 
 inline constexpr std::string_view mountPoint = "/Volumes/Quillmount";
 inline constexpr std::string_view hostName = "Quillmount";

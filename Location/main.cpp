@@ -16,7 +16,7 @@
 namespace {
 
 using namespace quillmount;
-constexpr auto here = LocationSetup::System::linux;
+constexpr auto here = LocationSetup::System::gnuLinux;
 
 int fail(const char *reason) {
     std::fprintf(stderr, "quillmount-location: %s\n", reason);

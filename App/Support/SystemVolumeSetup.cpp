@@ -39,11 +39,6 @@ QString daemonFile() {
     return QString::fromUtf8(LocationSetup::daemonFile.data(), qsizetype(LocationSetup::daemonFile.size()));
 }
 
-bool hasOurDaemonFile() {
-    QFile file(daemonFile());
-    return file.open(QIODevice::ReadOnly) && LocationSetup::isSetUpFor(file.readAll().toStdString(), ::getuid());
-}
-
 // What stands at the path itself, not what a link there leads to.
 bool isFolderOfOurs(const QString &path) {
     struct stat found = {};
@@ -65,7 +60,11 @@ QCoro::Task<> giveUp(OneShot<Answer> answer, std::stop_token stop) {
 } // namespace
 
 SystemVolumeSetup::SystemVolumeSetup(Resolver resolver)
-    : m_resolver(std::move(resolver)) {}
+    : SystemVolumeSetup(std::move(resolver), daemonFile()) {}
+
+SystemVolumeSetup::SystemVolumeSetup(Resolver resolver, const QString &daemonFile)
+    : m_resolver(std::move(resolver))
+    , m_daemonFile(daemonFile) {}
 
 bool SystemVolumeSetup::resolvesHere() {
     addrinfo hints = {};
@@ -88,6 +87,11 @@ bool SystemVolumeSetup::isAvailable() const {
 
 bool SystemVolumeSetup::offersAtStart() const {
     return wayOfOffering() == u"at start"_s;
+}
+
+bool SystemVolumeSetup::hasOurDaemonFile() const {
+    QFile file(m_daemonFile);
+    return file.open(QIODevice::ReadOnly) && LocationSetup::isSetUpFor(file.readAll().toStdString(), ::getuid());
 }
 
 bool SystemVolumeSetup::isInstalled() const {
@@ -138,10 +142,11 @@ bool SystemVolumeSetup::waitUntilReady(double seconds) {
 QCoro::Task<VolumeSetup::Outcome> SystemVolumeSetup::run() {
     if (!isAvailable())
         co_return Outcome::notAsked;
-    const auto kept = m_answer;
+    const auto alive = m_answer;
     const Outcome outcome = co_await Platform::current().authorization->run(Authorization::Verb::install);
-    kept->reset();
-    if (outcome != Outcome::completed)
+    alive->reset();
+    // Shared by nobody else: this object is gone, and the application ends.
+    if (outcome != Outcome::completed || alive.use_count() == 1)
         co_return outcome;
     if (!hasOurDaemonFile()) {
         qCWarning(log, "the set-up ended well, but is not there");
@@ -159,7 +164,7 @@ QCoro::Task<VolumeSetup::Outcome> SystemVolumeSetup::run() {
 bool SystemVolumeSetup::isRemovable() const {
     if (!isAvailable())
         return false;
-    if (QFile::exists(daemonFile()))
+    if (QFile::exists(m_daemonFile))
         return hasOurDaemonFile();
     return isFolderOfOurs(mountPoint());
 }

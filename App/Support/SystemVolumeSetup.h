@@ -18,6 +18,8 @@ public:
     using Resolver = std::function<bool()>;
 
     explicit SystemVolumeSetup(Resolver resolver = resolvesHere);
+    // For tests: another file stands for the daemon's.
+    SystemVolumeSetup(Resolver resolver, const QString &daemonFile);
     // The first IPv4 address of the host name is 127.0.0.1.
     static bool resolvesHere();
 
@@ -34,7 +36,10 @@ public:
     void cancel() override;
 
 private:
+    [[nodiscard]] bool hasOurDaemonFile() const;
+
     Resolver m_resolver;
+    QString m_daemonFile;
     // What the name resolved to when it was last asked; shared with those who still ask when this object goes.
     std::shared_ptr<std::optional<bool>> m_answer = std::make_shared<std::optional<bool>>();
 };

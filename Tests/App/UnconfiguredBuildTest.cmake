@@ -1,10 +1,10 @@
-# A build that was given no Google client has none in its information dictionary.
+# A build that was given no Google client has none in its information dictionary, and may not change the machine.
 set(PROJECT_SOURCE_DIR ${SOURCE})
 set(PROJECT_BINARY_DIR ${BINARY})
 set(QUILLMOUNT_GOOGLE_CLIENT ${BINARY}/no-such-file)
 include(${SOURCE}/cmake/QuillmountInfo.cmake)
 file(READ ${BINARY}/bin/Info.json info)
-foreach(key QMGoogleClientID QMGoogleClientSecret)
+foreach(key QMGoogleClientID QMGoogleClientSecret QMLocationSetup)
     string(JSON value GET "${info}" ${key})
     if(NOT value STREQUAL "")
         message(FATAL_ERROR "${key} is \"${value}\"")

@@ -14,7 +14,7 @@ namespace quillmount {
 
 using namespace Qt::StringLiterals;
 
-DriveInHome::DriveInHome(TestHome &home, Time time)
+DriveInHome::DriveInHome(TestHome &home, Time time, VolumeSetup *volumeSetup)
     : m_home(home) {
     home.exportEnvironment();
     const QString bundle = qEnvironmentVariable("QUILLMOUNT_BIN");
@@ -24,6 +24,8 @@ DriveInHome::DriveInHome(TestHome &home, Time time)
     information->setInfoString(u"QMGoogleClientID"_s, home.clientId());
     information->setInfoString(u"QMGoogleClientSecret"_s, home.clientSecret());
     information->setInfoString(u"QMGoogleAuthorizationEndpoint"_s, home.google.accounts() + u"/o/oauth2/v2/auth"_s);
+    if (volumeSetup)
+        information->setInfoString(u"QMLocationSetup"_s, u"on request"_s);
     information->setInfoString(u"QMGoogleTokenEndpoint"_s, home.google.accounts() + u"/token"_s);
     platform->bundle = std::move(information);
     platform->systemCommands =
@@ -31,7 +33,7 @@ DriveInHome::DriveInHome(TestHome &home, Time time)
     if (time == byHand)
         platform->clock = std::make_unique<ManualClock>();
     Platform::install(std::move(platform));
-    m_engine = std::make_unique<DriveEngine>(m_volumeSetup);
+    m_engine = std::make_unique<DriveEngine>(volumeSetup ? *volumeSetup : m_noVolumeSetup);
     QObject::connect(m_engine.get(), &DriveEngine::stateChanged, m_engine.get(), [this] {
         if (m_states.isEmpty() || m_states.last() != m_engine->state().name())
             m_states.append(m_engine->state().name());

@@ -20,7 +20,8 @@ public:
         byHand, // a ManualClock, which the test moves
     };
 
-    explicit DriveInHome(TestHome &home, Time time = real);
+    // `volumeSetup` outlives it; without one there is no location to set up.
+    explicit DriveInHome(TestHome &home, Time time = real, VolumeSetup *volumeSetup = nullptr);
     // Ends the drive like the application does.
     ~DriveInHome();
     Q_DISABLE_COPY_MOVE(DriveInHome)
@@ -38,7 +39,7 @@ public:
 
 private:
     TestHome &m_home;
-    NoVolumeSetup m_volumeSetup;
+    NoVolumeSetup m_noVolumeSetup;
     std::unique_ptr<DriveEngine> m_engine;
     QStringList m_states;
 };
