@@ -71,8 +71,9 @@ struct Places {
 Places readPlaces(const QString &text, const QString &address) {
     Places places;
     QXmlStreamReader reader(text);
-    qsizetype before = 0;
     std::optional<qsizetype> begin;
+    // A tag holds no other "<" than its first. (Behind text the reader stands after the next one.)
+    const auto tag = [&] { return text.lastIndexOf(u'<', qsizetype(reader.characterOffset()) - 1); };
     int depth = 0;
     while (!reader.atEnd()) {
         const auto token = reader.readNext();
@@ -82,15 +83,14 @@ Places readPlaces(const QString &text, const QString &address) {
                 break;
             const bool isEntry = depth == 2 && reader.name() == "bookmark"_L1;
             if (isEntry && reader.attributes().value("href"_L1) == address)
-                begin = before;
+                begin = tag();
         } else if (token == QXmlStreamReader::EndElement) {
             --depth;
             if (depth == 1 && begin)
                 places.entries.append({*std::exchange(begin, std::nullopt), qsizetype(reader.characterOffset())});
             if (depth == 0)
-                places.end = before;
+                places.end = tag();
         }
-        before = reader.characterOffset();
     }
     if (reader.hasError() || places.end < 0)
         throw PlatformError(u"The file manager's list of places cannot be read"_s);

@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace quillmount;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;

@@ -128,7 +128,7 @@ void SystemVolumeSetupTest::completesOnlyWhatIsThere() {
     QCOMPARE(world.platform.sidebar().paths(), QStringList(VolumeSetup::mountPoint()));
     world.setup.removeSidebarEntry();
     QCOMPARE(world.platform.sidebar().paths(), QStringList());
-    QCOMPARE(world.platform.authorization().asked(), QList(2, Authorization::Verb::install));
+    QCOMPARE(world.platform.authorization().asked(), QList<Authorization::Verb>(2, Authorization::Verb::install));
 }
 
 QTEST_GUILESS_MAIN(SystemVolumeSetupTest)
