@@ -119,6 +119,8 @@ void PanelUser::takePicture(const QString &name, const QString &window) {
 QStringList PanelUser::buttonsNotPressed() const {
     QStringList names;
     std::ranges::set_difference(m_buttons, m_pressed, std::back_inserter(names));
+    // The uploads, each of which is a button as long as it runs.
+    names.removeIf([](const QString &name) { return name.endsWith(" percent"_L1); });
     return names;
 }
 

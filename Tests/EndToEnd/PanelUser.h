@@ -38,7 +38,7 @@ public:
     void forgetIcon() { m_icon = {}; }
     // Saves a picture of the window of this title, or the first one, where QUILLMOUNT_PICTURES says.
     void takePicture(const QString &name, const QString &window = {});
-    // All buttons that were ever seen outside the settings, but not pressed.
+    // All buttons that were ever seen outside the settings, but not pressed; without the uploads.
     [[nodiscard]] QStringList buttonsNotPressed() const;
 
 private:
