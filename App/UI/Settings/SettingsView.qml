@@ -17,7 +17,9 @@ Rectangle {
     implicitHeight: Math.max(strip.height + root.pages[root.model.currentTab].implicitHeight, confirmation.neededHeight, licenses.neededHeight)
     color: Colors.windowBackground
 
-    Item {
+    FocusScope {
+        id: content
+
         anchors.fill: parent
         enabled: !root.model.hasSheet
 
@@ -71,7 +73,7 @@ Rectangle {
         target: root.Window.window
 
         function onActiveFocusItemChanged() {
-            if (!root.model.hasSheet)
+            if (!root.model.hasSheet && content.activeFocus)
                 root.lastFocus = root.Window.activeFocusItem;
         }
     }
