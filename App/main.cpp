@@ -5,6 +5,7 @@
 #include "App/Support/SystemVolumeSetup.h"
 #include "App/TerminalOutput.h"
 #include "App/UI/Components/SymbolImage.h"
+#include "Platform/OwnEnvironment.h"
 #include "Platform/Platform.h"
 #include "Platform/PlatformError.h"
 
@@ -48,6 +49,9 @@ int main(int argc, char **argv) {
     qSetMessagePattern(u"%{time hh:mm:ss.zzz} %{category}: %{message}"_s);
     // An OpenGL context that cannot be made would end the application, and with it the drive.
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+
+    // It would lie in the engine's cache, and every view is compiled anyway.
+    OwnEnvironment::set("QML_DISABLE_DISK_CACHE", "1");
 
     const QApplication application(argc, argv);
     QApplication::setApplicationName(u"Quillmount"_s);

@@ -34,6 +34,10 @@ public:
     // seconds; false (the reason is logged) when it did not take note.
     virtual bool tellOther(Wish wish, const QByteArray &activationToken) = 0;
 
+    // To the one instance: removes what it keeps on disk, and the folder of that when nothing else is in it. The
+    // process is to end at once, since another one may be the one instance from now on.
+    virtual void removeTraces() = 0;
+
 Q_SIGNALS:
     // To the one instance: another start of this user has told it so. The token, for `Activation`, may be empty.
     void startedAgain(quillmount::SingleInstance::Wish wish, const QByteArray &activationToken);

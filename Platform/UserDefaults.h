@@ -23,6 +23,9 @@ public:
     // False when the value could not be kept (it is logged); the old value then stays.
     virtual bool set(const QString &key, const Value &value) = 0;
     virtual bool remove(const QString &key) = 0;
+    // Removes everything that was ever stored, also what was damaged and kept. From then on nothing is stored any more:
+    // `set` refuses, and whatever ends late leaves nothing behind. What cannot be removed is logged.
+    virtual void removeAll() = 0;
 
     template <typename T>
     [[nodiscard]] std::optional<T> get(const QString &key) const {

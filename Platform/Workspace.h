@@ -25,6 +25,10 @@ public:
     // Shows files of one folder in the user's file manager, selected where that can be done; else opens the folder.
     // `paths` is not empty. A failure is logged.
     virtual void reveal(const QStringList &paths) = 0;
+
+    // Moves a folder, or a file, to the user's trash. True only when it is there now; the reason of a failure is
+    // logged. For what `Bundle::location` names, and nothing else: everything inside goes with it.
+    virtual bool moveToTrash(const QString &path) = 0;
 };
 
 } // namespace quillmount

@@ -228,4 +228,11 @@ MountPoint::Preparation MountPoint::prepareKept(const QString &path, const QStri
     return preparation;
 }
 
+void MountPoint::giveBack(const QString &path) {
+    if (Platform::current().mountTable->isMounted(path) || ::rmdir(QFile::encodeName(path).constData()) == 0)
+        return;
+    if (const Folder folder(path); folder.isOpen() && isOurs(folder))
+        folder.setMode(clearedUpByTheUser);
+}
+
 } // namespace quillmount

@@ -31,5 +31,9 @@ struct Preparation {
 // a folder named after `home`, the mount point in the home folder. Another file system means copying: blocks that long.
 [[nodiscard]] Preparation prepareKept(const QString &path, const QString &home);
 
+// Gives the place of the drive back to the user: removes it when it is empty; else it and what is in it stay, writable
+// again. Nothing that is mounted there, and no link, is touched.
+void giveBack(const QString &path);
+
 } // namespace MountPoint
 } // namespace quillmount

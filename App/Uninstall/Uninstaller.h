@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: LicenseRef-Quillmount
 #pragma once
 
+#include "App/Engine/EngineLock.h"
+
 #include <QCoroTask>
 #include <QObject>
+
+#include <optional>
 
 namespace quillmount {
 
@@ -32,10 +36,20 @@ Q_SIGNALS:
     void finished();
 
 private:
-    [[nodiscard]] QCoro::Task<QString> remove();
+    // Absent when it may go on, else what `run` resolves with.
+    using Objection = std::optional<QString>;
+
+    // Takes the drive and its set-up away.
+    [[nodiscard]] QCoro::Task<Objection> undoSetup();
+    // The drive is mounted, or an engine uses the cache. From an answer that it is not, no engine can use it.
+    [[nodiscard]] Objection lookForDrive();
+    [[nodiscard]] QCoro::Task<> removeFiles();
+    static void removeApplication();
+    void stop();
 
     DriveEngine &m_engine;
     VolumeSetup &m_volumeSetup;
+    std::optional<EngineLock> m_cacheLock;
     bool m_isRunning = false;
 };
 

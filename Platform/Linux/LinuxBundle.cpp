@@ -38,6 +38,13 @@ std::optional<QString> LinuxBundle::resource(const QString &fileName) const {
     return file.absoluteFilePath();
 }
 
+std::optional<QString> LinuxBundle::location() const {
+    const std::optional<QString> name = infoString(u"QMFolderName"_s);
+    const QFileInfo folder(m_folder);
+    return name && !name->isEmpty() && folder.fileName() == *name ? std::optional(folder.absoluteFilePath())
+                                                                  : std::nullopt;
+}
+
 std::optional<QString> LinuxBundle::auxiliaryExecutable(const QString &name) const {
     std::optional<QString> path = resource(name);
     return path && QFileInfo(*path).isExecutable() ? path : std::nullopt;

@@ -6,6 +6,7 @@
 #include "Platform/Linux/PrivateFolder.h"
 #include "Platform/PlatformError.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -66,6 +67,14 @@ SingleInstance::Outcome LinuxSingleInstance::acquire() {
 
 bool LinuxSingleInstance::tellOther(Wish wish, const QByteArray &activationToken) {
     return InstanceSocket(m_file).tell(wish, activationToken);
+}
+
+void LinuxSingleInstance::removeTraces() {
+    m_socket.reset();
+    if (m_lock < 0)
+        return;
+    QFile::remove(m_file);
+    QDir().rmdir(QFileInfo(m_file).path());
 }
 
 } // namespace quillmount

@@ -24,6 +24,7 @@ public:
     // Throws when the lock file cannot be made or written: two instances on one cache would do worse than none.
     [[nodiscard]] Outcome acquire() override;
     bool tellOther(Wish wish, const QByteArray &activationToken) override;
+    void removeTraces() override;
 
 private:
     [[noreturn]] void fail(const char *what) const;

@@ -5,6 +5,7 @@
 #include "Platform/Linux/PrivateFolder.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -81,7 +82,7 @@ std::optional<UserDefaults::Value> LinuxUserDefaults::value(const QString &key) 
 
 bool LinuxUserDefaults::set(const QString &key, const Value &value) {
     // What cannot be read must not be replaced either: it may hold more than this one key.
-    if (!refresh())
+    if (m_isRemoved || !refresh())
         return false;
     QJsonObject changed = m_values;
     changed.insert(key, std::visit(ToJson(), value));
@@ -89,13 +90,29 @@ bool LinuxUserDefaults::set(const QString &key, const Value &value) {
 }
 
 bool LinuxUserDefaults::remove(const QString &key) {
-    if (!refresh())
+    if (m_isRemoved || !refresh())
         return false;
     if (!m_values.contains(key))
         return true;
     QJsonObject changed = m_values;
     changed.remove(key);
     return save(changed);
+}
+
+void LinuxUserDefaults::removeAll() {
+    m_isRemoved = true;
+    m_values = {};
+    m_stamp = std::nullopt;
+    const QDir folder(QFileInfo(m_file).path());
+    const QStringList files = folder.entryList(QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString &name : files)
+        if (QFile file(folder.filePath(name)); !file.remove())
+            qCWarning(platformLog).noquote() << "the settings cannot be removed:" << file.errorString();
+    // A link to the folder goes, and what the user has put into it stays.
+    if (QFileInfo(folder.path()).isSymLink())
+        QFile::remove(folder.path());
+    else
+        QDir().rmdir(folder.path());
 }
 
 std::optional<LinuxUserDefaults::Stamp> LinuxUserDefaults::stampOf() const {

@@ -16,6 +16,7 @@ public:
     [[nodiscard]] std::optional<Value> value(const QString &key) const override;
     bool set(const QString &key, const Value &value) override;
     bool remove(const QString &key) override;
+    void removeAll() override;
 
 private:
     // Which state of the file was read last.
@@ -35,6 +36,7 @@ private:
     bool save(const QJsonObject &values) const;
 
     QString m_file;
+    bool m_isRemoved = false;
     // The file as it was last seen: reading brings it up to date.
     mutable QJsonObject m_values;
     mutable std::optional<Stamp> m_stamp;

@@ -11,10 +11,12 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <gio/gio.h>
 #include <unistd.h>
 
 namespace quillmount {
@@ -102,6 +104,19 @@ void LinuxWorkspace::reveal(const QStringList &paths) {
         if (watcher->error().type() != QDBusError::NoReply && watcher->error().type() != QDBusError::TimedOut)
             openParent();
     });
+}
+
+// Not QFile::moveToTrash: without a trash it moves to the working directory, and says that all went well.
+bool LinuxWorkspace::moveToTrash(const QString &path) {
+    GError *error = nullptr;
+    GFile *file = g_file_new_for_path(QFile::encodeName(path).constData());
+    const bool isMoved = g_file_trash(file, nullptr, &error) != FALSE;
+    g_object_unref(file);
+    if (error) {
+        qCWarning(platformLog, "nothing was moved to the trash: %s", error->message);
+        g_error_free(error);
+    }
+    return isMoved;
 }
 
 } // namespace quillmount

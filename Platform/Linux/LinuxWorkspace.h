@@ -12,6 +12,7 @@ public:
     void openURL(const QUrl &url, std::function<void()> failed) override;
     void openFolder(const QString &path, std::function<void()> failed) override;
     void reveal(const QStringList &paths) override;
+    bool moveToTrash(const QString &path) override;
 };
 
 } // namespace quillmount

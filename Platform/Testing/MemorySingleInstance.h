@@ -10,6 +10,13 @@ class MemorySingleInstance final : public SingleInstance {
 public:
     [[nodiscard]] Outcome acquire() override { return Outcome::acquired; }
     bool tellOther(Wish, const QByteArray &) override { return false; }
+    void removeTraces() override { m_hasTraces = false; }
+
+    // False after `removeTraces`.
+    [[nodiscard]] bool hasTraces() const { return m_hasTraces; }
+
+private:
+    bool m_hasTraces = true;
 };
 
 } // namespace quillmount

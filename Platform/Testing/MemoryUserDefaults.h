@@ -15,6 +15,8 @@ public:
         return found == m_values.cend() ? std::nullopt : std::optional(*found);
     }
     bool set(const QString &key, const Value &value) override {
+        if (m_isRemoved)
+            return false;
         m_values.insert(key, value);
         return true;
     }
@@ -22,10 +24,15 @@ public:
         m_values.remove(key);
         return true;
     }
+    void removeAll() override {
+        m_isRemoved = true;
+        m_values.clear();
+    }
 
     [[nodiscard]] QStringList keys() const { return m_values.keys(); }
 
 private:
+    bool m_isRemoved = false;
     QMap<QString, Value> m_values;
 };
 

@@ -20,6 +20,14 @@ public:
         openURL(QUrl::fromLocalFile(path), std::move(failed));
     }
     void reveal(const QStringList &paths) override { m_revealed += paths; }
+    bool moveToTrash(const QString &path) override {
+        if (m_hasTrash)
+            m_trashed.append(path);
+        return m_hasTrash;
+    }
+
+    void setHasTrash(bool hasTrash) { m_hasTrash = hasTrash; }
+    [[nodiscard]] const QStringList &trashed() const { return m_trashed; }
 
     // Addresses and folders.
     [[nodiscard]] const QList<QUrl> &opened() const { return m_opened; }
@@ -30,6 +38,8 @@ public:
 private:
     QList<QUrl> m_opened;
     QStringList m_revealed;
+    QStringList m_trashed;
+    bool m_hasTrash = true;
     QList<std::function<void()>> m_failed;
 };
 
