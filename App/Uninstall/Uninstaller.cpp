@@ -12,8 +12,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QPointer>
 
+#include <exception>
 #include <utility>
 
 namespace quillmount {
@@ -21,6 +23,8 @@ namespace quillmount {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(log, "quillmount.uninstall")
 
 // A key of the information dictionary: the logs belong to another installation of this home as well.
 constexpr auto sharedLogs = "QMSharesLogs"_L1;
@@ -92,7 +96,12 @@ QCoro::Task<Uninstaller::Objection> Uninstaller::undoSetup() {
     const Objection before = lookForDrive();
     if (before || !m_volumeSetup.isRemovable())
         co_return before;
-    const auto outcome = co_await m_volumeSetup.remove();
+    auto outcome = VolumeSetup::Outcome::failed;
+    try {
+        outcome = co_await m_volumeSetup.remove();
+    } catch (const std::exception &error) {
+        qCWarning(log, "the set-up of the location could not be removed: %s", error.what());
+    }
     if (!self)
         co_return Objection();
     switch (outcome) {
