@@ -26,12 +26,10 @@ AppDelegate *remaining = nullptr;
 
 AppDelegate::AppDelegate(VolumeSetup &volumeSetup, QObject *parent)
     : QObject(parent)
-    , m_engine(volumeSetup)
-    , m_uninstaller(m_engine, volumeSetup) {
+    , m_engine(volumeSetup) {
     connect(&m_engine, &DriveEngine::filesSetAside, this, &AppDelegate::tellOfFilesSetAside);
     connect(&m_engine, &DriveEngine::mountPointTaken, this, &AppDelegate::tellOfMountPointTaken);
     connect(&m_engine, &DriveEngine::filesRecovered, this, &AppDelegate::tellOfRecoveredFiles);
-    connect(&m_uninstaller, &Uninstaller::finished, this, &AppDelegate::end);
     watchTheEnd();
 }
 
@@ -115,14 +113,12 @@ void AppDelegate::shutDown() {
     m_engine.shutdownNow();
 }
 
-void AppDelegate::end() {
-    shutDown();
-    Q_EMIT terminated(0);
-}
-
 void AppDelegate::watchTerminationSignals() {
     TerminationSignals &termination = *Platform::current().terminationSignals;
-    connect(&termination, &TerminationSignals::received, this, &AppDelegate::end);
+    connect(&termination, &TerminationSignals::received, this, [this] {
+        shutDown();
+        Q_EMIT terminated(0);
+    });
     termination.install();
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "App/Engine/DriveEngine.h"
-#include "App/Uninstall/Uninstaller.h"
 
 #include <QObject>
 
@@ -28,8 +27,6 @@ public:
     Q_DISABLE_COPY_MOVE(AppDelegate)
 
     [[nodiscard]] DriveEngine &engine() { return m_engine; }
-    // When it has removed everything, the application ends.
-    [[nodiscard]] Uninstaller &uninstaller() { return m_uninstaller; }
 
     // The launch sequence.
     void applicationDidFinishLaunching();
@@ -46,13 +43,12 @@ Q_SIGNALS:
     // The drive is about to be shut down, which takes seconds in which nothing else is done: the time to take
     // everything off the screen.
     void willShutDown();
-    // The drive has been shut down, on a signal, at the end of the desktop session or because Quillmount was removed:
-    // the application is to end with this status.
+    // The drive has been shut down, on a signal or at the end of the desktop session: the application is to end with
+    // this status.
     void terminated(int status);
 
 private:
     void shutDown();
-    void end();
     void watchTerminationSignals();
     // The ways in which the toolkit says that the application is to end.
     void watchTheEnd();
@@ -61,7 +57,6 @@ private:
     void tellOfRecoveredFiles(const QString &path, qint64 count);
 
     DriveEngine m_engine;
-    Uninstaller m_uninstaller;
     bool m_isAsking = false;
     bool m_isShuttingDown = false;
 };
