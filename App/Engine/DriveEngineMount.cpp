@@ -71,7 +71,13 @@ QCoro::Task<bool> DriveEngine::waitForMount(std::stop_token stop) {
             if (!self || stop.stop_requested())
                 co_return false;
         }
-        if (answers && mountSucceeded && isMounted()) {
+        if (answers && mountSucceeded) {
+            // A drive that is live is taken to have uploaded what it does not tell of.
+            co_await askCacheFigures();
+            if (!self || stop.stop_requested())
+                co_return false;
+        }
+        if (answers && mountSucceeded && isMounted() && m_process && m_state == State::starting) {
             m_mount->watch();
             handle(Event::mounted);
             co_return true;

@@ -80,11 +80,19 @@ void DriveStartTest::launch() {
     const auto handler = signal(SIGINT, SIG_IGN);
     const auto childHandler = signal(SIGCHLD, SIG_IGN);
     const int leaked = open("/dev/null", O_RDONLY);
-    const bool isLive = world.goLive();
+    world.engine.setQueuedUploads(2);
+    qint64 pendingWhenLive = 0;
+    connect(&world.makeDrive(), &DriveEngine::stateChanged, this, [&] {
+        if (world.drive->state() == DriveState::live)
+            pendingWhenLive = world.drive->stats().pendingUploads();
+    });
+    world.drive->start();
+    const bool isLive = world.advanceUntil(DriveState::live);
     close(leaked);
     signal(SIGCHLD, childHandler);
     signal(SIGINT, handler);
     QVERIFY(isLive);
+    QCOMPARE(pendingWhenLive, 2);
     QCOMPARE(world.states(), QStringList({u"starting"_s, u"live"_s}));
     world.drive->start();
     world.advance(10s);
