@@ -17,8 +17,6 @@ if(EXISTS "${QUILLMOUNT_GOOGLE_CLIENT}")
         message(FATAL_ERROR "${QUILLMOUNT_GOOGLE_CLIENT} is not the file of a desktop client: ${idError}${secretError}")
     endif()
 endif()
-# A whole number that grows with the version.
-math(EXPR QM_BUILD "${PROJECT_VERSION_MAJOR} * 10000 + ${PROJECT_VERSION_MINOR} * 100 + ${PROJECT_VERSION_PATCH}")
 # Only an installed package may offer to change the machine: what it runs as root lies in the system's own folders then.
 option(QUILLMOUNT_LOCATION_SETUP "Let the settings offer to set the drive up as a location; for packages in /usr" OFF)
 set(QM_LOCATION_SETUP "")

@@ -47,7 +47,8 @@ bool isFolderOfOurs(const QString &path) {
 }
 
 QCoro::Task<> lookUp(SystemVolumeSetup::Resolver resolver, OneShot<Answer> answer) {
-    const int result = co_await inBackground([resolver = std::move(resolver)] { return int(resolver()); });
+    std::function<int()> ask = [resolver] { return int(resolver()); };
+    const int result = co_await inBackground(std::move(ask));
     answer.set(result != 0 ? yes : no);
 }
 
