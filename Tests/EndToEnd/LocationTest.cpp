@@ -119,5 +119,5 @@ void LocationTest::setUpUsedAndRemoved() {
     QCOMPARE(drive.engine().mountPoint(), home.mountPoint());
 }
 
-QTEST_GUILESS_MAIN(LocationTest)
+QTEST_MAIN(LocationTest)
 #include "LocationTest.moc"

@@ -2,8 +2,7 @@
 import QtQuick
 import Quillmount.Components
 
-// A button for what cannot be undone. Return never presses it.
+// A button that leads to what cannot be undone, by way of a question.
 FormButton {
     foreground: Colors.fault
-    takesReturn: false
 }
