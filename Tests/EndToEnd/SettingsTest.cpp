@@ -101,7 +101,8 @@ void SettingsTest::byKeysAlone() {
     QTRY_VERIFY(QFile::exists(entry));
     QVERIFY(reach(u"Show in Finder"_s));
     m_desktop.press(u"Return"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(m_home->read(u"opened"_s).contains(m_home->mountPoint().toUtf8()), limit);
+    QTRY_VERIFY_WITH_TIMEOUT(m_home->read(u"opened"_s).contains(QUrl::fromLocalFile(m_home->mountPoint()).toEncoded()),
+                             limit);
 
     m_desktop.press(u"ctrl+Tab"_s);
     QVERIFY(shows({u"Google account: Not connected"_s, u"Folder in Google Drive: My Drive \u203A Quillmount"_s,

@@ -55,7 +55,8 @@ T.ComboBox {
         padding: 4
         contentItem: ListView {
             implicitHeight: contentHeight
-            model: root.delegateModel
+            // Qt 6.4 does not tell its tools of the type.
+            model: root.delegateModel // qmllint disable unresolved-type
             currentIndex: root.highlightedIndex
             interactive: false
         }

@@ -23,19 +23,18 @@ T.TabButton {
     Accessible.selectable: true
     Accessible.selected: root.checked
     Accessible.onPressAction: root.clicked()
-    contentItem: Item {
-        Symbol {
-            id: sign
+    contentItem: Column {
+        topPadding: 9
+        spacing: 4
 
+        Symbol {
             anchors.horizontalCenter: parent.horizontalCenter
-            y: 9
             name: root.symbol
             pixelSize: 18
             color: root.checked ? Colors.route : Colors.secondary
         }
         PlainText {
             anchors.horizontalCenter: parent.horizontalCenter
-            y: sign.y + sign.height + 4
             text: root.text
             font: root.font
             color: root.checked ? Colors.primary : Colors.secondary

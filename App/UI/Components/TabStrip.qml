@@ -13,10 +13,14 @@ Item {
     property int current: 0
     signal chosen(int index)
 
-    // Keeps the focus on the tab that is chosen by keys.
     function choose(index: int): void {
         root.chosen(Math.max(0, Math.min(index, tabs.count - 1)));
-        tabs.itemAt(root.current).forceActiveFocus(Qt.TabFocusReason);
+        root.focusCurrent();
+    }
+    // Gives the focus to the tab that is chosen, and shows it unless a pointer did that.
+    function focusCurrent(): void {
+        const tab = tabs.itemAt(root.current) as TabItem;
+        tab.forceActiveFocus(tab.hovered ? Qt.MouseFocusReason : Qt.TabFocusReason);
     }
 
     implicitHeight: 64

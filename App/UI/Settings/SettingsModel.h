@@ -12,8 +12,8 @@ class SettingsModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The application makes it.")
-    Q_PROPERTY(QStringList tabTitles READ tabTitles CONSTANT FINAL)
-    Q_PROPERTY(QStringList tabSymbols READ tabSymbols CONSTANT FINAL)
+    Q_PROPERTY(QList<QString> tabTitles READ tabTitles CONSTANT FINAL)
+    Q_PROPERTY(QList<QString> tabSymbols READ tabSymbols CONSTANT FINAL)
     Q_PROPERTY(int currentTab READ currentTab NOTIFY currentTabChanged FINAL)
     Q_PROPERTY(bool hasSheet READ hasSheet NOTIFY hasSheetChanged FINAL)
     Q_PROPERTY(quillmount::GeneralSettingsModel *general READ general CONSTANT FINAL)

@@ -80,6 +80,10 @@ Rectangle {
     Connections {
         target: root.model
 
+        // What had the focus is out of sight, and would lead nowhere.
+        function onCurrentTabChanged() {
+            strip.focusCurrent();
+        }
         function onHasSheetChanged() {
             if (!root.model.hasSheet && root.lastFocus)
                 Qt.callLater(root.lastFocus.forceActiveFocus, Qt.TabFocusReason);

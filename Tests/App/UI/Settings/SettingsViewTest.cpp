@@ -99,6 +99,8 @@ void SettingsViewTest::tabsByKeys() {
     QCOMPARE(scene.focused(), u"About"_s);
     scene.press(Qt::Key_Tab, Qt::ControlModifier);
     QCOMPARE(scene.model.currentTab(), 0);
+    // The focus is where the Tab key leads on from.
+    QCOMPARE(scene.focused(), u"General"_s);
     QTRY_COMPARE(scene.window->height(), general);
     scene.press(Qt::Key_W, Qt::ControlModifier);
     scene.press(Qt::Key_Escape);
@@ -137,7 +139,6 @@ void SettingsViewTest::returnNeverDestroys() {
     scene.model.selectTab(1);
     const QSignalSpy counts(scene.model.account(), &AccountSettingsModel::countRequested);
     const ConfirmationModel &dialog = *scene.model.account()->confirmation();
-    scene.press(Qt::Key_Tab);
     scene.press(Qt::Key_Tab);
     QCOMPARE(scene.focused(), u"Disconnect Account\u2026"_s);
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape}) {
