@@ -56,7 +56,7 @@ T.ComboBox {
         contentItem: ListView {
             implicitHeight: contentHeight
             // Qt 6.4 does not tell its tools of the type.
-            model: root.delegateModel // qmllint disable unresolved-type
+            model: root.delegateModel // qmllint disable
             currentIndex: root.highlightedIndex
             interactive: false
         }
