@@ -35,8 +35,9 @@ int main(int argc, char **argv) {
         qFatal("the pictures need the typeface Inter (package fonts-inter)");
     folder.mkpath(u"."_s);
 
-    const QList<GalleryState> states = componentStates() + menuPanelStates() + settingsStates();
+    // The states are made of what its platform says.
     Studio studio;
+    const QList<GalleryState> states = componentStates() + menuPanelStates() + settingsStates();
     qsizetype count = 0;
     for (const int scale : {1, 2}) {
         QList<SheetEntry> entries;
