@@ -133,15 +133,17 @@ QCoro::Task<> QuillmountServer::registerOrCheckIn() {
     std::optional<QString> idToken;
     const quint64 account = m_account;
     if (token.isCertain && !token.value) {
-        if (auto refresh = EngineConfig::refreshToken())
+        if (auto refresh = EngineConfig::refreshToken()) {
             idToken = co_await GoogleAuth::idToken(std::move(*refresh));
+        }
         if (!self)
             co_return;
     }
-    if (idToken && account == m_account)
+    if (idToken && account == m_account) {
         co_await registerInstall(std::move(*idToken));
-    else
+    } else {
         co_await checkIn();
+    }
 }
 
 void QuillmountServer::adEvent(qint64 id, bool click) {
@@ -187,8 +189,9 @@ QCoro::Task<QString> QuillmountServer::installID() {
         if (self)
             self->m_installID = id;
         // A keyring that is still locked holds the one to keep.
-        if (kept.isCertain)
+        if (kept.isCertain) {
             co_await Keychain::store(id, installIDKey);
+        }
     }
     if (self)
         self->m_installID = id;

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void followsTheBaseDirectoryVariables();
     void findsTheHome();
     void readsTheBundle();
+    void isMovedOnlyFromAFolderOfItsName();
     void loginItemIsLaunched_data();
     void loginItemIsLaunched();
     void loginItemHonoursTheDesktopsSwitches_data();
@@ -101,9 +102,19 @@ void LinuxHomeTest::readsTheBundle() {
     QCOMPARE(bundle.infoString(u"name"_s), std::optional(u"Quillmount"_s));
     QVERIFY(!bundle.infoString(u"build"_s));
     QVERIFY(!bundle.infoString(u"missing"_s));
+    QVERIFY(!bundle.location());
     QCOMPARE(bundle.auxiliaryExecutable(u"helper"_s), std::optional(folder + u"/helper"_s));
     for (const QString &name : {u"notes"_s, u"tools"_s, u"missing"_s, u"tools/Quillmount"_s, u""_s, u".."_s})
         QVERIFY2(!bundle.auxiliaryExecutable(name), qPrintable(name));
+}
+
+void LinuxHomeTest::isMovedOnlyFromAFolderOfItsName() {
+    const QByteArray dictionary = R"({"QMFolderName": "Quillmount 1.0"})";
+    for (const QString &name : {u"Quillmount 1.0"_s, u"bin"_s})
+        putFile(m_root->filePath(name + u"/Info.json"_s), dictionary);
+    const QString folder = m_root->filePath(u"Quillmount 1.0"_s);
+    QCOMPARE(LinuxBundle(folder).location(), std::optional(folder));
+    QVERIFY(!LinuxBundle(m_root->filePath(u"bin"_s)).location());
 }
 
 void LinuxHomeTest::loginItemIsLaunched_data() {

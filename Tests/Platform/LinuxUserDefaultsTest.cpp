@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void writesAgainWhatItKnewBeforeTheDamage();
     void isReadableByTheUserAlone();
     void leavesTheOldFileWhenTheDiskIsFull();
+    void leavesNothingBehind();
 
 private:
     void write(const QByteArray &text) const { putFile(m_file, text); }
@@ -176,6 +178,16 @@ void LinuxUserDefaultsTest::leavesTheOldFileWhenTheDiskIsFull() {
     QCOMPARE(defaults.get<QString>(u"key"_s), std::optional(u"old"_s));
     QCOMPARE(read(), before);
     QCOMPARE(files(), QStringList(u"defaults.json"_s));
+}
+
+void LinuxUserDefaultsTest::leavesNothingBehind() {
+    putFile(m_folder + u"/defaults.json.damaged-20260115T120000.000Z"_s, "{");
+    LinuxUserDefaults defaults(m_file);
+    QVERIFY(defaults.set(u"key"_s, u"someone@example.com"_s));
+    defaults.removeAll();
+    QVERIFY(!defaults.value(u"key"_s));
+    QVERIFY(!defaults.set(u"key"_s, u"late"_s));
+    QVERIFY(!QFileInfo::exists(m_folder));
 }
 
 QTEST_GUILESS_MAIN(LinuxUserDefaultsTest)

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void tellsOfFailures_data();
     void tellsOfFailures();
     void browsersAreLeftAlone();
+    void tellsWhetherTheTrashHasIt();
 
 private:
     void setOpener(const QByteArray &script) const {
@@ -98,6 +99,21 @@ void LinuxWorkspaceTest::browsersAreLeftAlone() {
     QVERIFY(input.open(QIODevice::ReadWrite | QIODevice::Unbuffered) && input.write("go\n") == 3);
     QVERIFY(waitFor([&] { return isThere(u"ended"_s); }));
     handleEvents();
+}
+
+void LinuxWorkspaceTest::tellsWhetherTheTrashHasIt() {
+    const QString folder = m_folder->filePath(u"Quillmount 1.0"_s);
+    const QString trash = m_folder->filePath(u"data/Trash"_s);
+    qputenv("HOME", QFile::encodeName(m_folder->path()));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder->filePath(u"data"_s)));
+    putFile(folder + u"/quillmount"_s, "program");
+    putFile(trash, "in the way");
+    QVERIFY(!LinuxWorkspace().moveToTrash(folder));
+    QCOMPARE(contentOf(folder + u"/quillmount"_s), "program");
+    QVERIFY(QFile::remove(trash));
+    QVERIFY(LinuxWorkspace().moveToTrash(folder));
+    QCOMPARE(contentOf(trash + u"/files/Quillmount 1.0/quillmount"_s), "program");
+    QVERIFY(!QFileInfo::exists(folder));
 }
 
 QTEST_GUILESS_MAIN(LinuxWorkspaceTest)
