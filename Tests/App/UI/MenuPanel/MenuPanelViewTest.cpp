@@ -2,6 +2,7 @@
 // The panel in a window: its keys, its change from one body to the next, and what a screen reader finds in it.
 #include "App/UI/MenuPanel/MenuPanelModel.h"
 #include "Platform/Testing/ScopedPlatform.h"
+#include "Tests/Support/SpokenTree.h"
 
 #include <QAccessible>
 #include <QQmlComponent>
@@ -64,20 +65,6 @@ struct Scene {
     QStringList revealed;
     bool isReady = false;
 };
-
-// The names below this one of what is to be seen.
-QStringList spokenTree(QAccessibleInterface *node) {
-    QStringList names;
-    for (int i = 0; i < node->childCount(); ++i) {
-        QAccessibleInterface *child = node->child(i);
-        if (child->state().invisible)
-            continue;
-        if (const QString name = child->text(QAccessible::Name); !name.isEmpty())
-            names.append(name);
-        names += spokenTree(child);
-    }
-    return names;
-}
 
 } // namespace
 

@@ -2,6 +2,7 @@
 // The settings in a window: their keys, their height, and what a screen reader finds on each tab.
 #include "App/UI/Settings/SettingsModel.h"
 #include "Platform/Testing/ScopedPlatform.h"
+#include "Tests/Support/SpokenTree.h"
 
 #include <QAccessible>
 #include <QElapsedTimer>
@@ -55,19 +56,6 @@ struct Scene {
     std::unique_ptr<QQuickWindow> window;
     bool isReady = false;
 };
-
-QStringList spokenTree(QAccessibleInterface *node) {
-    QStringList names;
-    for (int i = 0; i < node->childCount(); ++i) {
-        QAccessibleInterface *child = node->child(i);
-        if (child->state().invisible)
-            continue;
-        if (const QString name = child->text(QAccessible::Name); !name.isEmpty())
-            names.append(name);
-        names += spokenTree(child);
-    }
-    return names;
-}
 
 } // namespace
 
